@@ -1,0 +1,47 @@
+# make run   - install what is missing, build, and start the program
+# make test  - install, build and run every test suite, then again with the sanitizers
+# make bench - build with optimisation and run the benchmarks against their baselines
+JOBS ?= $(shell nproc)
+CMAKE_FLAGS ?=
+
+.PHONY: deps build run test test-plain test-asan test-fuzz bench format clean
+
+deps:
+	@scripts/install-deps.sh
+
+build: deps
+	cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo $(CMAKE_FLAGS)
+	cmake --build build -j $(JOBS)
+
+run: build
+	./build/quorvex --help
+
+test: deps
+	$(MAKE) test-plain test-asan test-fuzz
+
+test-plain:
+	cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo $(CMAKE_FLAGS)
+	cmake --build build -j $(JOBS)
+	scripts/with-display.sh ctest --test-dir build --output-on-failure -j $(JOBS)
+
+test-asan:
+	cmake -S . -B build-asan -DCMAKE_BUILD_TYPE=Debug -DQUORVEX_SANITIZE=ON $(CMAKE_FLAGS)
+	cmake --build build-asan -j $(JOBS)
+	ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
+	  scripts/with-display.sh ctest --test-dir build-asan --output-on-failure -j $(JOBS)
+
+test-fuzz:
+	CC=clang CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQUORVEX_FUZZ=ON
+	cmake --build build-fuzz -j $(JOBS)
+	ctest --test-dir build-fuzz --output-on-failure
+
+bench: deps
+	cmake -S . -B build-bench -DCMAKE_BUILD_TYPE=Release -DQUORVEX_TESTS=OFF -DQUORVEX_BENCH=ON
+	cmake --build build-bench -j $(JOBS)
+	./build-bench/bench/quorvex_bench
+
+format:
+	git ls-files '*.cpp' '*.h' '*.inl' | xargs clang-format -i
+
+clean:
+	rm -rf build build-asan build-fuzz build-bench

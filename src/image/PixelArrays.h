@@ -1,0 +1,83 @@
+#pragma once
+// Number arrays laid over pictures, and the two program-wide ones.
+//
+// An Array2D is indexed (column, row) with the column varying fastest: element (i, y) lies at
+// position i + cols * y. Laid over a W x H picture it has cols = 3W + 1 byte columns (channel c of
+// pixel x at 3x + c; the extra last column stays 0) and rows = H memory rows (row 0 at the bottom).
+
+#include <cstdint>
+#include <vector>
+
+#include "base/Error.h"
+
+namespace qv {
+
+template <typename T>
+class Array2D {
+ public:
+  using value_type = T;
+
+  int32_t Cols() const { return cols_; }
+  int32_t Rows() const { return rows_; }
+  bool Empty() const { return data_.empty(); }
+
+  // Re-dimensions to (0 ... cols - 1, 0 ... rows - 1) with every element 0; the previous contents
+  // are discarded. An empty range raises the subscript-range error.
+  void ReDim(int64_t cols, int64_t rows) {
+    if (cols <= 0 || rows <= 0) throw err::SubscriptOutOfRange();
+    if (cols * rows > (int64_t{1} << 31)) throw err::OutOfMemory();
+    data_.assign(static_cast<size_t>(cols * rows), T{});
+    cols_ = static_cast<int32_t>(cols);
+    rows_ = static_cast<int32_t>(rows);
+  }
+  void Clear() {
+    data_.clear();
+    data_.shrink_to_fit();
+    cols_ = rows_ = 0;
+  }
+
+  // Unchecked access for loops that have checked their bounds.
+  T& operator()(int32_t i, int32_t y) { return data_[static_cast<size_t>(i) + static_cast<size_t>(cols_) * y]; }
+  const T& operator()(int32_t i, int32_t y) const {
+    return data_[static_cast<size_t>(i) + static_cast<size_t>(cols_) * y];
+  }
+  // Checked access: the subscript-range error outside the dimensions.
+  T& At(int32_t i, int32_t y) {
+    if (!Covers(i, y)) throw err::SubscriptOutOfRange();
+    return (*this)(i, y);
+  }
+  const T& At(int32_t i, int32_t y) const {
+    if (!Covers(i, y)) throw err::SubscriptOutOfRange();
+    return (*this)(i, y);
+  }
+  bool Covers(int64_t i, int64_t y) const { return i >= 0 && y >= 0 && i < cols_ && y < rows_; }
+
+  T* Row(int32_t y) { return data_.data() + static_cast<size_t>(cols_) * y; }
+  const T* Row(int32_t y) const { return data_.data() + static_cast<size_t>(cols_) * y; }
+  T* Data() { return data_.data(); }
+  const T* Data() const { return data_.data(); }
+
+ private:
+  std::vector<T> data_;
+  int32_t cols_ = 0;
+  int32_t rows_ = 0;
+};
+
+using PixelArray = Array2D<int32_t>;
+
+// The program-wide arrays:
+//   SharedPixels: signed 32-bit channel values of the picture last copied in by CopyToArray,
+//     (3W + 1) x H as above; the hand-over between CopyToArray and the members that compare or
+//     combine a picture with an earlier one.
+//   GLPixels: the picture last repacked by CopyToArrayOPENGL, red, green, blue bytes, rows
+//     bottom-up without padding (3WH bytes plus one that is never written), ready for
+//     glDrawPixels with GL_RGB, GL_UNSIGNED_BYTE and an unpack alignment of 1.
+// Used from the playback thread only, without locks.
+struct ProcessorArrays {
+  PixelArray SharedPixels;
+  std::vector<uint8_t> GLPixels;
+};
+
+inline ProcessorArrays gArrays;
+
+}  // namespace qv

@@ -1,0 +1,317 @@
+#include "image/cDIBSection.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <cstring>
+#include <random>
+#include <vector>
+
+#include "base/Error.h"
+#include "base/Numbers.h"
+#include "base/Seams.h"
+#include "image/RowGather.h"
+
+namespace qv {
+
+cDIBSection::~cDIBSection() { ClearUp(); }
+
+cDIBSection& Deref(const DibRef& ref) {
+  if (!ref) throw err::ObjectNotSet();
+  return *ref;
+}
+
+bool cDIBSection::CreateDIB(HDC dc, int32_t width, int32_t height, BitmapHandle& hDib) {
+  (void)dc;  // pixel memory does not depend on the context
+  header_ = BitmapInfoHeader::For24Bit(width, height);
+  hDib = 0;
+  if (width <= 0 || height <= 0 || StrideFor(width) > kMaxPictureBytes / height) {
+    header_ = BitmapInfoHeader{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+    return false;
+  }
+  const auto bytes = static_cast<size_t>(StrideFor(width) * height);
+  // calloc hands out zeroed memory without a clearing pass of ours where it can; pictures that are
+  // about to be overwritten whole skip the clearing altogether.
+  auto* memory = static_cast<uint8_t*>(cleared_ ? std::calloc(bytes, 1) : std::malloc(bytes));
+  if (memory == nullptr) {
+    header_ = BitmapInfoHeader{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+    return false;
+  }
+  bits_ = memory;
+  hDib = reinterpret_cast<BitmapHandle>(memory);
+  return true;
+}
+
+bool cDIBSection::Create(int32_t width, int32_t height) { return Allocate(width, height, true); }
+
+bool cDIBSection::CreateToOverwrite(int32_t width, int32_t height) {
+  if (!Allocate(width, height, false)) return false;
+  const int32_t used = 3 * width;
+  const int32_t stride = BytesPerScanLine();
+  if (stride > used) {
+    for (int32_t y = 0; y < height; ++y) std::memset(bits_ + static_cast<int64_t>(y) * stride + used, 0, static_cast<size_t>(stride - used));
+  }
+  return true;
+}
+
+bool cDIBSection::Allocate(int32_t width, int32_t height, bool cleared) {
+  ClearUp();
+  cleared_ = cleared;
+  dc_ = std::make_unique<DeviceContext>();
+  const bool made = CreateDIB(dc_.get(), width, height, hDib_);
+  cleared_ = true;
+  if (!made) {
+    dc_.reset();
+    hDib_ = 0;
+    return false;
+  }
+  previousGrid_ = dc_->Select(Grid());
+  return true;
+}
+
+void cDIBSection::ClearUp() {
+  if (dc_) {
+    if (hDib_ != 0) {
+      dc_->Select(previousGrid_);
+      std::free(bits_);
+    }
+    dc_.reset();
+  }
+  hDib_ = 0;
+  previousGrid_ = PixelGrid{};
+  bits_ = nullptr;
+  header_ = BitmapInfoHeader{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+}
+
+PixelGrid cDIBSection::Grid() const {
+  if (bits_ == nullptr) return PixelGrid{};
+  return PixelGrid{bits_, Width(), Height(), BytesPerScanLine()};
+}
+
+void cDIBSection::CreateFromPicture(const StdPicture& picture) {
+  if (picture.Empty() || !Create(picture.width, picture.height)) return;
+  const PixelGrid grid = Grid();
+  for (int32_t y = 0; y < picture.height; ++y) {
+    uint8_t* row = grid.DeviceRow(y);
+    for (int32_t x = 0; x < picture.width; ++x) {
+      const uint32_t argb = picture.At(x, y);
+      row[3 * x] = static_cast<uint8_t>(argb);
+      row[3 * x + 1] = static_cast<uint8_t>(argb >> 8);
+      row[3 * x + 2] = static_cast<uint8_t>(argb >> 16);
+    }
+  }
+}
+
+void cDIBSection::LoadPictureBlt(HDC srcDC, int32_t srcLeft, int32_t srcTop, int32_t srcWidth,
+                                 int32_t srcHeight, uint32_t rop) {
+  if (srcWidth < 0) srcWidth = Width();
+  if (srcHeight < 0) srcHeight = Height();
+  BitBlt(hDC(), 0, 0, srcWidth, srcHeight, srcDC, srcLeft, srcTop, rop);
+}
+
+void cDIBSection::PaintPicture(HDC dstDC, int32_t destLeft, int32_t destTop, int32_t destWidth,
+                               int32_t destHeight, int32_t srcLeft, int32_t srcTop,
+                               uint32_t rop) const {
+  if (destWidth < 0) destWidth = Width();
+  if (destHeight < 0) destHeight = Height();
+  BitBlt(dstDC, destLeft, destTop, destWidth, destHeight, hDC(), srcLeft, srcTop, rop);
+}
+
+void cDIBSection::RandomiseBits(bool gray) {
+  const PixelGrid grid = Grid();
+  if (grid.Empty()) return;
+  const auto seed = static_cast<uint64_t>(
+      std::chrono::system_clock::now().time_since_epoch().count());
+  std::mt19937_64 engine(seed);
+  std::uniform_real_distribution<double> random(0.0, 1.0);  // [0, 1)
+  auto level = [&] { return CByte(random(engine) * 255.0); };
+  for (int32_t y = 0; y < grid.height; ++y) {
+    uint8_t* row = grid.MemoryRow(y);
+    for (int32_t x = 0; x < grid.width; ++x) {
+      uint8_t* p = row + 3 * x;
+      if (gray) {
+        p[0] = p[1] = p[2] = level();
+      } else {
+        p[0] = 0;
+        p[1] = level();
+        p[2] = level();
+      }
+    }
+  }
+}
+
+DibRef cDIBSection::Resample(int32_t newHeight, int32_t newWidth, bool interpolate) const {
+  auto out = std::make_shared<cDIBSection>();
+  // Every rule below writes every pixel of the new picture, unless this one is empty.
+  const bool writesAll = bits_ != nullptr;
+  if (!(writesAll ? out->CreateToOverwrite(newWidth, newHeight) : out->Create(newWidth, newHeight))) {
+    return nullptr;
+  }
+  if (newWidth == Width() && newHeight == Height()) {
+    BitBlt(out->hDC(), 0, 0, newWidth, newHeight, hDC(), 0, 0, SRCCOPY);
+  } else if (interpolate) {
+    ResampleInto(*out, true);
+  } else if (newWidth >= Width() && newHeight >= Height()) {
+    out->hDC()->SetStretchBltMode(COLORONCOLOR);
+    StretchBlt(out->hDC(), 0, 0, newWidth, newHeight, hDC(), 0, 0, Width(), Height(), SRCCOPY);
+  } else {
+    ResampleInto(*out, false);
+  }
+  return out;
+}
+
+void cDIBSection::ResampleInto(cDIBSection& dest, bool interpolate) const {
+  const PixelGrid s = Grid();
+  const PixelGrid d = dest.Grid();
+  if (s.Empty() || d.Empty()) return;
+  const double xScale = static_cast<double>(s.width - 1) / d.width;
+  const double yScale = static_cast<double>(s.height - 1) / d.height;
+  if (s.width < 2 || s.height < 2) interpolate = false;
+
+  // Source column of every destination column, computed as sx = x * xScale, ix = its integer part.
+  std::vector<int32_t> ix(static_cast<size_t>(d.width));
+  std::vector<double> fx(static_cast<size_t>(d.width));
+  for (int32_t x = 0; x < d.width; ++x) {
+    const double sx = x * xScale;
+    ix[static_cast<size_t>(x)] = static_cast<int32_t>(sx);
+    fx[static_cast<size_t>(x)] = sx - ix[static_cast<size_t>(x)];
+  }
+
+  if (!interpolate) {
+    const RowGatherPlan plan(ix, s.width, /*allowSimd=*/true);
+    int32_t previousIy = -1;
+    const uint8_t* previousRow = nullptr;
+    for (int32_t y = 0; y < d.height; ++y) {
+      const auto iy = static_cast<int32_t>(y * yScale);
+      uint8_t* dRow = d.MemoryRow(y);
+      if (iy == previousIy) {
+        std::memcpy(dRow, previousRow, static_cast<size_t>(3) * d.width);
+      } else {
+        plan.Gather(s.MemoryRow(iy), dRow);
+        previousIy = iy;
+        previousRow = dRow;
+      }
+    }
+    return;
+  }
+
+  const bool bilinear = xScale <= 2.0;
+  const int32_t r = bilinear ? 0 : CLng(xScale / 2.0);
+  const double positions = static_cast<double>(2 * r + 1) * (2 * r + 1);
+  for (int32_t y = 0; y < d.height; ++y) {
+    const double sy = y * yScale;
+    const auto iy = static_cast<int32_t>(sy);
+    const double fy = sy - iy;
+    uint8_t* dRow = d.MemoryRow(y);
+    for (int32_t x = 0; x < d.width; ++x) {
+      const int32_t cx = ix[static_cast<size_t>(x)];
+      for (int c = 0; c < 3; ++c) {
+        double value;
+        if (bilinear) {
+          auto v = [&](int32_t col, int32_t row) { return static_cast<double>(s.MemoryRow(row)[3 * col + c]); };
+          const double left = RoundHalfEven((1 - fy) * v(cx, iy) + fy * v(cx, iy + 1));
+          const double right = RoundHalfEven((1 - fy) * v(cx + 1, iy) + fy * v(cx + 1, iy + 1));
+          const double f = fx[static_cast<size_t>(x)];
+          value = RoundHalfEven((1 - f) * left + f * right);
+        } else {
+          // The outermost source rows and columns are never sampled, but every position counts
+          // in the divisor, so pictures darken towards their borders.
+          int64_t sum = 0;
+          for (int32_t dy = -r; dy <= r; ++dy) {
+            const int32_t row = iy + dy;
+            if (row < 1 || row > s.height - 2) continue;
+            const uint8_t* sRow = s.MemoryRow(row);
+            for (int32_t dx = -r; dx <= r; ++dx) {
+              const int32_t col = cx + dx;
+              if (col >= 1 && col <= s.width - 2) sum += sRow[3 * col + c];
+            }
+          }
+          value = RoundHalfEven(static_cast<double>(sum) / positions);
+        }
+        dRow[3 * x + c] = static_cast<uint8_t>(std::clamp(value, 0.0, 255.0));
+      }
+    }
+  }
+}
+
+DibRef cDIBSection::CanvasSize(int32_t newHeight, int32_t newWidth) const {
+  auto out = std::make_shared<cDIBSection>();
+  if (!out->Create(newWidth, newHeight)) return nullptr;
+  return out;
+}
+
+DibRef cDIBSection::CopyOf() const {
+  auto out = std::make_shared<cDIBSection>();
+  if (!out->CreateToOverwrite(Width(), Height())) return nullptr;
+  out->LoadPictureBlt(hDC(), 0, 0, Width(), Height(), SRCCOPY);
+  return out;
+}
+
+DibRef cDIBSection::Crop(int32_t newHeight, int32_t newWidth, int32_t newLeft,
+                         int32_t newTop) const {
+  if (Width() < 2 || Height() < 2) return nullptr;
+  auto out = std::make_shared<cDIBSection>();
+  const bool inside = newLeft >= 0 && newTop >= 0 && int64_t{newLeft} + newWidth <= Width() &&
+                      int64_t{newTop} + newHeight <= Height();
+  if (!(inside ? out->CreateToOverwrite(newWidth, newHeight) : out->Create(newWidth, newHeight))) {
+    return nullptr;
+  }
+  BitBlt(out->hDC(), 0, 0, newWidth, newHeight, hDC(), newLeft, newTop, SRCCOPY);
+  return out;
+}
+
+std::string cDIBSection::SystemErrorText(int code) {
+  char buffer[256];
+  const char* text = strerror_r(code, buffer, sizeof buffer);
+  return text ? std::string(text) : std::string();
+}
+
+bool cDIBSection::WriteFailed(bool ok, int64_t asked, int64_t written) {
+  return !(ok && asked == written);
+}
+
+bool cDIBSection::SavePicture(const std::string& fileName) const {
+  const int fd = ::open(fileName.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+  const int lastError = errno;
+  if (fd < 0) {
+    throw AppError(17, std::string(kExeName) + ".cDIBSection256", SystemErrorText(lastError));
+  }
+  const int64_t imageSize = static_cast<int64_t>(BytesPerScanLine()) * Height();
+  BitmapFileHeader file;
+  file.bfType = BitmapFileHeader::kTypeBM;
+  file.bfSize = static_cast<uint32_t>(imageSize + 54);
+  file.bfOffBits = 54;
+  auto writeAll = [fd](const uint8_t* data, int64_t size) {
+    int64_t done = 0;
+    while (done < size) {
+      const ssize_t n = ::write(fd, data + done, static_cast<size_t>(size - done));
+      if (n < 0 && errno == EINTR) continue;
+      if (n <= 0) return !WriteFailed(false, size, done);
+      done += n;
+    }
+    return !WriteFailed(true, size, done);
+  };
+  const auto fileBytes = file.ToBytes();
+  const auto infoBytes = header_.ToBytes();
+  bool ok = writeAll(fileBytes.data(), static_cast<int64_t>(fileBytes.size()));
+  if (ok) ok = writeAll(infoBytes.data(), static_cast<int64_t>(infoBytes.size()));
+  if (ok && imageSize > 0) ok = writeAll(bits_, imageSize);
+  ::close(fd);
+  return ok;
+}
+
+bool cDIBSection::CopyToClipboard(bool asDib) {
+  if (asDib) {
+    MsgBox("I don't know how to put a DIB on the clipboard! Copy as bitmap instead!!!");
+    return false;
+  }
+  ClipboardHook* clipboard = Clipboard();
+  if (clipboard == nullptr || bits_ == nullptr) return false;
+  return clipboard->PutBitmap(Width(), Height(), bits_, BytesPerScanLine());
+}
+
+}  // namespace qv

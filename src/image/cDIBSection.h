@@ -1,0 +1,120 @@
+#pragma once
+// cDIBSection: the one picture type of the program.
+//
+// A 24-bit device-independent bitmap whose pixel memory is addressed directly and which is at the
+// same time selected into its own memory device context, so that BitBlt and StretchBlt can copy,
+// crop and scale it.
+//   - Three bytes a pixel: blue, green, red. No alpha.
+//   - BytesPerScanLine = (3 x Width + 3) with the two low bits cleared; padding bytes mean nothing.
+//   - Rows bottom-up: memory row 0 is the bottom row. Channel c of pixel (x, memory row y) is at
+//     y * BytesPerScanLine + 3x + c from DIBSectionBitsPtr.
+//   - Device-context operations (LoadPictureBlt, PaintPicture, Crop, CopyOf, stretching) use
+//     top-down device coordinates.
+//   - A new picture is all zero bytes (black).
+// Members that make a picture (Resample, CanvasSize, CopyOf, Crop) return a new picture owned by
+// the caller, or nothing (nullptr); they never change the source. Every member works on an empty
+// picture: the getters return 0 and the copying members return nothing.
+// A picture is used by one thread at a time.
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "image/BitmapFormat.h"
+#include "image/DeviceContext.h"
+#include "image/StdPicture.h"
+
+namespace qv {
+
+class cDIBSection;
+// A reference to a picture, shared like an object reference: emptying a picture (ClearUp) empties
+// it for every holder.
+using DibRef = std::shared_ptr<cDIBSection>;
+using BitmapHandle = std::uintptr_t;
+
+// Largest pixel memory a picture may have; a bigger request fails like any refused bitmap.
+inline constexpr int64_t kMaxPictureBytes = int64_t{1} << 30;
+
+class cDIBSection {
+ public:
+  cDIBSection() = default;
+  ~cDIBSection();
+  cDIBSection(const cDIBSection&) = delete;
+  cDIBSection& operator=(const cDIBSection&) = delete;
+
+  // Puts a copy of the picture on the clipboard. With asDib True it only says that it cannot and
+  // returns false.
+  bool CopyToClipboard(bool asDib);
+  // Fills the info header for a width x height 24-bit bottom-up picture and allocates its pixel
+  // memory (all zero); hDib receives the bitmap's handle. False when no bitmap could be made (a
+  // size that is zero, negative or above kMaxPictureBytes, or no memory).
+  bool CreateDIB(HDC dc, int32_t width, int32_t height, BitmapHandle& hDib);
+  // Makes this picture the size of `picture` and copies it in (always ending up 24-bit).
+  void CreateFromPicture(const StdPicture& picture);
+  // Empties the picture and makes a new, black width x height one. False on failure (then empty).
+  bool Create(int32_t width, int32_t height);
+
+  int32_t BytesPerScanLine() const { return static_cast<int32_t>(StrideFor(header_.biWidth)); }
+  int32_t Width() const { return header_.biWidth; }
+  int32_t Height() const { return header_.biHeight; }
+
+  // Bit-block transfer from (srcLeft, srcTop) of srcDC to (0, 0) of this picture; a negative
+  // width or height means this picture's.
+  void LoadPictureBlt(HDC srcDC, int32_t srcLeft = 0, int32_t srcTop = 0, int32_t srcWidth = -1,
+                      int32_t srcHeight = -1, uint32_t rop = SRCCOPY);
+  // Bit-block transfer from (srcLeft, srcTop) of this picture to (destLeft, destTop) of dstDC; a
+  // negative width or height means this picture's.
+  void PaintPicture(HDC dstDC, int32_t destLeft = 0, int32_t destTop = 0, int32_t destWidth = -1,
+                    int32_t destHeight = -1, int32_t srcLeft = 0, int32_t srcTop = 0,
+                    uint32_t rop = SRCCOPY) const;
+
+  HDC hDC() const { return dc_.get(); }
+  BitmapHandle hDib() const { return hDib_; }
+  uint8_t* DIBSectionBitsPtr() const { return bits_; }
+
+  // Fills every pixel with random values (padding untouched): gray = one value for all three
+  // channels; otherwise blue 0 and independent green and red.
+  void RandomiseBits(bool gray);
+  // Frees the pixel memory and the device context; safe on an empty picture and twice in a row.
+  void ClearUp();
+
+  // A copy scaled to newWidth x newHeight (note the order: height first). Same size: plain copy;
+  // interpolate: bilinear (box average when shrinking by more than 2); enlarging: COLORONCOLOR
+  // stretch; shrinking: nearest source pixel.
+  DibRef Resample(int32_t newHeight, int32_t newWidth, bool interpolate = false) const;
+  // A new black picture of the given size; nothing of this one is copied.
+  DibRef CanvasSize(int32_t newHeight, int32_t newWidth) const;
+  DibRef CopyOf() const;
+  // The newWidth x newHeight rectangle whose top-left corner is (newLeft, newTop) in device
+  // coordinates; parts outside this picture stay black. Nothing for pictures smaller than 2 x 2.
+  DibRef Crop(int32_t newHeight, int32_t newWidth, int32_t newLeft = 0, int32_t newTop = 0) const;
+  // Writes an uncompressed 24-bit BMP file of exactly 54 + image size bytes. Raises error 17
+  // (source "quorvex.cDIBSection256", the system's text) when the file cannot be created; returns
+  // false when a write fails (the partly written file stays).
+  bool SavePicture(const std::string& fileName) const;
+
+  const BitmapInfoHeader& InfoHeader() const { return header_; }
+  // The pixel memory as a grid; an empty grid for an empty picture.
+  PixelGrid Grid() const;
+
+ private:
+  // Create for a caller that writes every pixel itself: the memory is not cleared (the row padding
+  // is, so that saved files do not depend on what the memory held).
+  bool CreateToOverwrite(int32_t width, int32_t height);
+  bool Allocate(int32_t width, int32_t height, bool cleared);
+  void ResampleInto(cDIBSection& dest, bool interpolate) const;
+  static std::string SystemErrorText(int code);
+  static bool WriteFailed(bool ok, int64_t asked, int64_t written);
+
+  BitmapHandle hDib_ = 0;
+  PixelGrid previousGrid_;  // what the device context held before this picture was selected
+  std::unique_ptr<DeviceContext> dc_;
+  uint8_t* bits_ = nullptr;
+  bool cleared_ = true;  // whether CreateDIB clears the memory it allocates
+  BitmapInfoHeader header_{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+};
+
+// The picture a reference refers to; raises the object-not-set error for an empty reference.
+cDIBSection& Deref(const DibRef& ref);
+
+}  // namespace qv

@@ -1,0 +1,130 @@
+#include "imageproc/cImageProcessDIB.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+
+namespace qv {
+
+AppError ImageProcessError(int32_t number, const char* description) {
+  return AppError(number, std::string(kAppName) + ".cImageProcess", description);
+}
+
+uint32_t TickCountMs() {
+  using namespace std::chrono;
+  return static_cast<uint32_t>(
+      duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count());
+}
+
+uint32_t cImageProcessDIB::StartTick() { return TickCountMs(); }
+
+void cImageProcessDIB::RaiseInitProgress(int32_t lMax) const {
+  if (Events.InitProgress) Events.InitProgress(lMax);
+}
+
+void cImageProcessDIB::RaiseProgress(int32_t lPosition) const {
+  if (Events.Progress) Events.Progress(lPosition);
+}
+
+void cImageProcessDIB::RaiseComplete(uint32_t startTick) const {
+  if (Events.Complete) Events.Complete(static_cast<int32_t>(TickCountMs() - startTick));
+}
+
+// --- Filter set-up -------------------------------------------------------------------------------
+
+void cImageProcessDIB::FilterArraySize(int32_t lSize) {
+  if (lSize % 2 == 0) throw ImageProcessError(kErrSizeMustBeOdd, "Size must be an odd number");
+  if (lSize < 0 || lSize > 9) {
+    throw ImageProcessError(kErrInvalidSetting,
+                            "Invalid size.  Size should be an odd number from 3 to 9");
+  }
+  kernelSize_ = lSize;
+  kernelHalf_ = lSize / 2;
+  kernel_.assign(static_cast<size_t>(lSize) * lSize, 0);
+}
+
+int32_t cImageProcessDIB::FilterValue(int32_t iX, int32_t iY) const {
+  if (kernel_.empty() || iX < -kernelHalf_ || iX > kernelHalf_ || iY < -kernelHalf_ ||
+      iY > kernelHalf_) {
+    throw err::SubscriptOutOfRange();
+  }
+  return kernel_[static_cast<size_t>((iY + kernelHalf_) * kernelSize_ + iX + kernelHalf_)];
+}
+
+void cImageProcessDIB::FilterValue(int32_t iX, int32_t iY, int32_t lValue) {
+  (void)FilterValue(iX, iY);  // bounds check
+  kernel_[static_cast<size_t>((iY + kernelHalf_) * kernelSize_ + iX + kernelHalf_)] = lValue;
+}
+
+void cImageProcessDIB::Filtertype(int32_t eType) {
+  if (eType < 1 || eType > 14) throw ImageProcessError(kErrInvalidSetting, "Invalid filter types.");
+  filterType_ = eType;
+  if (eType != 14) SetupKernel();
+}
+
+void cImageProcessDIB::SetupKernel() {
+  static constexpr int32_t kGaussian[5][5] = {{28, 45, 53, 45, 28},
+                                              {45, 73, 85, 73, 45},
+                                              {53, 85, 100, 85, 53},
+                                              {45, 73, 85, 73, 45},
+                                              {28, 45, 53, 45, 28}};
+  kernelWeight_ = 0;
+  auto fill = [this](int32_t size, auto value) {
+    FilterArraySize(size);
+    const int32_t h = size / 2;
+    for (int32_t iY = -h; iY <= h; ++iY) {
+      for (int32_t iX = -h; iX <= h; ++iX) FilterValue(iX, iY, value(iX, iY));
+    }
+    kernelWeight_ = 0;
+    for (int32_t v : kernel_) kernelWeight_ += v;
+  };
+  auto ring = [](int32_t iX, int32_t iY) { return std::max(std::abs(iX), std::abs(iY)); };
+  switch (filterType_) {
+    case 1: fill(3, [](int32_t, int32_t) { return 1; }); break;
+    case 2: fill(5, [](int32_t, int32_t) { return 1; }); break;
+    case 3: fill(3, [&](int32_t x, int32_t y) { return ring(x, y) == 0 ? 4 : 1; }); break;
+    case 4: fill(5, [&](int32_t x, int32_t y) {
+      static constexpr int32_t kByRing[3] = {12, 2, 1};
+      return kByRing[ring(x, y)];
+    }); break;
+    case 5: fill(5, [](int32_t x, int32_t y) { return kGaussian[y + 2][x + 2]; }); break;
+    case 6: fill(3, [&](int32_t x, int32_t y) { return ring(x, y) == 0 ? 15 : -1; }); break;
+    case 7: fill(3, [](int32_t x, int32_t y) {
+      if (x == 0 && y == 0) return 5;
+      return (x == 0 || y == 0) ? -1 : 0;
+    }); break;
+    case 9:
+      fill(3, [](int32_t x, int32_t y) { return (x == y && x != 0) ? x : 0; });
+      // The emboss kernel sums to 0; its weight is 1 so that the pass divides by something.
+      kernelWeight_ = 1;
+      break;
+    default: break;  // 8, 10 ... 13: no kernel
+  }
+}
+
+// --- Array conversions ---------------------------------------------------------------------------
+
+void cImageProcessDIB::CopyToArray(const cDIBSection& cTo) {
+  CopyToSpecifiedArray(cTo, gArrays.SharedPixels);
+}
+
+void cImageProcessDIB::CopyToArrayOPENGL(const cDIBSection& cTo) {
+  const int32_t W = cTo.Width();
+  const int32_t H = cTo.Height();
+  const size_t rowBytes = static_cast<size_t>(3) * (W > 0 ? W : 0);
+  std::vector<uint8_t>& out = gArrays.GLPixels;
+  out.resize(rowBytes * (H > 0 ? H : 0) + 1);
+  const PixelGrid grid = cTo.Grid();
+  if (grid.Empty()) return;
+  for (int32_t y = 0; y < H; ++y) {
+    const uint8_t* in = grid.MemoryRow(y);
+    uint8_t* o = out.data() + rowBytes * y;
+    for (int32_t x = 0; x < W; ++x) {
+      o[3 * x] = in[3 * x + 2];
+      o[3 * x + 1] = in[3 * x + 1];
+      o[3 * x + 2] = in[3 * x];
+    }
+  }
+}
+
+}  // namespace qv

@@ -1,0 +1,93 @@
+// Template members of cImageProcessDIB that take caller arrays of any element type.
+#pragma once
+
+#include <type_traits>
+
+#include "base/Numbers.h"
+
+namespace qv {
+
+namespace detail {
+template <typename T>
+uint8_t ToPixelByte(T value) {
+  if constexpr (std::is_floating_point_v<T>) {
+    return CByte(static_cast<double>(value));
+  } else {
+    return CByte(static_cast<int64_t>(value));
+  }
+}
+
+template <typename T>
+bool FitsPixelByte(T value) {
+  if constexpr (std::is_floating_point_v<T>) {
+    const double r = RoundHalfEven(static_cast<double>(value));
+    return r >= 0.0 && r <= 255.0;
+  } else if constexpr (std::is_unsigned_v<T>) {
+    return value <= 255;
+  } else {
+    return value >= 0 && value <= 255;
+  }
+}
+}  // namespace detail
+
+template <typename T>
+void cImageProcessDIB::CopyToSpecifiedArray(const cDIBSection& cTo, Array2D<T>& ArrayName) {
+  const uint32_t start = StartTick();
+  const int32_t H = cTo.Height();
+  const int32_t W = cTo.Width();
+  ArrayName.ReDim(3 * static_cast<int64_t>(W) + 1, H);
+  RaiseInitProgress(W - 1);
+  const PixelGrid grid = cTo.Grid();
+  for (int32_t y = 0; y < H; ++y) {
+    const uint8_t* row = grid.MemoryRow(y);
+    T* out = ArrayName.Row(y);
+    for (int32_t i = 0; i < 3 * W; ++i) out[i] = static_cast<T>(row[i]);
+  }
+  for (int32_t i = 0; i < 3 * W; i += 3) RaiseProgress(i);
+  RaiseComplete(start);
+}
+
+template <typename T>
+void cImageProcessDIB::CopyFromArray(cDIBSection& cTo, const Array2D<T>& ArrayName) {
+  const uint32_t start = StartTick();
+  const int32_t H = cTo.Height();
+  const int32_t W = cTo.Width();
+  RaiseInitProgress(W - 1);
+  if (W <= 0 || H <= 0) {
+    RaiseComplete(start);
+    return;
+  }
+  if (!ArrayName.Covers(3 * static_cast<int64_t>(W) - 1, H - 1)) throw err::SubscriptOutOfRange();
+  const PixelGrid grid = cTo.Grid();
+  bool allInRange = true;
+  for (int32_t y = 0; y < H && allInRange; ++y) {
+    const T* in = ArrayName.Row(y);
+    for (int32_t k = 0; k < 3 * W; ++k) {
+      if (!detail::FitsPixelByte(in[k])) {
+        allInRange = false;
+        break;
+      }
+    }
+  }
+  if (allInRange) {
+    for (int32_t y = 0; y < H; ++y) {
+      const T* in = ArrayName.Row(y);
+      uint8_t* row = grid.MemoryRow(y);
+      for (int32_t k = 0; k < 3 * W; ++k) row[k] = detail::ToPixelByte(in[k]);
+    }
+    for (int32_t i = 0; i <= 3 * (W - 1); ++i) RaiseProgress(i);
+  } else {
+    // Column by column (in steps of one byte), bottom row up, so that the element outside
+    // 0 ... 255 stops the copy with exactly the bytes before it written.
+    for (int32_t i = 0; i <= 3 * (W - 1); ++i) {
+      for (int32_t y = 0; y < H; ++y) {
+        uint8_t* row = grid.MemoryRow(y);
+        for (int32_t c = 0; c < 3; ++c) row[i + c] = detail::ToPixelByte(ArrayName(i + c, y));
+      }
+      RaiseProgress(i);
+    }
+  }
+  RaiseComplete(start);
+}
+
+}  // namespace qv

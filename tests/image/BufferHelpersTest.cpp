@@ -1,0 +1,72 @@
+#include <gtest/gtest.h>
+
+#include "image/BufferHelpers.h"
+#include "image/FrameBuffers.h"
+#include "support/TestSupport.h"
+
+namespace qv {
+namespace {
+
+TEST(BufferHelpers, CopyDibEmptiesTheOldPictureOnlyWhenAsked) {
+  auto source = test::PatternPicture(5, 4);
+  DibRef destination = test::SolidPicture(2, 2, {1, 2, 3});
+  DibRef otherHolder = destination;
+  CopyDIB(source, destination, false);
+  EXPECT_TRUE(test::SamePicture(*destination, *source));
+  EXPECT_EQ(otherHolder->Width(), 2);  // intact for its other holders
+  EXPECT_NE(otherHolder->DIBSectionBitsPtr(), nullptr);
+
+  DibRef second = otherHolder;
+  CopyDIB(source, second, true);
+  EXPECT_EQ(otherHolder->DIBSectionBitsPtr(), nullptr);  // emptied for every holder
+  EXPECT_TRUE(test::SamePicture(*second, *source));
+
+  DibRef none;
+  EXPECT_THROW(CopyDIB(none, destination, false), AppError);
+}
+
+TEST(BufferHelpers, CropAndResampleReplaceTheReference) {
+  auto source = test::PatternPicture(6, 6);
+  DibRef destination;
+  CropDIB(source, destination, 2, 3, 1, 1, true);
+  ASSERT_TRUE(destination);
+  EXPECT_TRUE(test::SamePicture(*destination, *source->Crop(2, 3, 1, 1)));
+
+  DibRef tiny = test::SolidPicture(1, 1, {1, 1, 1});
+  CropDIB(tiny, destination, 1, 1, 0, 0, false);
+  EXPECT_EQ(destination, nullptr);
+
+  DibRef buffer = test::PatternPicture(4, 4);
+  DibRef holder = buffer;
+  ResampleDIB(buffer, 8, 8, false);
+  EXPECT_EQ(buffer->Width(), 8);
+  EXPECT_EQ(holder->DIBSectionBitsPtr(), nullptr);  // the old picture is always emptied
+}
+
+TEST(BufferHelpers, MinViewSizesTakeTheSmallerOfTheTwoViews) {
+  gFrames.StereoViews = {test::SolidPicture(640, 10, {}), test::SolidPicture(642, 8, {})};
+  EXPECT_EQ(MinViewWidth(), 640);
+  EXPECT_EQ(MinViewHeight(), 8);
+  gFrames.StereoViews = {test::SolidPicture(7, 3, {}), test::SolidPicture(7, 3, {})};
+  EXPECT_EQ(MinViewWidth(), 7);
+  gFrames.StereoViews = {nullptr, test::SolidPicture(7, 3, {})};
+  EXPECT_EQ(MinViewWidth(), 0);  // an empty view is created on demand
+  EXPECT_NE(gFrames.StereoViews[0], nullptr);
+  gFrames = FrameBuffers{};
+}
+
+TEST(BufferHelpers, DeinterleaveRowsSortsEvenRowsBeforeOddRows) {
+  // Four rows A, B, C, D of two pixels, and a fifth row that an odd height drops.
+  std::vector<uint8_t> source(5 * 6);
+  for (int row = 0; row < 5; ++row) std::fill_n(source.begin() + 6 * row, 6, 'A' + row);
+  std::vector<uint8_t> out(5 * 6, 0);
+  DeinterleaveRows(out.data(), source.data(), 2, 4);
+  EXPECT_EQ(std::string(out.begin(), out.begin() + 24), std::string("AAAAAACCCCCCBBBBBBDDDDDD"));
+  std::fill(out.begin(), out.end(), 0);
+  DeinterleaveRows(out.data(), source.data(), 2, 5);
+  EXPECT_EQ(std::string(out.begin(), out.begin() + 24), std::string("AAAAAACCCCCCBBBBBBDDDDDD"));
+  EXPECT_EQ(out[24], 0);
+}
+
+}  // namespace
+}  // namespace qv

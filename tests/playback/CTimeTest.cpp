@@ -1,0 +1,68 @@
+#include <gtest/gtest.h>
+
+#include "base/Error.h"
+#include "playback/CTime.h"
+
+namespace qv {
+namespace {
+
+// A clock that returns the queued readings in turn.
+std::vector<int64_t> gReadings;
+bool QueuedClock(int64_t& count) {
+  count = gReadings.front();
+  gReadings.erase(gReadings.begin());
+  return true;
+}
+bool NoHighResolution(int64_t&) { return false; }
+bool Frequency10MHz(int64_t& f) {
+  f = 10000000;
+  return true;
+}
+
+TEST(CTime, ElapsedIsTheLastStopMinusTheStart) {
+  gReadings = {100};
+  CTime timer(QueuedClock, Frequency10MHz);
+  timer.StartTimer();
+  EXPECT_EQ(timer.Elapsed(), -100.0);  // no stop yet: stop count 0
+
+  gReadings = {1000, 1500, 4000};
+  timer.StartTimer();
+  timer.StopTimer();
+  timer.StopTimer();
+  EXPECT_EQ(timer.Elapsed(), 3000.0);
+  EXPECT_EQ(timer.Frequency(), 1e7);
+}
+
+TEST(CTime, CountersAreReadAsUnsignedHalves) {
+  // The top bit of the low half is set: still a positive count.
+  gReadings = {0, int64_t{0x80000000}};
+  CTime timer(QueuedClock, Frequency10MHz);
+  timer.StartTimer();
+  timer.StopTimer();
+  EXPECT_EQ(timer.Elapsed(), 2147483648.0);
+}
+
+TEST(CTime, MissingHighResolutionClockRaisesTheTimerError) {
+  CTime timer(QueuedClock, NoHighResolution);
+  try {
+    timer.Frequency();
+    FAIL();
+  } catch (const AppError& e) {
+    EXPECT_EQ(e.Number(), static_cast<int32_t>(0x800403E8u));
+    EXPECT_EQ(e.Source(), "Fast Timer Demo");
+    EXPECT_EQ(e.Description(), "The hardware does not support high resolution timing");
+  }
+}
+
+TEST(CTime, TheRealClockAdvances) {
+  CTime timer;
+  EXPECT_EQ(timer.Frequency(), 1e9);
+  timer.StartTimer();
+  volatile double x = 0;
+  for (int i = 0; i < 100000; ++i) x = x + i;
+  timer.StopTimer();
+  EXPECT_GT(timer.Elapsed(), 0.0);
+}
+
+}  // namespace
+}  // namespace qv

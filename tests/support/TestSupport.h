@@ -1,0 +1,145 @@
+#pragma once
+// Helpers shared by the test suites: a message recorder, temporary folders, and pictures whose
+// every pixel is known, compared whole with a report of where they differ.
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "base/Error.h"
+#include "base/Seams.h"
+#include "image/cDIBSection.h"
+
+namespace qv::test {
+
+struct RecordedMessage {
+  std::string text;
+  int style;
+  std::string title;
+};
+
+// Records every message box instead of showing it; input boxes take the queued answers (or their
+// default when none is queued).
+class RecordingSink : public MessageSink {
+ public:
+  RecordingSink() : previous_(&Messages()) { SetMessageSink(this); }
+  ~RecordingSink() override { SetMessageSink(previous_ == this ? nullptr : previous_); }
+
+  void ShowMessage(const std::string& text, int style, const std::string& title) override {
+    messages.push_back({text, style, title});
+  }
+  std::optional<std::string> InputBox(const std::string& prompt, const std::string&,
+                                      const std::string& defaultAnswer) override {
+    prompts.push_back(prompt);
+    if (answers.empty()) return defaultAnswer;
+    auto answer = answers.front();
+    answers.erase(answers.begin());
+    return answer;
+  }
+
+  std::vector<std::string> Texts() const {
+    std::vector<std::string> out;
+    for (const auto& m : messages) out.push_back(m.text);
+    return out;
+  }
+
+  std::vector<RecordedMessage> messages;
+  std::vector<std::string> prompts;
+  std::vector<std::optional<std::string>> answers;
+
+ private:
+  MessageSink* previous_;
+};
+
+// A fresh folder under the system's temporary folder, removed with its contents at the end.
+class TempDir {
+ public:
+  TempDir() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "quorvex-test-XXXXXX").string();
+    path_ = mkdtemp(pattern.data());
+  }
+  ~TempDir() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+  }
+  const std::filesystem::path& Path() const { return path_; }
+  std::string File(const std::string& name) const { return (path_ / name).string(); }
+
+ private:
+  std::filesystem::path path_;
+};
+
+// (blue, green, red) of a pixel.
+struct Bgr {
+  uint8_t b, g, r;
+  bool operator==(const Bgr&) const = default;
+};
+
+// A width x height picture whose pixel at column x and device row y (0 = top) is f(x, y).
+inline DibRef MakePicture(int32_t width, int32_t height, const std::function<Bgr(int, int)>& f) {
+  auto picture = std::make_shared<cDIBSection>();
+  if (!picture->Create(width, height)) return nullptr;
+  const PixelGrid grid = picture->Grid();
+  for (int y = 0; y < height; ++y) {
+    uint8_t* row = grid.DeviceRow(y);
+    for (int x = 0; x < width; ++x) {
+      const Bgr p = f(x, y);
+      row[3 * x] = p.b;
+      row[3 * x + 1] = p.g;
+      row[3 * x + 2] = p.r;
+    }
+  }
+  return picture;
+}
+
+inline DibRef SolidPicture(int32_t width, int32_t height, Bgr colour) {
+  return MakePicture(width, height, [colour](int, int) { return colour; });
+}
+
+// A picture in which every pixel has its own colour, derived from its position and a seed.
+inline DibRef PatternPicture(int32_t width, int32_t height, int seed = 0) {
+  return MakePicture(width, height, [seed](int x, int y) {
+    return Bgr{static_cast<uint8_t>(x * 7 + y * 3 + seed), static_cast<uint8_t>(x * 13 + y * 29 + seed),
+               static_cast<uint8_t>((x ^ y) * 5 + seed)};
+  });
+}
+
+// Pixel at column x, device row y (0 = top).
+inline Bgr PixelAt(const cDIBSection& picture, int x, int y) {
+  const uint8_t* p = picture.Grid().DeviceRow(y) + 3 * x;
+  return Bgr{p[0], p[1], p[2]};
+}
+
+// Compares two pictures pixel for pixel (padding ignored) and reports the first differences.
+inline ::testing::AssertionResult SamePicture(const cDIBSection& actual, const cDIBSection& expected) {
+  if (actual.Width() != expected.Width() || actual.Height() != expected.Height()) {
+    return ::testing::AssertionFailure() << "size " << actual.Width() << "x" << actual.Height()
+                                         << ", expected " << expected.Width() << "x" << expected.Height();
+  }
+  std::ostringstream report;
+  int differences = 0;
+  int largest = 0;
+  for (int y = 0; y < actual.Height(); ++y) {
+    for (int x = 0; x < actual.Width(); ++x) {
+      const Bgr a = PixelAt(actual, x, y);
+      const Bgr e = PixelAt(expected, x, y);
+      if (a == e) continue;
+      largest = std::max({largest, std::abs(a.b - e.b), std::abs(a.g - e.g), std::abs(a.r - e.r)});
+      if (differences++ < 5) {
+        report << "\n  (" << x << ", top row " << y << "): (" << int(a.b) << "," << int(a.g) << ","
+               << int(a.r) << ") expected (" << int(e.b) << "," << int(e.g) << "," << int(e.r) << ")";
+      }
+    }
+  }
+  if (differences == 0) return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure() << differences << " pixels differ, by up to " << largest
+                                       << report.str();
+}
+
+}  // namespace qv::test
