@@ -1,0 +1,460 @@
+// The sound track: exact start positions, the heard position behind the device's latency, the
+// waits of the frame loop (skipping ahead, ending on stop, at the end of the sound and on a sound
+// that stands still), the clock of silent sessions, the messages, and one run through SDL.
+//
+// Most tests drive a simulated device on a clock of their own: every round of message processing
+// lets 10 ms pass, and the device takes the samples of those 10 ms, to be heard 12.5 ms later (a
+// latency that keeps the positions off the frames' rounding boundaries).
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <thread>
+#include <vector>
+
+#include "support/TestSupport.h"
+#include "playback/CTime.h"
+#include "playback/SessionState.h"
+#include "playback/SoundTrack.h"
+
+namespace qv {
+namespace {
+
+class FakeClock : public SoundClock {
+ public:
+  double Now() override { return now; }
+  void Nap() override {}
+  double now = 1000.0;
+};
+
+// The device the test plays: the player's output forwards to it while it is open.
+struct TestDevice {
+  std::optional<DeviceFormat> offer;  // the format the device insists on; none: whatever is asked
+  DeviceFormat wanted, format;
+  PullSamples pull;
+  bool playing = false;
+  int opened = 0;
+
+  // The device takes `frames` sample frames now, to be heard from `heardAt` on.
+  std::vector<float> Take(int frames, double heardAt) {
+    std::vector<float> samples(static_cast<size_t>(frames) * format.channels, -99.0f);
+    if (pull && playing) {
+      pull(reinterpret_cast<unsigned char*>(samples.data()), static_cast<int>(samples.size() * sizeof(float)),
+           heardAt);
+    }
+    return samples;
+  }
+};
+
+class TestOutput : public AudioOutput {
+ public:
+  explicit TestOutput(TestDevice& device) : device_(device) {}
+  ~TestOutput() override { Close(); }
+  DeviceFormat Open(const DeviceFormat& wanted, PullSamples pull) override {
+    device_.wanted = wanted;
+    device_.format = device_.offer.value_or(DeviceFormat{wanted.rate, wanted.channels, wanted.rate / 100});
+    device_.pull = std::move(pull);
+    ++device_.opened;
+    return device_.format;
+  }
+  void Resume() override { device_.playing = true; }
+  void Pause() override { device_.playing = false; }
+  void Close() override {
+    device_.playing = false;
+    device_.pull = nullptr;
+  }
+
+ private:
+  TestDevice& device_;
+};
+
+// Message processing inside the waits: `step` seconds pass each round, and a running device takes
+// the samples of that time, heard kLatency seconds later.
+class SimulatedTime : public EventPump {
+ public:
+  SimulatedTime(FakeClock& clock, TestDevice& device) : clock_(clock), device_(device) { SetEventPump(this); }
+  ~SimulatedTime() override { SetEventPump(nullptr); }
+  void ProcessEvents() override {
+    ++rounds;
+    clock_.now += step;
+    if (deviceRuns) device_.Take(static_cast<int>(std::lround(device_.format.rate * step)), clock_.now + kLatency);
+    if (onRound) onRound(rounds);
+  }
+  static constexpr double kLatency = 0.0125;
+  double step = 0.01;
+  int rounds = 0;
+  bool deviceRuns = true;
+  std::function<void(int)> onRound;
+
+ private:
+  FakeClock& clock_;
+  TestDevice& device_;
+};
+
+FakeClock* gPerfClock = nullptr;
+bool ReadFakeNanoseconds(int64_t& count) {
+  count = std::llround(gPerfClock->now * 1e9);
+  return true;
+}
+bool Nanoseconds(int64_t& f) {
+  f = 1000000000;
+  return true;
+}
+
+void MakeMedia(const std::string& arguments, const std::string& path) {
+  const std::string command = "ffmpeg -hide_banner -loglevel error -y " + arguments + " '" + path + "'";
+  ASSERT_EQ(std::system(command.c_str()), 0) << command;
+}
+
+class Sound : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() { media_ = new test::TempDir(); }
+  static void TearDownTestSuite() { delete media_; }
+
+  // The test files, each made when first asked for.
+  static std::string File(const std::string& name) {
+    const std::string path = media_->File(name);
+    if (std::filesystem::exists(path) || name.starts_with("missing")) return path;
+    // 8000 Hz mono whose sample n is n / 32768 (modulo 1): every sample tells where it is.
+    const std::string ramp = "-f lavfi -i \"aevalsrc='mod(n,32768)/32768':s=8000:d=5\" ";
+    const std::string picture = "-f lavfi -i testsrc=size=64x48:rate=25:duration=1 ";
+    if (name == "ramp.wav") MakeMedia(ramp + "-c:a pcm_s16le", path);
+    if (name == "ramp.mkv") MakeMedia(ramp + "-c:a flac", path);
+    if (name == "short-sound.mkv") {
+      MakeMedia(picture + "-f lavfi -i sine=f=440:sample_rate=48000:duration=0.5 -c:v mpeg4 -c:a flac", path);
+    }
+    if (name == "silent.mkv") MakeMedia(picture + "-c:v mpeg4", path);
+    if (name == "junk.mkv") {
+      std::FILE* junk = std::fopen(path.c_str(), "wb");
+      for (int i = 0; i < 4096; ++i) std::fputc((i * 7919) & 0xFF, junk);
+      std::fclose(junk);
+    }
+    return path;
+  }
+
+  void SetUp() override {
+    SetSoundClock(&clock_);
+    SetAudioOutputFactory([this](SoundClock&) { return std::make_unique<TestOutput>(device_); });
+    gSession.StopRequested = false;
+  }
+  void TearDown() override {
+    StopGraph();
+    StopAndClose();
+    SetSoundClock(nullptr);
+    SetAudioOutputFactory({});
+  }
+
+  PlaybackRequest Request(int16_t source, const std::string& file, double frameRate, int32_t startOffset) {
+    PlaybackRequest request;
+    request.AudioSource = source;
+    request.AudioFile = file;
+    request.FrameRate = frameRate;
+    request.StartOffset = startOffset;
+    return request;
+  }
+
+  static test::TempDir* media_;
+  FakeClock clock_;
+  TestDevice device_;
+  test::RecordingSink messages_;
+};
+test::TempDir* Sound::media_ = nullptr;
+
+TEST_F(Sound, StartsExactlyAtTheRequestedSample) {
+  for (const char* name : {"ramp.wav", "ramp.mkv"}) {
+    SCOPED_TRACE(name);
+    // Frame 7 at 3 frames per second: 2.3333 s, sample 18667 of 8000 per second.
+    PlaybackRequest request = Request(3, File(name), 3.0, 7);
+    ASSERT_TRUE(StartAudio(request));
+    EXPECT_EQ(device_.wanted.rate, 8000);
+    EXPECT_EQ(device_.wanted.channels, 1);
+    EXPECT_DOUBLE_EQ(GraphPosition(), 18667 / 8000.0);  // nothing heard yet
+    const std::vector<float> samples = device_.Take(400, clock_.now);
+    for (int i = 0; i < 400; ++i) ASSERT_EQ(samples[i], (18667 + i) / 32768.0f) << "sample " << i;
+    StopAudio(request);
+
+    // From the start, through the simple-device interface: 1 / 4 s, sample 2000.
+    request = Request(1, File(name), 4.0, 1);
+    ASSERT_TRUE(StartAudio(request));
+    EXPECT_EQ(PositionMs(), 250);
+    EXPECT_EQ(device_.Take(1, clock_.now)[0], 2000 / 32768.0f);
+    StopAudio(request);
+  }
+  EXPECT_TRUE(messages_.Texts().empty());
+}
+
+TEST_F(Sound, ResamplesToTheDeviceFormat) {
+  device_.offer = DeviceFormat{48000, 2, 480};
+  PlaybackRequest request = Request(3, File("ramp.wav"), 1.0, 1);  // from 1 s: sample 8000
+  ASSERT_TRUE(StartAudio(request));
+  const std::vector<float> samples = device_.Take(4800, clock_.now);
+  double largest = 0.0;
+  for (int i = 100; i < 4800; ++i) {  // past the resampler's first filter length
+    ASSERT_EQ(samples[2 * i], samples[2 * i + 1]);
+    // A mono sound reaches each of two channels 3 dB down, as FFmpeg mixes a centre channel.
+    const double expected = (8000 + i / 6.0) / 32768.0 * std::sqrt(0.5);
+    largest = std::max(largest, std::abs(samples[2 * i] - expected));
+  }
+  EXPECT_LT(largest, 2e-4);  // under seven ramp steps
+  clock_.now += 0.05;
+  EXPECT_NEAR(GraphPosition(), 1.05, 1e-9);
+}
+
+TEST_F(Sound, HeardPositionTrailsTheDeviceByItsLatency) {
+  PlaybackRequest request = Request(1, File("ramp.wav"), 25.0, 25);  // from 1 s
+  ASSERT_TRUE(StartAudio(request));
+  const double t0 = clock_.now;
+  device_.Take(800, t0 + 0.1);  // 0.1 s of sound, heard from 0.1 s on
+  clock_.now = t0 + 0.05;
+  EXPECT_EQ(PositionMs(), 1000);  // still the buffer ahead of it
+  clock_.now = t0 + 0.15;
+  EXPECT_NEAR(PositionMs(), 1050, 1);
+  clock_.now = t0 + 0.5;
+  EXPECT_EQ(PositionMs(), 1100);  // the device ran dry: no further than the samples it was given
+  device_.Take(800, t0 + 0.6);
+  clock_.now = t0 + 0.55;
+  EXPECT_EQ(PositionMs(), 1100);  // never back
+  clock_.now = t0 + 0.65;
+  EXPECT_NEAR(PositionMs(), 1150, 1);
+}
+
+TEST_F(Sound, SkipsToTheFrameTheSoundHasReached) {
+  for (int16_t source : {int16_t{3}, int16_t{1}}) {
+    SCOPED_TRACE(source);
+    // Frame 100 at 50 frames per second is 2 s; 0.4 s later the sound is at frame 120.
+    PlaybackRequest request = Request(source, File("ramp.mkv"), 50.0, 100);
+    ASSERT_TRUE(StartAudio(request));
+    device_.Take(3200, clock_.now);
+    clock_.now += 0.4;
+    int32_t frame = 100;
+    WaitForAudio(request, frame);
+    EXPECT_EQ(frame, 120);  // the loop shows 121 next
+    StopAudio(request);
+  }
+}
+
+TEST_F(Sound, ReleasesAFrameWhenItsSoundIsHeard) {
+  SimulatedTime time(clock_, device_);
+  PlaybackRequest request = Request(3, File("ramp.wav"), 25.0, 0);
+  ASSERT_TRUE(StartAudio(request));
+  const double t0 = clock_.now;
+  int32_t frame = 5;
+  WaitForAudio(request, frame);
+  EXPECT_EQ(frame, 5);
+  // Frame 5 is due once more than 0.18 s (4.5 frames) is heard. After n rounds the device has
+  // taken n × 10 ms of sound, of which the listener has heard all but the last 22.5 ms.
+  EXPECT_NEAR(clock_.now - t0, 0.21, 1e-9);
+}
+
+TEST_F(Sound, StopRequestEndsTheWait) {
+  SimulatedTime time(clock_, device_);
+  time.onRound = [](int round) {
+    if (round == 3) gSession.StopRequested = true;
+  };
+  PlaybackRequest request = Request(3, File("ramp.wav"), 25.0, 0);
+  ASSERT_TRUE(StartAudio(request));
+  int32_t frame = 50;
+  WaitForAudio(request, frame);
+  EXPECT_EQ(frame, 50);
+  EXPECT_EQ(time.rounds, 3);
+}
+
+TEST_F(Sound, SoundThatStandsStillIsGivenUpForTheClock) {
+  for (int16_t source : {int16_t{3}, int16_t{1}}) {
+    SCOPED_TRACE(source);
+    SimulatedTime time(clock_, device_);
+    time.deviceRuns = false;  // the device takes no samples at all
+    PlaybackRequest request = Request(source, File("ramp.wav"), 25.0, 0);
+    ASSERT_TRUE(StartAudio(request));
+    const double t0 = clock_.now;
+    int32_t frame = 10;
+    WaitForAudio(request, frame);
+    EXPECT_EQ(frame, 10);
+    EXPECT_GE(clock_.now - t0, kSoundStallSeconds);
+    EXPECT_LT(clock_.now - t0, kSoundStallSeconds + 0.025);
+    // The rest of the pass keeps the frame rate from there, without skipping.
+    const double t1 = clock_.now;
+    for (int32_t next = 11; next <= 20; ++next) {
+      frame = next;
+      WaitForAudio(request, frame);
+      ASSERT_EQ(frame, next);
+    }
+    // Frame 20 is due 9.5 frames (0.38 s) later; source 1 lets messages run once more after
+    // the position it compares.
+    EXPECT_NEAR(clock_.now - t1, 0.39, 0.0151);
+    StopAudio(request);
+  }
+}
+
+TEST_F(Sound, SoundShorterThanTheVideoLeavesThePictureAtItsFrameRate) {
+  SimulatedTime time(clock_, device_);
+  PlaybackRequest request = Request(3, File("short-sound.mkv"), 25.0, 0);
+  ASSERT_TRUE(StartAudio(request));
+  const double t0 = clock_.now;
+  std::vector<double> shown;
+  for (int32_t frame = 0; frame < 25; ++frame) {
+    int32_t waited = frame;
+    WaitForAudio(request, waited);
+    ASSERT_EQ(waited, frame);  // the loop keeps up: nothing skipped
+    shown.push_back(clock_.now - t0);
+  }
+  // The sound ends after 0.5 s; the frames keep their 40 ms to the end of the video.
+  for (size_t i = 2; i < shown.size(); ++i) {
+    EXPECT_NEAR(shown[i] - shown[i - 1], 0.04, 0.0101) << "frame " << i;
+  }
+  EXPECT_NEAR(GraphPosition(), 0.5, 1e-3);
+  EXPECT_NEAR(shown.back(), 0.97, 1e-9);
+  StopAudio(request);
+}
+
+TEST_F(Sound, ClockPacesASilentSession) {
+  SimulatedTime time(clock_, device_);
+  time.step = 0.001;
+  gPerfClock = &clock_;
+  gTiming.PerfTimer = CTime(ReadFakeNanoseconds, Nanoseconds);
+  PlaybackRequest request = Request(3, File("silent.mkv"), 25.0, 0);
+  EXPECT_FALSE(StartAudio(request));  // no sound: the session falls back to the clock
+  request.AudioSource = 1;
+  EXPECT_FALSE(StartAudio(request));
+  EXPECT_TRUE(messages_.Texts().empty());
+  request.AudioSource = 0;
+  ASSERT_TRUE(StartAudio(request));
+
+  gTiming.PerfTimer.StartTimer();  // the put stage starts
+  const double t0 = clock_.now;
+  clock_.now += 0.015;  // the put takes 15 ms
+  int32_t frame = 40;
+  WaitForAudio(request, frame);
+  EXPECT_EQ(frame, 40);
+  EXPECT_NEAR(clock_.now - t0, 0.041, 0.0015);  // measured at 40 ms, then one more round of messages
+  StopAudio(request);
+  gTiming.PerfTimer = CTime();
+}
+
+TEST_F(Sound, FilesThatCannotBePlayedAreReported) {
+  PlaybackRequest request = Request(3, File("junk.mkv"), 25.0, 0);
+  EXPECT_FALSE(StartAudio(request));
+  request = Request(3, File("missing.mkv"), 25.0, 0);
+  EXPECT_FALSE(StartAudio(request));
+  request = Request(1, File("junk.mkv"), 25.0, 0);
+  EXPECT_FALSE(StartAudio(request));
+  request = Request(1, File("ramp.wav"), 0.0, 10);  // no frame rate to convert the start with
+  EXPECT_FALSE(StartAudio(request));
+  request = Request(2, File("ramp.wav"), 25.0, 0);
+  EXPECT_FALSE(StartAudio(request));
+  int32_t frame = 7;
+  WaitForAudio(request, frame);
+  EXPECT_EQ(frame, 7);
+  StopAudio(request);
+  EXPECT_EQ(messages_.Texts(),
+            (std::vector<std::string>{
+                "An error occurred while generating the audio filter graph: Invalid data found when processing input",
+                "Unable to play the audio track.",
+                "An error occurred while generating the audio filter graph: No such file or directory",
+                "Unable to play the audio track.",
+                "Unable to open audio.",
+                "An error occurred while attempting to play the audio track. Overflow",
+                "Unsupported audio source: 2",
+                "Unsupported audio source: 2",
+                "Unsupported audio source: 2",
+            }));
+  EXPECT_EQ(device_.opened, 0);
+}
+
+TEST_F(Sound, PlayFileStartsAtTheRequestedMillisecond) {
+  // 25 frames per second, frame 100: 4000 ms.
+  PlaybackRequest request = Request(1, File("ramp.wav"), 25.0, 100);
+  ASSERT_TRUE(StartAudio(request));
+  EXPECT_EQ(PositionMs(), 4000);
+  EXPECT_EQ(device_.Take(1, clock_.now)[0], 32000 / 32768.0f);
+  EXPECT_EQ(PlayFile(File("ramp.wav"), 0, "NOTIFY"), kPlayStarted);
+  EXPECT_EQ(PositionMs(), 0);
+  EXPECT_EQ(PlayFile(File("ramp.wav"), 0, "wait"), kPlayBadKeyword);
+  EXPECT_EQ(PositionMs(), 0);  // opened, not playing
+  EXPECT_EQ(PlayFile(File("silent.mkv"), 0, ""), kPlayNoSound);
+  EXPECT_EQ(PlayFile(File("missing.wav"), 0, ""), kPlayOpenFailed);
+}
+
+TEST_F(Sound, StartBeyondTheEndOfTheSoundEndsAtOnce) {
+  SimulatedTime time(clock_, device_);
+  PlaybackRequest request = Request(3, File("short-sound.mkv"), 24.0, 20);  // 0.83 s, after the sound
+  ASSERT_TRUE(StartAudio(request));
+  const double t0 = clock_.now;
+  int32_t frame = 21;
+  WaitForAudio(request, frame);
+  EXPECT_EQ(frame, 21);
+  EXPECT_NEAR(clock_.now - t0, 0.03, 1e-9);  // the clock passed frame 20.5 (0.0208 s) at once
+  EXPECT_DOUBLE_EQ(GraphPosition(), 40000 / 48000.0);
+}
+
+// Through SDL's dummy driver, in real time.
+class SdlSound : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    SetSoundClock(nullptr);
+    SetAudioOutputFactory({});
+    gSession.StopRequested = false;
+  }
+  test::RecordingSink messages_;
+};
+
+double Seconds(std::chrono::steady_clock::time_point since) {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - since).count();
+}
+
+TEST_F(SdlSound, PositionAdvancesInRealTimeAndStops) {
+  test::TempDir dir;
+  MakeMedia("-f lavfi -i sine=f=440:sample_rate=44100:duration=2 -ac 2 -c:a pcm_s16le", dir.File("sine.wav"));
+  PlaybackRequest request;
+  request.AudioSource = 3;
+  request.AudioFile = dir.File("sine.wav");
+  request.FrameRate = 25.0;
+  request.StartOffset = 5;  // 0.2 s
+  const auto start = std::chrono::steady_clock::now();
+  ASSERT_TRUE(StartAudio(request)) << (messages_.messages.empty() ? "" : messages_.Texts()[0]);
+  const double begun = Seconds(start);
+  std::this_thread::sleep_for(std::chrono::milliseconds(400));
+  const double p1 = GraphPosition();
+  const double e1 = Seconds(start);
+  EXPECT_LE(p1 - 0.2, e1);            // never ahead of the time that has passed
+  EXPECT_GE(p1 - 0.2, e1 - begun - 0.25);  // and behind it by no more than the device's buffers
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));
+  const double p2 = GraphPosition();
+  const double e2 = Seconds(start);
+  EXPECT_NEAR(p2 - p1, e2 - e1, 0.1);
+
+  StopAudio(request);
+  const double stopped = GraphPosition();
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  EXPECT_EQ(GraphPosition(), stopped);
+  EXPECT_TRUE(messages_.Texts().empty());
+}
+
+TEST_F(SdlSound, AVideoWithAShortSoundTrackPlaysAtItsFrameRate) {
+  test::TempDir dir;
+  MakeMedia("-f lavfi -i testsrc=size=64x48:rate=25:duration=1 -f lavfi -i sine=sample_rate=48000:duration=0.5 "
+            "-c:v mpeg4 -c:a flac",
+            dir.File("short.mkv"));
+  PlaybackRequest request;
+  request.AudioSource = 3;
+  request.AudioFile = dir.File("short.mkv");
+  request.FrameRate = 25.0;
+  ASSERT_TRUE(StartAudio(request));
+  const auto start = std::chrono::steady_clock::now();
+  int32_t frame = 0;
+  for (; frame < 25; ++frame) WaitForAudio(request, frame);
+  const double took = Seconds(start);
+  StopAudio(request);
+  EXPECT_EQ(frame, 25);
+  EXPECT_GT(took, 0.85);  // paced, not run through
+  EXPECT_LT(took, 1.4);   // and not held up where the sound ends
+}
+
+}  // namespace
+}  // namespace qv
