@@ -39,6 +39,8 @@ class SdlAudioOutput final : public AudioOutput {
 
   DeviceFormat Open(const DeviceFormat& wanted, PullSamples pull) override {
     Close();
+    SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");  // the program handles its own signals
+    SDL_SetHint(SDL_HINT_AUDIO_DEVICE_APP_NAME, kAppName);  // the name sound mixers show
     if (SDL_InitSubSystem(SDL_INIT_AUDIO) != 0) throw SdlError("Unable to start the sound system");
     pull_ = std::move(pull);
     SDL_AudioSpec want{};
