@@ -14,7 +14,8 @@ namespace {
 class SteadyClock final : public SoundClock {
  public:
   double Now() override {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch())
+        .count();
   }
   void Nap() override { std::this_thread::sleep_for(std::chrono::milliseconds(1)); }
 };
@@ -39,7 +40,7 @@ class SdlAudioOutput final : public AudioOutput {
 
   DeviceFormat Open(const DeviceFormat& wanted, PullSamples pull) override {
     Close();
-    SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");  // the program handles its own signals
+    SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");          // the program handles its own signals
     SDL_SetHint(SDL_HINT_AUDIO_DEVICE_APP_NAME, kAppName);  // the name sound mixers show
     if (SDL_InitSubSystem(SDL_INIT_AUDIO) != 0) throw SdlError("Unable to start the sound system");
     pull_ = std::move(pull);
@@ -51,9 +52,10 @@ class SdlAudioOutput final : public AudioOutput {
     want.callback = &SdlAudioOutput::Callback;
     want.userdata = this;
     SDL_AudioSpec have{};
-    device_ = SDL_OpenAudioDevice(nullptr, 0, &want, &have,
-                                  SDL_AUDIO_ALLOW_FREQUENCY_CHANGE | SDL_AUDIO_ALLOW_CHANNELS_CHANGE |
-                                      SDL_AUDIO_ALLOW_SAMPLES_CHANGE);
+    device_ =
+        SDL_OpenAudioDevice(nullptr, 0, &want, &have,
+                            SDL_AUDIO_ALLOW_FREQUENCY_CHANGE | SDL_AUDIO_ALLOW_CHANNELS_CHANGE |
+                                SDL_AUDIO_ALLOW_SAMPLES_CHANGE);
     if (device_ == 0) {
       AppError e = SdlError("Unable to open the sound device");
       SDL_QuitSubSystem(SDL_INIT_AUDIO);
@@ -94,8 +96,9 @@ class SdlAudioOutput final : public AudioOutput {
 }  // namespace
 
 SoundClock& SteadySoundClock() {
-  static SteadyClock clock;
-  return clock;
+  // Never destroyed: a device still playing while the program ends may ask it for the time.
+  static SteadyClock* clock = new SteadyClock;
+  return *clock;
 }
 
 std::unique_ptr<AudioOutput> MakeSdlAudioOutput(SoundClock& clock) {

@@ -26,7 +26,7 @@ SoundClock& SteadySoundClock();
 
 // Samples are 32-bit floats, channels interleaved, in the machine's byte order.
 struct DeviceFormat {
-  int rate = 0;          // sample frames per second
+  int rate = 0;  // sample frames per second
   int channels = 0;
   int bufferFrames = 0;  // sample frames the device asks for at each pull
 };

@@ -22,11 +22,14 @@ AppError FfmpegError(int code) {
   char text[AV_ERROR_MAX_STRING_SIZE] = {};
   av_strerror(code, text, sizeof text);
   // AVERROR(e) is -e for an errno value; FFmpeg's own codes are far larger tags.
-  const int32_t number = (code < 0 && code > -4096) ? err::FromErrno(-code).Number() : err::kInvalidArgument;
+  const int32_t number =
+      (code < 0 && code > -4096) ? err::FromErrno(-code).Number() : err::kInvalidArgument;
   return AppError(number, "FFmpeg", text);
 }
 
-AppError SoundError(const char* text) { return AppError(err::kInvalidArgument, "FFmpeg", text); }
+AppError SoundError(const char* text) {
+  return AppError(err::kInvalidArgument, "FFmpeg", text);
+}
 
 // Decoding ahead: one second of sound, and never less than four device buffers.
 constexpr double kAheadSeconds = 1.0;
@@ -91,10 +94,10 @@ void SoundPlayer::OpenOutput(std::unique_ptr<AudioOutput> output) {
   if (output_) output_->Close();
   output_ = std::move(output);
   const DeviceFormat wanted{codec_->sample_rate, std::min(codec_->ch_layout.nb_channels, 8), 0};
-  format_ = output_->Open(wanted, [this](unsigned char* out, int bytes, double heardAt) {
-    Pull(out, bytes, heardAt);
-  });
-  if (format_.rate <= 0 || format_.channels <= 0 || format_.channels > 8 || format_.bufferFrames <= 0) {
+  format_ = output_->Open(
+      wanted, [this](unsigned char* out, int bytes, double heardAt) { Pull(out, bytes, heardAt); });
+  if (format_.rate <= 0 || format_.channels <= 0 || format_.channels > 8 ||
+      format_.bufferFrames <= 0) {
     output_->Close();
     output_.reset();
     throw SoundError("The sound device offers no usable format");
@@ -127,7 +130,8 @@ void SoundPlayer::Start(double seconds) {
   decoder_ = std::thread([this] { DecodeLoop(); });
   {
     std::unique_lock lock(mutex_);
-    changed_.wait_for(lock, kPrefillWait, [this] { return decodingDone_ || ringBytes_ == ring_.size(); });
+    changed_.wait_for(lock, kPrefillWait,
+                      [this] { return decodingDone_ || ringBytes_ == ring_.size(); });
   }
   const double now = clock_.Now();
   {
@@ -158,8 +162,8 @@ SoundStatus SoundPlayer::Status() {
   if (format_.rate <= 0) return status;
   status.heardSeconds = HeardSamples(now) / format_.rate;
   if (decodingDone_ && ringBytes_ == 0 && !stopped_) {
-    const double lastHeard = haveChunk_ ? last_.heardAt + static_cast<double>(last_.count) / format_.rate
-                                        : startedAt_;
+    const double lastHeard =
+        haveChunk_ ? last_.heardAt + static_cast<double>(last_.count) / format_.rate : startedAt_;
     if (now >= lastHeard) {
       status.ended = true;
       status.endedAt = lastHeard;
@@ -219,7 +223,8 @@ void SoundPlayer::Seek(int64_t target) {
     return;
   }
   const AVStream* stream = format_ctx_->streams[streamIndex_];
-  const int64_t aim = std::max<int64_t>(0, target - std::llround(kSeekMarginSeconds * format_.rate));
+  const int64_t aim =
+      std::max<int64_t>(0, target - std::llround(kSeekMarginSeconds * format_.rate));
   const int64_t aimUs = timelineStart_ + av_rescale(aim, AV_TIME_BASE, format_.rate);
   const int64_t aimInStream = av_rescale_q(aimUs, AV_TIME_BASE_Q, stream->time_base);
   int r = avformat_seek_file(format_ctx_, streamIndex_, INT64_MIN, aimInStream, aimInStream, 0);
@@ -261,7 +266,8 @@ void SoundPlayer::DecodeLoop() {
         break;
       }
       // A damaged packet is skipped; the decoder picks up again at the next one.
-      if (packet->stream_index == streamIndex_ && avcodec_send_packet(codec_, packet) >= 0) receiveAll();
+      if (packet->stream_index == streamIndex_ && avcodec_send_packet(codec_, packet) >= 0)
+        receiveAll();
       av_packet_unref(packet);
     }
   } catch (...) {
@@ -283,7 +289,8 @@ void SoundPlayer::ConfigureResampler(const AVFrame* frame) {
   }
   swr_free(&swr_);
   AVChannelLayout in{};
-  if (frame->ch_layout.order == AV_CHANNEL_ORDER_UNSPEC || av_channel_layout_check(&frame->ch_layout) == 0) {
+  if (frame->ch_layout.order == AV_CHANNEL_ORDER_UNSPEC ||
+      av_channel_layout_check(&frame->ch_layout) == 0) {
     av_channel_layout_default(&in, frame->ch_layout.nb_channels);
   } else if (av_channel_layout_copy(&in, &frame->ch_layout) < 0) {
     return;
@@ -291,7 +298,8 @@ void SoundPlayer::ConfigureResampler(const AVFrame* frame) {
   AVChannelLayout out{};
   av_channel_layout_default(&out, format_.channels);
   int r = swr_alloc_set_opts2(&swr_, &out, AV_SAMPLE_FMT_FLT, format_.rate, &in,
-                              static_cast<AVSampleFormat>(frame->format), frame->sample_rate, 0, nullptr);
+                              static_cast<AVSampleFormat>(frame->format), frame->sample_rate, 0,
+                              nullptr);
   av_channel_layout_uninit(&in);
   av_channel_layout_uninit(&out);
   if (r < 0 || swr_init(swr_) < 0) {
@@ -307,7 +315,8 @@ void SoundPlayer::ConfigureResampler(const AVFrame* frame) {
 // device format and queues the part of it at or after the start position.
 void SoundPlayer::ConvertAndQueue(const AVFrame* frame) {
   if (frame != nullptr) {
-    if (frame->nb_samples <= 0 || frame->sample_rate <= 0 || frame->ch_layout.nb_channels <= 0) return;
+    if (frame->nb_samples <= 0 || frame->sample_rate <= 0 || frame->ch_layout.nb_channels <= 0)
+      return;
     ConfigureResampler(frame);
   }
   if (swr_ == nullptr) return;
@@ -315,10 +324,10 @@ void SoundPlayer::ConvertAndQueue(const AVFrame* frame) {
   if (capacity <= 0) return;
   converted_.resize(static_cast<size_t>(capacity) * format_.channels);
   uint8_t* out = reinterpret_cast<uint8_t*>(converted_.data());
-  const int got = frame != nullptr
-                      ? swr_convert(swr_, &out, capacity, const_cast<const uint8_t**>(frame->extended_data),
-                                    frame->nb_samples)
-                      : swr_convert(swr_, &out, capacity, nullptr, 0);
+  const int got = frame != nullptr ? swr_convert(swr_, &out, capacity,
+                                                 const_cast<const uint8_t**>(frame->extended_data),
+                                                 frame->nb_samples)
+                                   : swr_convert(swr_, &out, capacity, nullptr, 0);
   if (got <= 0) return;
 
   if (!aligned_) {
@@ -327,7 +336,8 @@ void SoundPlayer::ConvertAndQueue(const AVFrame* frame) {
     if (frame != nullptr && frame->best_effort_timestamp != AV_NOPTS_VALUE) {
       const AVRational tb = format_ctx_->streams[streamIndex_]->time_base;
       const int64_t originInStream = av_rescale_q(timelineStart_, AV_TIME_BASE_Q, tb);
-      nextSample_ = av_rescale_q(frame->best_effort_timestamp - originInStream, tb, AVRational{1, format_.rate});
+      nextSample_ = av_rescale_q(frame->best_effort_timestamp - originInStream, tb,
+                                 AVRational{1, format_.rate});
     }
   }
   int64_t first = nextSample_;

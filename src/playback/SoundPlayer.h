@@ -71,7 +71,7 @@ class SoundPlayer {
   };
 
   void Pull(unsigned char* out, int bytes, double heardAt);  // output's thread
-  void DecodeLoop();                                          // decoder thread
+  void DecodeLoop();                                         // decoder thread
   void Seek(int64_t targetSample);
   void ConvertAndQueue(const AVFrame* frame);
   bool Queue(const float* samples, int64_t frames);  // false when a stop was asked
@@ -94,10 +94,10 @@ class SoundPlayer {
   bool touched_ = false;       // packets have been read since the file was opened
   int swrRate_ = 0, swrFormat_ = -1, swrChannels_ = 0;
   std::vector<float> converted_;
-  int64_t nextSample_ = 0;     // sample index of the next decoded sample (device rate)
-  int64_t startSample_ = 0;    // where the listener is to start hearing
-  int64_t queuedEnd_ = 0;      // sample index after the last sample put into the buffer
-  bool aligned_ = false;       // the first decoded frame after a start has been placed
+  int64_t nextSample_ = 0;   // sample index of the next decoded sample (device rate)
+  int64_t startSample_ = 0;  // where the listener is to start hearing
+  int64_t queuedEnd_ = 0;    // sample index after the last sample put into the buffer
+  bool aligned_ = false;     // the first decoded frame after a start has been placed
 
   std::thread decoder_;
 

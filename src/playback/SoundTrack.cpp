@@ -33,7 +33,7 @@ struct SoundState {
   bool graphPlaying = false;             // StartGraphAt has run on this graph
   std::unique_ptr<SoundPlayer> device1;  // source 1: the device opened as "1"
   bool device1Playing = false;
-  std::optional<CTime> AudioClock;       // source 0
+  std::optional<CTime> AudioClock;  // source 0
   double audioClockFrequency = 0.0;
   CarriedClock carried;
   SoundClock* clock = nullptr;
@@ -55,7 +55,9 @@ std::unique_ptr<AudioOutput> NewOutput() {
   return s.factory ? s.factory(Clock()) : MakeSdlAudioOutput(Clock());
 }
 
-std::string Unsupported(int16_t source) { return "Unsupported audio source: " + std::to_string(source); }
+std::string Unsupported(int16_t source) {
+  return "Unsupported audio source: " + std::to_string(source);
+}
 
 // The player whose position a wait of `source` follows, or nullptr.
 SoundPlayer* PlayingTrack(int16_t source) {
@@ -142,14 +144,19 @@ void WaitForClock(const PlaybackRequest& request) {
 }
 
 bool SameWord(const std::string& a, const char* b) {
-  return std::equal(a.begin(), a.end(), b, b + std::strlen(b),
-                    [](char x, char y) { return std::tolower(static_cast<unsigned char>(x)) == y; });
+  return std::equal(a.begin(), a.end(), b, b + std::strlen(b), [](char x, char y) {
+    return std::tolower(static_cast<unsigned char>(x)) == y;
+  });
 }
 
 }  // namespace
 
-void SetSoundClock(SoundClock* clock) { State().clock = clock; }
-void SetAudioOutputFactory(AudioOutputFactory factory) { State().factory = std::move(factory); }
+void SetSoundClock(SoundClock* clock) {
+  State().clock = clock;
+}
+void SetAudioOutputFactory(AudioOutputFactory factory) {
+  State().factory = std::move(factory);
+}
 
 bool StartAudio(PlaybackRequest& request) {
   SoundState& s = State();
@@ -166,7 +173,8 @@ bool StartAudio(PlaybackRequest& request) {
         const int32_t result = PlayFile(request.AudioFile, startMs, "notify");
         if (result == kPlayStarted) return true;
         if (result == kPlayNoSound) return false;
-        MsgBox(result == kPlayOpenFailed ? "Unable to open audio." : "Loaded, but could not play audio.");
+        MsgBox(result == kPlayOpenFailed ? "Unable to open audio."
+                                         : "Loaded, but could not play audio.");
         return false;
       }
       case 3:
@@ -192,19 +200,33 @@ bool StartAudio(PlaybackRequest& request) {
 
 void WaitForAudio(PlaybackRequest& request, int32_t& frame) {
   switch (request.AudioSource) {
-    case 0: WaitForClock(request); break;
+    case 0:
+      WaitForClock(request);
+      break;
     case 1:
-    case 3: FollowSound(request.AudioSource, request, frame); break;
-    default: MsgBox(Unsupported(request.AudioSource)); break;
+    case 3:
+      FollowSound(request.AudioSource, request, frame);
+      break;
+    default:
+      MsgBox(Unsupported(request.AudioSource));
+      break;
   }
 }
 
 void StopAudio(PlaybackRequest& request) {
   switch (request.AudioSource) {
-    case 0: State().AudioClock.reset(); break;
-    case 1: StopAndClose(); break;
-    case 3: StopGraph(); break;
-    default: MsgBox(Unsupported(request.AudioSource)); break;
+    case 0:
+      State().AudioClock.reset();
+      break;
+    case 1:
+      StopAndClose();
+      break;
+    case 3:
+      StopGraph();
+      break;
+    default:
+      MsgBox(Unsupported(request.AudioSource));
+      break;
   }
 }
 

@@ -18,14 +18,16 @@
 #include <thread>
 #include <vector>
 
-#include "support/TestSupport.h"
 #include "playback/CTime.h"
 #include "playback/SessionState.h"
 #include "playback/SoundTrack.h"
+#include "support/TestSupport.h"
 
 // Under the leak checker: libdbus keeps the read buffer of the session-bus connection that SDL
 // opens when it starts until the process ends.
-extern "C" const char* __lsan_default_suppressions() { return "leak:libdbus-1.so\n"; }
+extern "C" const char* __lsan_default_suppressions() {
+  return "leak:libdbus-1.so\n";
+}
 
 namespace qv {
 namespace {
@@ -59,8 +61,8 @@ class TestDevice : public AudioOutput {
   std::vector<float> Take(int frames, double heardAt) {
     std::vector<float> samples(static_cast<size_t>(frames) * format.channels, -99.0f);
     if (pull_ && playing_) {
-      pull_(reinterpret_cast<unsigned char*>(samples.data()), static_cast<int>(samples.size() * sizeof(float)),
-            heardAt);
+      pull_(reinterpret_cast<unsigned char*>(samples.data()),
+            static_cast<int>(samples.size() * sizeof(float)), heardAt);
     }
     return samples;
   }
@@ -79,7 +81,9 @@ class ForwardingOutput : public AudioOutput {
  public:
   explicit ForwardingOutput(TestDevice& device) : device_(device) {}
   ~ForwardingOutput() override { Close(); }
-  DeviceFormat Open(const DeviceFormat& wanted, PullSamples pull) override { return device_.Open(wanted, pull); }
+  DeviceFormat Open(const DeviceFormat& wanted, PullSamples pull) override {
+    return device_.Open(wanted, pull);
+  }
   void Resume() override { device_.Resume(); }
   void Pause() override { device_.Pause(); }
   void Close() override { device_.Close(); }
@@ -92,12 +96,16 @@ class ForwardingOutput : public AudioOutput {
 // the samples of that time, heard kLatency seconds later.
 class SimulatedTime : public EventPump {
  public:
-  SimulatedTime(FakeClock& clock, TestDevice& device) : clock_(clock), device_(device) { SetEventPump(this); }
+  SimulatedTime(FakeClock& clock, TestDevice& device) : clock_(clock), device_(device) {
+    SetEventPump(this);
+  }
   ~SimulatedTime() override { SetEventPump(nullptr); }
   void ProcessEvents() override {
     ++rounds;
     clock_.now += step;
-    if (deviceRuns) device_.Take(static_cast<int>(std::lround(device_.format.rate * step)), clock_.now + kLatency);
+    if (deviceRuns)
+      device_.Take(static_cast<int>(std::lround(device_.format.rate * step)),
+                   clock_.now + kLatency);
     if (onRound) onRound(rounds);
     if (rounds == 100000) {  // a minute and more of simulated time
       ADD_FAILURE() << "the wait does not end";
@@ -125,7 +133,8 @@ bool Nanoseconds(int64_t& f) {
   return true;
 }
 
-PlaybackRequest Request(int16_t source, const std::string& file, double frameRate, int32_t startOffset) {
+PlaybackRequest Request(int16_t source, const std::string& file, double frameRate,
+                        int32_t startOffset) {
   PlaybackRequest request;
   request.AudioSource = source;
   request.AudioFile = file;
@@ -135,7 +144,8 @@ PlaybackRequest Request(int16_t source, const std::string& file, double frameRat
 }
 
 void MakeMedia(const std::string& arguments, const std::string& path) {
-  const std::string command = "ffmpeg -hide_banner -loglevel error -y " + arguments + " '" + path + "'";
+  const std::string command =
+      "ffmpeg -hide_banner -loglevel error -y " + arguments + " '" + path + "'";
   ASSERT_EQ(std::system(command.c_str()), 0) << command;
 }
 
@@ -154,10 +164,13 @@ class Sound : public ::testing::Test {
     if (name == "ramp.wav") MakeMedia(ramp + "-c:a pcm_s16le", path);
     if (name == "ramp.mkv") MakeMedia(ramp + "-c:a flac", path);
     if (name == "short-sound.mkv") {
-      MakeMedia(picture + "-f lavfi -i sine=f=440:sample_rate=48000:duration=0.5 -c:v mpeg4 -c:a flac", path);
+      MakeMedia(
+          picture + "-f lavfi -i sine=f=440:sample_rate=48000:duration=0.5 -c:v mpeg4 -c:a flac",
+          path);
     }
     if (name == "silent.mkv") MakeMedia(picture + "-c:v mpeg4", path);
-    if (name == "sine.wav") MakeMedia("-f lavfi -i sine=sample_rate=44100:duration=2 -ac 2 -c:a pcm_s16le", path);
+    if (name == "sine.wav")
+      MakeMedia("-f lavfi -i sine=sample_rate=44100:duration=2 -ac 2 -c:a pcm_s16le", path);
     if (name == "junk.mkv") {
       std::FILE* junk = std::fopen(path.c_str(), "wb");
       for (int i = 0; i < 4096; ++i) std::fputc((i * 7919) & 0xFF, junk);
@@ -168,7 +181,8 @@ class Sound : public ::testing::Test {
 
   void SetUp() override {
     SetSoundClock(&clock_);
-    SetAudioOutputFactory([this](SoundClock&) { return std::make_unique<ForwardingOutput>(device_); });
+    SetAudioOutputFactory(
+        [this](SoundClock&) { return std::make_unique<ForwardingOutput>(device_); });
     gSession.StopRequested = false;
   }
   void TearDown() override {
@@ -354,7 +368,8 @@ TEST_F(Sound, ClockPacesASilentSession) {
   int32_t frame = 40;
   WaitForAudio(request, frame);
   EXPECT_EQ(frame, 40);
-  EXPECT_NEAR(clock_.now - t0, 0.041, 0.0015);  // measured at 40 ms, then one more round of messages
+  EXPECT_NEAR(clock_.now - t0, 0.041,
+              0.0015);  // measured at 40 ms, then one more round of messages
   StopAudio(request);
   gTiming.PerfTimer = CTime();
 }
@@ -374,18 +389,20 @@ TEST_F(Sound, FilesThatCannotBePlayedAreReported) {
   WaitForAudio(request, frame);
   EXPECT_EQ(frame, 7);
   StopAudio(request);
-  EXPECT_EQ(messages_.Texts(),
-            (std::vector<std::string>{
-                "An error occurred while generating the audio filter graph: Invalid data found when processing input",
-                "Unable to play the audio track.",
-                "An error occurred while generating the audio filter graph: No such file or directory",
-                "Unable to play the audio track.",
-                "Unable to open audio.",
-                "An error occurred while attempting to play the audio track. Overflow",
-                "Unsupported audio source: 2",
-                "Unsupported audio source: 2",
-                "Unsupported audio source: 2",
-            }));
+  EXPECT_EQ(
+      messages_.Texts(),
+      (std::vector<std::string>{
+          "An error occurred while generating the audio filter graph: Invalid data found when "
+          "processing input",
+          "Unable to play the audio track.",
+          "An error occurred while generating the audio filter graph: No such file or directory",
+          "Unable to play the audio track.",
+          "Unable to open audio.",
+          "An error occurred while attempting to play the audio track. Overflow",
+          "Unsupported audio source: 2",
+          "Unsupported audio source: 2",
+          "Unsupported audio source: 2",
+      }));
   EXPECT_EQ(device_.opened, 0);
 
   EXPECT_EQ(PlayFile(File("ramp.wav"), 0, "NOTIFY"), kPlayStarted);
