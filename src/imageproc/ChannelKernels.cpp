@@ -1,0 +1,340 @@
+// The channel and anaglyph kernels of cImageProcessDIB: channel masks, grey conversions, the red
+// and blue exchange, and the repair of pictures taken apart from a red/cyan anaglyph.
+#include <array>
+#include <cmath>
+#include <cstdlib>
+#include <utility>
+
+#include "base/Numbers.h"
+#include "imageproc/cImageProcessDIB.h"
+#include "imageproc/mHLSRGB.h"
+
+namespace qv {
+
+namespace {
+
+// Byte (i, y) of a picture's grid: byte column i, memory row y.
+inline uint8_t& Byte(const PixelGrid& grid, int32_t i, int32_t y) { return grid.MemoryRow(y)[i]; }
+
+// round((222 red + 707 green + 71 blue) / 1000), halves to even, in integers: the weighted sum is
+// below 2^18, so the quotient and its tie are exact.
+inline uint8_t StandardLevel(uint32_t blue, uint32_t green, uint32_t red) {
+  const uint32_t n = 222 * red + 707 * green + 71 * blue + 500;
+  uint32_t q = n / 1000;
+  if (q * 1000 == n && (q & 1) != 0) --q;  // exactly half way: to the even neighbour
+  return static_cast<uint8_t>(q);
+}
+
+// round((707 green + 71 blue) / 778), halves to even, as the anaglyph repair computes it.
+inline int32_t GreenBlueLevel(int32_t green, int32_t blue) {
+  return CLng((707.0 * green + 71.0 * blue) / 778.0);
+}
+
+// The block grid of the anaglyph repair: 16 x 16 pixel blocks from the bottom-left corner, and the
+// horizontal search that finds, for each block, the byte offset whose difference is smallest.
+struct BlockSearch {
+  int32_t W, H;
+  int32_t lastBx, lastBy;  // the last block's byte column and row; negative when there is none
+  int32_t reach;           // dMax, in pixels
+
+  BlockSearch(int32_t width, int32_t height)
+      : W(width), H(height), lastBx((width / 16 - 1) * 48), lastBy((height / 16 - 1) * 16),
+        reach(CLng(width / 4.0)) {}
+
+  bool Empty() const { return lastBx < 0 || lastBy < 0; }
+
+  // The offset o with the smallest difference(o), starting from `start`; candidates bx +- 3d for
+  // d = 0 ... reach, ties keeping the earlier one, stopping after both signs of a d once the best
+  // difference is below `goodEnough`.
+  template <typename Difference>
+  int32_t Best(int32_t bx, int32_t goodEnough, Difference difference) const {
+    int64_t best = difference(bx);
+    int32_t bestOffset = bx;
+    for (int32_t d = 0; d <= reach; ++d) {
+      for (int32_t sign = -1; sign <= 1; sign += 2) {
+        const int32_t o = bx + 3 * sign * d;
+        if (o > 0 && o < 3 * W - 48) {
+          const int64_t value = difference(o);
+          if (value < best) {
+            best = value;
+            bestOffset = o;
+          }
+        }
+      }
+      if (best < goodEnough) break;
+    }
+    return bestOffset;
+  }
+};
+
+void RequireSameSize(const cDIBSection& picture, int32_t W, int32_t H) {
+  if (picture.Width() < W || picture.Height() < H || picture.DIBSectionBitsPtr() == nullptr) {
+    throw err::SubscriptOutOfRange();
+  }
+}
+
+void RequireSharedPixels(int32_t W, int32_t H) {
+  if (!gArrays.SharedPixels.Covers(3 * int64_t{W} - 1, H - 1)) throw err::SubscriptOutOfRange();
+}
+
+}  // namespace
+
+void cImageProcessDIB::ColourMask(cDIBSection& cTo, uint8_t v_bytBlueMask, uint8_t v_bytGreenMask,
+                                  uint8_t v_bytRedMask) {
+  const PixelGrid grid = cTo.Grid();
+  if (grid.Empty()) return;
+  // Every pixel on its own: the order of the walk does not show.
+  for (int32_t y = 0; y < grid.height; ++y) {
+    uint8_t* p = grid.MemoryRow(y);
+    for (int32_t x = 0; x < grid.width; ++x, p += 3) {
+      p[0] = static_cast<uint8_t>(p[0] * v_bytBlueMask);
+      p[1] = static_cast<uint8_t>(p[1] * v_bytGreenMask);
+      p[2] = static_cast<uint8_t>(p[2] * v_bytRedMask);
+    }
+  }
+}
+
+void cImageProcessDIB::GrayScale(cDIBSection& cTo, int32_t v_lngDivisor) {
+  const PixelGrid grid = cTo.Grid();
+  if (grid.Empty()) return;
+  // A divisor of 0 gives no number: the first pixel fails, before anything is written.
+  if (v_lngDivisor == 0) throw err::DivisionByZero();
+
+  // The grey level of every channel sum, or -1 where the conversion to a byte fails.
+  std::array<int16_t, 766> level{};
+  bool someSumFails = false;
+  for (int32_t sum = 0; sum <= 765; ++sum) {
+    const double g = RoundHalfEven(sum / static_cast<double>(v_lngDivisor));
+    level[static_cast<size_t>(sum)] = (g >= 0.0 && g <= 255.0) ? static_cast<int16_t>(g) : -1;
+    someSumFails |= level[static_cast<size_t>(sum)] < 0;
+  }
+  auto sumAt = [](const uint8_t* p) { return static_cast<size_t>(p[0] + p[1] + p[2]); };
+
+  // The walk goes x outer and stops at the first failing pixel with the pixels before it grey.
+  // Every pixel depends on itself only, so find that pixel first and convert the ones before it
+  // row by row.
+  int32_t stopX = grid.width;
+  int32_t stopY = 0;
+  if (someSumFails) {
+    for (int32_t y = 0; y < grid.height; ++y) {
+      const uint8_t* row = grid.MemoryRow(y);
+      for (int32_t x = 0; x < stopX; ++x) {
+        if (level[sumAt(row + 3 * x)] < 0) {
+          stopX = x;
+          stopY = y;
+          break;
+        }
+      }
+    }
+  }
+  for (int32_t y = 0; y < grid.height; ++y) {
+    uint8_t* p = grid.MemoryRow(y);
+    const int32_t end = (stopX < grid.width && y < stopY) ? stopX + 1 : stopX;
+    for (int32_t x = 0; x < end; ++x, p += 3) {
+      const auto g = static_cast<uint8_t>(level[sumAt(p)]);
+      p[0] = p[1] = p[2] = g;
+    }
+  }
+  if (stopX < grid.width) throw err::Overflow();
+}
+
+void cImageProcessDIB::GrayScale_stand(cDIBSection& cTo) {
+  const PixelGrid grid = cTo.Grid();
+  if (grid.Empty()) return;
+  for (int32_t y = 0; y < grid.height; ++y) {
+    uint8_t* p = grid.MemoryRow(y);
+    for (int32_t x = 0; x < grid.width; ++x, p += 3) p[0] = p[1] = p[2] = StandardLevel(p[0], p[1], p[2]);
+  }
+}
+
+void cImageProcessDIB::SwapRedBlue(cDIBSection& cTo) {
+  const uint32_t start = StartTick();
+  const PixelGrid grid = cTo.Grid();
+  const int32_t W = cTo.Width();
+  RaiseInitProgress(W - 1);
+  if (!grid.Empty()) {
+    if (Events.Progress) {
+      // A listener sees the picture column by column, as the walk goes.
+      for (int32_t x = 0; x < W; ++x) {
+        for (int32_t y = 0; y < grid.height; ++y) std::swap(Byte(grid, 3 * x, y), Byte(grid, 3 * x + 2, y));
+        RaiseProgress(3 * x);
+      }
+    } else {
+      for (int32_t y = 0; y < grid.height; ++y) {
+        uint8_t* p = grid.MemoryRow(y);
+        for (int32_t x = 0; x < W; ++x, p += 3) std::swap(p[0], p[2]);
+      }
+    }
+  }
+  RaiseComplete(start);
+}
+
+bool cImageProcessDIB::CheckForGreenBlue(const cDIBSection& cTo) {
+  const PixelGrid grid = cTo.Grid();
+  if (grid.Empty()) return false;
+  for (int32_t y = 0; y < grid.height; ++y) {
+    const uint8_t* p = grid.MemoryRow(y);
+    for (int32_t x = 0; x < grid.width; ++x, p += 3) {
+      if (p[0] > 0 || p[1] > 0) return true;
+    }
+  }
+  return false;
+}
+
+void cImageProcessDIB::RemoveAnaglyphHues(cDIBSection& cTo) {
+  const PixelGrid grid = cTo.Grid();
+  if (grid.Empty()) return;
+  const int32_t W = grid.width;
+  const int32_t H = grid.height;
+  for (int32_t y = 0; y < H; ++y) {
+    uint8_t* p = grid.MemoryRow(y);
+    for (int32_t x = 0; x < W; ++x, p += 3) {
+      float h, s, l;
+      RGBToHLS(p[2], p[1], p[0], h, s, l);
+      const bool reddish = h > -0.7f && h < 0.7f;
+      const bool cyanish = h > 2.6f && h < 3.4f;
+      if (reddish || cyanish) {
+        p[0] = p[1] = p[2] = 0;
+      } else {
+        // No kept pixel has a blue byte of 0, so that 0 marks the holes.
+        p[0] |= 1;
+        p[1] |= 1;
+        p[2] |= 1;
+      }
+    }
+  }
+  // Holes are filled from the five pixels to their right on three rows, right to left, so that
+  // pixels filled earlier count with their new values.
+  for (int32_t i = 3 * W - 18; i >= 3; i -= 3) {
+    for (int32_t y = 1; y <= H - 2; ++y) {
+      if (Byte(grid, i, y) != 0) continue;
+      for (int32_t c = 0; c < 3; ++c) {
+        int32_t sum = 0;
+        for (int32_t row = y - 1; row <= y + 1; ++row) {
+          for (int32_t k = 3; k <= 15; k += 3) sum += Byte(grid, i + k + c, row);
+        }
+        Byte(grid, i + c, y) = CByte(sum / 15.0);
+      }
+    }
+  }
+}
+
+void cImageProcessDIB::ColourFromImage(cDIBSection& cTo) {
+  const PixelGrid grid = cTo.Grid();
+  if (grid.Empty()) return;
+  RequireSharedPixels(grid.width, grid.height);
+  const PixelArray& shared = gArrays.SharedPixels;
+  for (int32_t x = 0; x < grid.width; ++x) {
+    const int32_t i = 3 * x;
+    for (int32_t y = 0; y < grid.height; ++y) {
+      float h, s, l, ignoredH, ignoredS, ignoredL;
+      RGBToHLS(Byte(grid, i + 2, y), Byte(grid, i + 1, y), Byte(grid, i, y), ignoredH, ignoredS, l);
+      RGBToHLS(shared(i + 2, y), shared(i + 1, y), shared(i, y), h, s, ignoredL);
+      int32_t r, g, b;
+      HLSToRGB(h, s, l, r, g, b);
+      Byte(grid, i + 2, y) = StoreByte(r);
+      Byte(grid, i + 1, y) = StoreByte(g);
+      Byte(grid, i, y) = StoreByte(b);
+    }
+  }
+}
+
+void cImageProcessDIB::CorrectAnaglyph(cDIBSection& cTo, const PixelArray& ImgArray) {
+  (void)ImgArray;  // accepted for the callers' sake; the other picture is the one in SharedPixels
+  const PixelGrid grid = cTo.Grid();
+  const BlockSearch blocks(cTo.Width(), cTo.Height());
+  if (grid.Empty() || blocks.Empty()) return;
+  RequireSharedPixels(grid.width, grid.height);
+  const PixelArray& shared = gArrays.SharedPixels;
+  for (int32_t bx = 0; bx <= blocks.lastBx; bx += 48) {
+    for (int32_t by = 0; by <= blocks.lastBy; by += 16) {
+      const int32_t ob = blocks.Best(bx, 4000, [&](int32_t o) {
+        int64_t total = 0;
+        for (int32_t k = 0; k <= 45; k += 3) {
+          for (int32_t j = 0; j < 16; ++j) {
+            total += std::abs(Byte(grid, bx + k + 1, by + j) - shared(o + k + 1, by + j)) +
+                     std::abs(Byte(grid, bx + k, by + j) - shared(o + k, by + j));
+          }
+        }
+        return total;
+      });
+      for (int32_t k = 0; k <= 45; k += 3) {
+        for (int32_t j = 0; j < 16; ++j) {
+          const int32_t G = Byte(grid, bx + k + 1, by + j);
+          const int32_t B = Byte(grid, bx + k, by + j);
+          float h, s, l1, ignoredH, ignoredS, lg;
+          RGBToHLS(shared(ob + k + 2, by + j), G, B, h, s, l1);
+          const int32_t g = GreenBlueLevel(G, B);
+          RGBToHLS(g, g, g, ignoredH, ignoredS, lg);
+          float l = static_cast<float>(lg + std::pow(1.0 - lg, 6.0) * l1);
+          if (l > l1) l = l1;
+          int32_t r, gOut, bOut;
+          HLSToRGB(h, s, l, r, gOut, bOut);
+          Byte(grid, bx + k + 2, by + j) = StoreByte(r);
+        }
+      }
+    }
+  }
+}
+
+void cImageProcessDIB::CorrectAnaglyphGrad(const cDIBSection& cLeft, const cDIBSection& cRight,
+                                           cDIBSection& cImgLeft, cDIBSection& cImgRight) {
+  const BlockSearch blocks(cLeft.Width(), cLeft.Height());
+  if (cLeft.DIBSectionBitsPtr() == nullptr || blocks.Empty()) return;
+  for (const cDIBSection* picture : {&cRight, static_cast<const cDIBSection*>(&cImgLeft),
+                                     static_cast<const cDIBSection*>(&cImgRight)}) {
+    RequireSameSize(*picture, blocks.W, blocks.H);
+  }
+  const PixelGrid left = cLeft.Grid();
+  const PixelGrid right = cRight.Grid();
+  const PixelGrid imgLeft = cImgLeft.Grid();
+  const PixelGrid imgRight = cImgRight.Grid();
+  auto blueDifference = [](const PixelGrid& a, int32_t aOffset, const PixelGrid& b, int32_t bOffset,
+                           int32_t by) {
+    int64_t total = 0;
+    for (int32_t k = 0; k <= 45; k += 3) {
+      for (int32_t j = 0; j < 16; ++j) total += std::abs(Byte(a, aOffset + k, by + j) - Byte(b, bOffset + k, by + j));
+    }
+    return total;
+  };
+
+  // Pass 1: the red of the right view, from the left view's red where the blocks match.
+  for (int32_t bx = 0; bx <= blocks.lastBx; bx += 48) {
+    for (int32_t by = 0; by <= blocks.lastBy; by += 16) {
+      const int32_t ob = blocks.Best(bx, 500, [&](int32_t o) { return blueDifference(left, o, right, bx, by); });
+      for (int32_t k = 0; k <= 45; k += 3) {
+        for (int32_t j = 0; j < 16; ++j) {
+          const int32_t G = Byte(imgRight, bx + k + 1, by + j);
+          const int32_t B = Byte(imgRight, bx + k, by + j);
+          float h, s, l, ignoredH, ignoredS, lg;
+          RGBToHLS(Byte(imgLeft, ob + k + 2, by + j), G, B, h, s, l);
+          const int32_t g = GreenBlueLevel(G, B);
+          RGBToHLS(g, g, g, ignoredH, ignoredS, lg);
+          int32_t r, gOut, bOut;
+          HLSToRGB(h, s, lg, r, gOut, bOut);
+          Byte(imgRight, bx + k + 2, by + j) = StoreByte(r);
+        }
+      }
+    }
+  }
+  // Pass 2: the green and blue of the left view, from the right view's where the blocks match.
+  for (int32_t bx = 0; bx <= blocks.lastBx; bx += 48) {
+    for (int32_t by = 0; by <= blocks.lastBy; by += 16) {
+      const int32_t ob = blocks.Best(bx, 500, [&](int32_t o) { return blueDifference(left, bx, right, o, by); });
+      for (int32_t k = 0; k <= 45; k += 3) {
+        for (int32_t j = 0; j < 16; ++j) {
+          const int32_t R = Byte(imgLeft, bx + k + 2, by + j);
+          float h, s, l, ignoredH, ignoredS, lr;
+          RGBToHLS(R, Byte(imgRight, ob + k + 1, by + j), Byte(imgRight, ob + k, by + j), h, s, l);
+          RGBToHLS(R, R, R, ignoredH, ignoredS, lr);
+          int32_t rOut, g, b;
+          HLSToRGB(h, s, lr, rOut, g, b);
+          Byte(imgLeft, bx + k + 1, by + j) = StoreByte(g);
+          Byte(imgLeft, bx + k, by + j) = StoreByte(b);
+        }
+      }
+    }
+  }
+}
+
+}  // namespace qv
