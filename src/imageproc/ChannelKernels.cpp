@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "base/Numbers.h"
+#include "imageproc/GreyLevels.h"
 #include "imageproc/cImageProcessDIB.h"
 #include "imageproc/mHLSRGB.h"
 
@@ -15,15 +16,6 @@ namespace {
 
 // Byte (i, y) of a picture's grid: byte column i, memory row y.
 inline uint8_t& Byte(const PixelGrid& grid, int32_t i, int32_t y) { return grid.MemoryRow(y)[i]; }
-
-// round((222 red + 707 green + 71 blue) / 1000), halves to even, in integers: the weighted sum is
-// below 2^18, so the quotient and its tie are exact.
-inline uint8_t StandardLevel(uint32_t blue, uint32_t green, uint32_t red) {
-  const uint32_t n = 222 * red + 707 * green + 71 * blue + 500;
-  uint32_t q = n / 1000;
-  if (q * 1000 == n && (q & 1) != 0) --q;  // exactly half way: to the even neighbour
-  return static_cast<uint8_t>(q);
-}
 
 // round((707 green + 71 blue) / 778), halves to even, as the anaglyph repair computes it.
 inline int32_t GreenBlueLevel(int32_t green, int32_t blue) {
