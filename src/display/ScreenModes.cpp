@@ -1,0 +1,50 @@
+#include "display/ScreenModes.h"
+
+#include "base/Error.h"
+#include "base/Numbers.h"
+#include "base/Seams.h"
+
+namespace qv {
+
+namespace {
+
+double Divide(double dividend, double divisor) {
+  if (divisor == 0.0) throw err::DivisionByZero();
+  return dividend / divisor;
+}
+
+}  // namespace
+
+int32_t CurrentScreenWidth() {
+  const ScreenInfo& screen = Screen();
+  const double twips = static_cast<double>(screen.WidthPixels()) * screen.TwipsPerPixelX();
+  return CLng(Divide(twips, screen.TwipsPerPixelX()));
+}
+
+int32_t CurrentScreenHeight() {
+  const ScreenInfo& screen = Screen();
+  const double twips = static_cast<double>(screen.HeightPixels()) * screen.TwipsPerPixelY();
+  return CLng(Divide(twips, screen.TwipsPerPixelY()));
+}
+
+int32_t FitToScreen(int32_t& width, int32_t& height, int32_t& offsetX, int32_t& offsetY,
+                    int32_t targetWidth, int32_t targetHeight) {
+  offsetX = 0;
+  offsetY = 0;
+  const double aspect = Divide(width, height);
+  const double targetAspect = Divide(targetWidth, targetHeight);
+  if (targetAspect <= aspect) {
+    height = CLng(Divide(height, width) * targetWidth);
+    width = targetWidth;
+    offsetY = CLng((static_cast<double>(targetHeight) - height) / 2.0);
+  } else {
+    width = CLng(aspect * targetHeight);
+    height = targetHeight;
+    offsetX = CLng((static_cast<double>(targetWidth) - width) / 2.0);
+  }
+  height = CLng(2.0 * Int(height / 2.0));
+  width = CLng(2.0 * Int(width / 2.0));
+  return width;
+}
+
+}  // namespace qv
