@@ -1,0 +1,248 @@
+#include "stereo/SavePics.h"
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+
+#include "base/DisplayConfig.h"
+#include "base/Error.h"
+#include "base/Numbers.h"
+#include "base/Seams.h"
+#include "display/ScreenModes.h"
+#include "image/BufferHelpers.h"
+#include "image/FrameBuffers.h"
+#include "imageproc/cImageProcessDIB.h"
+
+namespace qv {
+
+namespace {
+
+// Runs the statements of a composer one by one: a statement that fails shows the composer's
+// message with the error's description, and the composer goes on with the next statement.
+// Values that a failed statement would have assigned keep what they held before.
+class Statements {
+ public:
+  explicit Statements(const char* routine)
+      : message_(std::string("An error occurred in ") + routine + ". Attempting to continue. ") {}
+
+  template <typename Statement>
+  void operator()(Statement&& statement) const {
+    try {
+      statement();
+    } catch (const std::exception& e) {
+      MsgBox(message_ + DescribeError(e));
+    }
+  }
+
+ private:
+  std::string message_;
+};
+
+double Divide(double dividend, double divisor) {
+  if (divisor == 0.0) throw err::DivisionByZero();
+  return dividend / divisor;
+}
+
+cDIBSection& View(int eye) { return Deref(gFrames.StereoViews[static_cast<size_t>(eye)]); }
+// OutputFrame is re-created in place by the composers that make it from scratch; an empty slot
+// gets a picture first.
+cDIBSection& Output() { return AutoCreate(gFrames.OutputFrame); }
+
+void CommonSize(const Statements& statement) {
+  statement([] { gFrames.ViewHeight = MinViewHeight(); });
+  statement([] { gFrames.ViewWidth = MinViewWidth(); });
+}
+
+// Copies one memory row of `from` onto one of `to`, moving `to`'s row stride.
+void CopyRow(const cDIBSection& from, int32_t fromRow, const cDIBSection& to, int32_t toRow) {
+  const PixelGrid source = from.Grid();
+  const PixelGrid target = to.Grid();
+  if (source.Empty() || target.Empty() || fromRow < 0 || fromRow >= source.height || toRow < 0 ||
+      toRow >= target.height || source.stride < target.stride) {
+    throw err::SubscriptOutOfRange();
+  }
+  std::memcpy(target.MemoryRow(toRow), source.MemoryRow(fromRow), static_cast<size_t>(target.stride));
+}
+
+const char* AnaglyphRoutine(AnaglyphKind kind) {
+  switch (kind) {
+    case AnaglyphKind::Gray: return "SaveAnaGray";
+    case AnaglyphKind::Colour: return "SaveAnaColour";
+    case AnaglyphKind::Yellow: return "SaveAnaYellow";
+  }
+  return "SaveAnaGray";
+}
+
+// Everything after the common size, as separate statements.
+void AnaglyphSteps(AnaglyphKind kind, const Statements& statement) {
+  cImageProcessDIB process;
+  DibRef temporary;
+  auto output = [] () -> cDIBSection& { return Deref(gFrames.OutputFrame); };
+  auto copy = [&]() -> cDIBSection& { return Deref(temporary); };
+
+  statement([] { CopyDIB(gFrames.StereoViews[0], gFrames.OutputFrame, true); });
+  switch (kind) {
+    case AnaglyphKind::Gray:
+      statement([&] { process.GrayScale(output(), 3); });
+      statement([&] { process.ColourMask(output(), 0, 0, 1); });
+      break;
+    case AnaglyphKind::Colour:
+      statement([&] { process.GrayScale_stand(output()); });
+      statement([&] { process.ColourMask(output(), 0, 0, 1); });
+      break;
+    case AnaglyphKind::Yellow:
+      statement([&] { process.ColourMask(output(), 0, 1, 1); });
+      break;
+  }
+  statement([&] { CopyDIB(gFrames.StereoViews[1], temporary, false); });
+  switch (kind) {
+    case AnaglyphKind::Gray:
+      statement([&] { process.GrayScale(copy(), 3); });
+      statement([&] { process.ColourMask(copy(), 1, 1, 0); });
+      break;
+    case AnaglyphKind::Colour:
+      statement([&] { process.ColourMask(copy(), 1, 1, 0); });
+      break;
+    case AnaglyphKind::Yellow:
+      statement([&] { process.GrayScale_stand(copy()); });
+      statement([&] { process.ColourMask(copy(), 1, 0, 0); });
+      break;
+  }
+  // The masks leave disjoint channels, so the OR merges them exactly.
+  statement([&] {
+    copy().PaintPicture(output().hDC(), 0, 0, gFrames.ViewWidth, gFrames.ViewHeight, 0, 0, SRCPAINT);
+  });
+  statement([&] { copy().ClearUp(); });
+}
+
+// The anaglyph in one pass over the two views; false (nothing changed) where that cannot be done
+// and the steps must run instead.
+bool AnaglyphOnePass(AnaglyphRow row) {
+  const DibRef left = gFrames.StereoViews[0];
+  const DibRef right = gFrames.StereoViews[1];
+  if (!left || !right || gFrames.OutputFrame == left || gFrames.OutputFrame == right) return false;
+  const PixelGrid l = left->Grid();
+  const PixelGrid r = right->Grid();
+  const int32_t commonWidth = gFrames.ViewWidth;
+  const int32_t commonHeight = gFrames.ViewHeight;
+  if (l.Empty() || r.Empty() || commonWidth != std::min(l.width, r.width) ||
+      commonHeight != std::min(l.height, r.height)) {
+    return false;
+  }
+  auto output = std::make_shared<cDIBSection>();
+  if (!output->Create(l.width, l.height)) return false;
+  const PixelGrid o = output->Grid();
+  // The common rectangle is the top-left one: device rows, counted from the top.
+  for (int32_t y = 0; y < l.height; ++y) {
+    if (y < commonHeight) {
+      row(o.DeviceRow(y), l.DeviceRow(y), r.DeviceRow(y), commonWidth, l.width - commonWidth);
+    } else {
+      row(o.DeviceRow(y), l.DeviceRow(y), nullptr, 0, l.width);
+    }
+  }
+  if (gFrames.OutputFrame) gFrames.OutputFrame->ClearUp();
+  gFrames.OutputFrame = std::move(output);
+  return true;
+}
+
+}  // namespace
+
+void SaveAboveBelow(bool quick) {
+  const Statements statement("SaveAboveBelow");
+  CommonSize(statement);
+  int32_t gap = 0, outWidth = 0, fullHeight = 0, halfHeight = 0;
+  double scaleX = 0.0, scaleY = 0.0, scale = 0.0;
+  statement([&] { gap = CLng(Int(Divide(gDisplay.ScreenHeight, gDisplay.VertOffset))); });
+  statement([&] { scaleX = Divide(gDisplay.ScreenWidth, gFrames.ViewWidth); });
+  statement([&] { scaleY = Divide(static_cast<double>(gDisplay.ScreenHeight) - gap, gFrames.ViewHeight); });
+  statement([&] { scale = scaleY < scaleX ? scaleY : scaleX; });
+  statement([&] { outWidth = CLng(gFrames.ViewWidth * scale); });
+  statement([&] { fullHeight = CLng(gFrames.ViewHeight * scale); });
+  statement([&] { Output().Create(outWidth, CLng(static_cast<double>(fullHeight) + gap)); });
+  statement([&] { halfHeight = CLng(fullHeight / 2.0); });
+  statement([&] {
+    if (HDC dc = Output().hDC()) dc->SetStretchBltMode(quick ? COLORONCOLOR : HALFTONE);
+  });
+  // The band between the halves stays black, as the new frame is.
+  statement([&] {
+    StretchBlt(Output().hDC(), 0, 0, outWidth, halfHeight, View(0).hDC(), 0, 0, gFrames.ViewWidth,
+               gFrames.ViewHeight, SRCCOPY);
+  });
+  statement([&] {
+    StretchBlt(Output().hDC(), 0, CLng(static_cast<double>(halfHeight) + gap), outWidth, halfHeight,
+               View(1).hDC(), 0, 0, gFrames.ViewWidth, gFrames.ViewHeight, SRCCOPY);
+  });
+}
+
+void SaveSideBySide() {
+  const Statements statement("SaveSideBySide");
+  CommonSize(statement);
+  statement([] { Output().Create(CLng(2.0 * gFrames.ViewWidth), gFrames.ViewHeight); });
+  statement([] {
+    BitBlt(Output().hDC(), 0, 0, gFrames.ViewWidth, gFrames.ViewHeight, View(0).hDC(), 0, 0, SRCCOPY);
+  });
+  statement([] {
+    BitBlt(Output().hDC(), gFrames.ViewWidth, 0, gFrames.ViewWidth, gFrames.ViewHeight, View(1).hDC(), 0, 0,
+           SRCCOPY);
+  });
+}
+
+void SaveAnaglyphStepByStep(AnaglyphKind kind) {
+  const Statements statement(AnaglyphRoutine(kind));
+  CommonSize(statement);
+  AnaglyphSteps(kind, statement);
+}
+
+void SaveAnaglyphOnePass(AnaglyphKind kind, AnaglyphRow row) {
+  const Statements statement(AnaglyphRoutine(kind));
+  CommonSize(statement);
+  if (!AnaglyphOnePass(row)) AnaglyphSteps(kind, statement);
+}
+
+void SaveAnaGray() { SaveAnaglyphOnePass(AnaglyphKind::Gray, FastAnaglyphRow(AnaglyphKind::Gray)); }
+void SaveAnaColour() { SaveAnaglyphOnePass(AnaglyphKind::Colour, FastAnaglyphRow(AnaglyphKind::Colour)); }
+void SaveAnaYellow() { SaveAnaglyphOnePass(AnaglyphKind::Yellow, FastAnaglyphRow(AnaglyphKind::Yellow)); }
+
+void SaveInterlace(bool fullscreen) {
+  const Statements statement("SaveInterlace");
+  CommonSize(statement);
+  double scale = 0.0, scaleX = 0.0, scaleY = 0.0;
+  int32_t targetWidth = 0, targetHeight = 0, outWidth = 0, outHeight = 0;
+  if (!fullscreen) {
+    scale = 1.0;
+  } else {
+    // Full-screen interlacing through OpenGL is shown in the chosen screen mode; otherwise the
+    // frame fills the screen as it is.
+    statement([&] { targetWidth = gDisplay.InterlaceViaOpenGL ? gDisplay.ScreenWidth : CurrentScreenWidth(); });
+    statement([&] { targetHeight = gDisplay.InterlaceViaOpenGL ? gDisplay.ScreenHeight : CurrentScreenHeight(); });
+    statement([&] { scaleX = Divide(targetWidth, gFrames.ViewWidth); });
+    statement([&] { scaleY = Divide(targetHeight, gFrames.ViewHeight); });
+    statement([&] { scale = scaleY < scaleX ? scaleY : scaleX; });
+  }
+  statement([&] { outWidth = CLng(gFrames.ViewWidth * scale); });
+  statement([&] { outHeight = CLng(gFrames.ViewHeight * scale); });
+  statement([&] { outHeight -= outHeight % 2; });
+  // Rows are laid at the final height first; the width is scaled once at the end.
+  statement([&] { Output().Create(gFrames.ViewWidth, outHeight); });
+  int32_t offset0 = 0, offset1 = 0;
+  statement([&] {
+    // Memory rows count from the bottom: the taller view is read higher up, so the tops line up.
+    const int32_t d = View(0).Height() - View(1).Height();
+    offset0 = d > 0 ? d : 0;
+    offset1 = d > 0 ? 0 : -d;
+  });
+  int32_t r = 0;
+  for (int32_t y = 0; y <= outHeight - 2; y += 2) {
+    statement([&] { r = CLng(Int(Divide(y, scale))); });
+    // outHeight is even, so the top row (y + 1 = outHeight - 1) comes from the left view.
+    statement([&] { CopyRow(View(0), r + offset0, Output(), y + 1); });
+    statement([&] { CopyRow(View(1), r + offset1, Output(), y); });
+  }
+  statement([&] {
+    // A resample to the frame's own size would only copy it into a new buffer.
+    if (Output().Width() == outWidth && Output().Height() == outHeight) return;
+    ResampleDIB(gFrames.OutputFrame, outHeight, outWidth, false);
+  });
+}
+
+}  // namespace qv
