@@ -53,6 +53,10 @@ class cDIBSection {
   void CreateFromPicture(const StdPicture& picture);
   // Empties the picture and makes a new, black width x height one. False on failure (then empty).
   bool Create(int32_t width, int32_t height);
+  // Create for a caller that writes every pixel itself: the pixel memory is not cleared, which
+  // saves a pass over a frame-sized buffer (the row padding is, so that saved files do not depend
+  // on what the memory held).
+  bool CreateToOverwrite(int32_t width, int32_t height);
 
   int32_t BytesPerScanLine() const { return static_cast<int32_t>(StrideFor(header_.biWidth)); }
   int32_t Width() const { return header_.biWidth; }
@@ -98,9 +102,6 @@ class cDIBSection {
   PixelGrid Grid() const;
 
  private:
-  // Create for a caller that writes every pixel itself: the memory is not cleared (the row padding
-  // is, so that saved files do not depend on what the memory held).
-  bool CreateToOverwrite(int32_t width, int32_t height);
   bool Allocate(int32_t width, int32_t height, bool cleared);
   void ResampleInto(cDIBSection& dest, bool interpolate) const;
   static std::string SystemErrorText(int code);
