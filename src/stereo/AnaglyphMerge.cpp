@@ -64,150 +64,78 @@ void PlainRow(uint8_t* out, const uint8_t* left, const uint8_t* right, int32_t b
 #ifdef QV_HAVE_X86_VECTORS
 
 // --- AVX2 rows -----------------------------------------------------------------------------------
-// 32 pixels a step, as two independent groups of 16 (48 bytes) in the two 128-bit lanes, so that
-// the in-lane byte shuffles need one set of masks for both.
+// Eight pixels a step. The 24 bytes of a step are loaded as 32 and spread so that each 128-bit
+// lane holds four whole pixels (bytes 0-11 and 12-23); every pixel then becomes one 32-bit value,
+// which keeps the grey arithmetic in pixel order and the shuffles few.
 
 #define QV_AVX2 __attribute__((target("avx2")))
 
-// Shuffle masks for a group of 16 pixels held in three 16-byte registers, repeated for both lanes.
-struct Masks {
-  // pick[s][c]: the bytes of channel c that lie in register s, moved to pixel order.
-  alignas(32) int8_t pick[3][3][32];
-  // place[k][c]: the pixel-order bytes of channel c moved to their places in output register k.
-  alignas(32) int8_t place[3][3][32];
-  // placeOthers[k][c]: one value per pixel moved to both places of the channels other than c.
-  alignas(32) int8_t placeOthers[3][3][32];
-  // channel[k][c]: 0xFF on the bytes of channel c in register k.
-  alignas(32) int8_t channel[3][3][32];
-};
-
-constexpr Masks MakeMasks() {
-  Masks m{};
-  for (int lane = 0; lane < 2; ++lane) {
-    for (int r = 0; r < 3; ++r) {
-      for (int c = 0; c < 3; ++c) {
-        for (int j = 0; j < 16; ++j) {
-          const int at = lane * 16 + j;
-          const int inPosition = 3 * j + c;  // byte of channel c of pixel j
-          m.pick[r][c][at] = static_cast<int8_t>(inPosition / 16 == r ? inPosition % 16 : -128);
-          const int outPosition = 16 * r + j;  // byte j of register r
-          const bool isC = outPosition % 3 == c;
-          m.place[r][c][at] = static_cast<int8_t>(isC ? outPosition / 3 : -128);
-          m.placeOthers[r][c][at] = static_cast<int8_t>(!isC ? outPosition / 3 : -128);
-          m.channel[r][c][at] = static_cast<int8_t>(isC ? -1 : 0);
-        }
-      }
-    }
-  }
-  return m;
+// Reads 32 bytes from p: the caller keeps 8 bytes beyond the step's 24 inside the row.
+QV_AVX2 inline __m256i LoadStep(const uint8_t* p) {
+  const __m256i bytes = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
+  return _mm256_permutevar8x32_epi32(bytes, _mm256_setr_epi32(0, 1, 2, 3, 3, 4, 5, 6));
 }
 
-constexpr Masks kMasks = MakeMasks();
-
-QV_AVX2 inline __m256i Mask(const int8_t (&bytes)[32]) {
-  return _mm256_load_si256(reinterpret_cast<const __m256i*>(bytes));
+// Four pixels a lane as 32-bit (blue, green, red, 0).
+QV_AVX2 inline __m256i Widen(__m256i step) {
+  const __m256i spread = _mm256_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1,
+                                          0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1);
+  return _mm256_shuffle_epi8(step, spread);
 }
 
-// Three registers: bytes 0-47 of a step in the low lanes, bytes 48-95 in the high lanes.
-struct Step {
-  __m256i r[3];
-};
-
-QV_AVX2 inline Step Load(const uint8_t* p) {
-  Step s;
-  for (int k = 0; k < 3; ++k) {
-    const __m128i lo = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 16 * k));
-    const __m128i hi = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 48 + 16 * k));
-    s.r[k] = _mm256_inserti128_si256(_mm256_castsi128_si256(lo), hi, 1);
-  }
-  return s;
+// Eight 32-bit (blue, green, red, 0) pixels packed back to 24 bytes at out.
+QV_AVX2 inline void StoreStep(uint8_t* out, __m256i pixels) {
+  const __m256i pack = _mm256_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1,
+                                        0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1);
+  const __m256i packed = _mm256_permutevar8x32_epi32(_mm256_shuffle_epi8(pixels, pack),
+                                                     _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 7, 7));
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm256_castsi256_si128(packed));
+  _mm_storel_epi64(reinterpret_cast<__m128i*>(out + 16), _mm256_extracti128_si256(packed, 1));
 }
 
-QV_AVX2 inline void Store(uint8_t* p, const Step& s) {
-  for (int k = 0; k < 3; ++k) {
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(p + 16 * k), _mm256_castsi256_si128(s.r[k]));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(p + 48 + 16 * k), _mm256_extracti128_si256(s.r[k], 1));
-  }
+// round((b + g + r) / 3) = floor((sum + 1) / 3) = (sum + 1) * 21846 >> 16 for sums up to 765.
+QV_AVX2 inline __m256i MeanOf(__m256i widened) {
+  const __m256i sum = _mm256_madd_epi16(_mm256_maddubs_epi16(widened, _mm256_set1_epi32(0x00010101)),
+                                        _mm256_set1_epi16(1));
+  return _mm256_srli_epi32(_mm256_madd_epi16(_mm256_add_epi32(sum, _mm256_set1_epi32(1)), _mm256_set1_epi32(21846)),
+                           16);
 }
 
-// Channel c of the 32 pixels, in pixel order within each lane.
-QV_AVX2 inline __m256i Channel(const Step& s, int c) {
-  return _mm256_or_si256(_mm256_or_si256(_mm256_shuffle_epi8(s.r[0], Mask(kMasks.pick[0][c])),
-                                         _mm256_shuffle_epi8(s.r[1], Mask(kMasks.pick[1][c]))),
-                         _mm256_shuffle_epi8(s.r[2], Mask(kMasks.pick[2][c])));
-}
-
-// round((b + g + r) / 3) = floor((sum + 1) / 3) = (sum + 1) * 21846 >> 16 for sums up to 765, on
-// eight pixels a lane in 16-bit values.
-QV_AVX2 inline __m256i MeanOfEight(__m256i b16, __m256i g16, __m256i r16) {
-  const __m256i sum = _mm256_add_epi16(_mm256_add_epi16(b16, g16), _mm256_add_epi16(r16, _mm256_set1_epi16(1)));
-  return _mm256_mulhi_epu16(sum, _mm256_set1_epi16(21846));
-}
-
-QV_AVX2 inline __m256i MeanOf(const Step& s) {
-  const __m256i zero = _mm256_setzero_si256();
-  const __m256i b = Channel(s, 0), g = Channel(s, 1), r = Channel(s, 2);
-  const __m256i lo = MeanOfEight(_mm256_unpacklo_epi8(b, zero), _mm256_unpacklo_epi8(g, zero), _mm256_unpacklo_epi8(r, zero));
-  const __m256i hi = MeanOfEight(_mm256_unpackhi_epi8(b, zero), _mm256_unpackhi_epi8(g, zero), _mm256_unpackhi_epi8(r, zero));
-  return _mm256_packus_epi16(lo, hi);
-}
-
-// round((222 r + 707 g + 71 b) / 1000), halves to even. The weighted sum is exact as a float
-// (below 2^24) and so is a quotient that lies exactly half way; any other quotient is at least
-// 0.001 from a half, far more than the division's rounding error, so rounding the float quotient
-// to the nearest even integer gives the exact result.
-// Four pixels a lane: blue and green interleaved as 16-bit pairs, red paired with zeros.
-QV_AVX2 inline __m256i StandardOfFour(__m256i blueGreen, __m256i redZero) {
+// round((222 r + 707 g + 71 b) / 1000), halves to even, exactly: with u = n + 500 below 2^18,
+// floor(u / 1000) = floor((u >> 3) / 125) = (u >> 3) * 33555 >> 22, and u is a multiple of 1000
+// exactly when n lies half way, where an odd quotient steps down to the even one.
+QV_AVX2 inline __m256i StandardOf(__m256i step) {
+  const __m256i blueGreen = _mm256_shuffle_epi8(
+      step, _mm256_setr_epi8(0, -1, 1, -1, 3, -1, 4, -1, 6, -1, 7, -1, 9, -1, 10, -1,
+                             0, -1, 1, -1, 3, -1, 4, -1, 6, -1, 7, -1, 9, -1, 10, -1));
+  const __m256i red = _mm256_shuffle_epi8(
+      step, _mm256_setr_epi8(2, -1, -1, -1, 5, -1, -1, -1, 8, -1, -1, -1, 11, -1, -1, -1,
+                             2, -1, -1, -1, 5, -1, -1, -1, 8, -1, -1, -1, 11, -1, -1, -1));
   const __m256i n = _mm256_add_epi32(_mm256_madd_epi16(blueGreen, _mm256_set1_epi32((707 << 16) | 71)),
-                                     _mm256_madd_epi16(redZero, _mm256_set1_epi32(222)));
-  const __m256 q = _mm256_round_ps(_mm256_div_ps(_mm256_cvtepi32_ps(n), _mm256_set1_ps(1000.0f)),
-                                   _MM_FROUND_TO_NEAREST_INT | _MM_FROUND_NO_EXC);
-  return _mm256_cvttps_epi32(q);
-}
-
-// Eight pixels a lane in 16-bit values.
-QV_AVX2 inline __m256i StandardOfEight(__m256i b16, __m256i g16, __m256i r16) {
-  const __m256i zero = _mm256_setzero_si256();
-  const __m256i lo = StandardOfFour(_mm256_unpacklo_epi16(b16, g16), _mm256_unpacklo_epi16(r16, zero));
-  const __m256i hi = StandardOfFour(_mm256_unpackhi_epi16(b16, g16), _mm256_unpackhi_epi16(r16, zero));
-  return _mm256_packus_epi32(lo, hi);
-}
-
-QV_AVX2 inline __m256i StandardOf(const Step& s) {
-  const __m256i zero = _mm256_setzero_si256();
-  const __m256i b = Channel(s, 0), g = Channel(s, 1), r = Channel(s, 2);
-  const __m256i lo = StandardOfEight(_mm256_unpacklo_epi8(b, zero), _mm256_unpacklo_epi8(g, zero), _mm256_unpacklo_epi8(r, zero));
-  const __m256i hi = StandardOfEight(_mm256_unpackhi_epi8(b, zero), _mm256_unpackhi_epi8(g, zero), _mm256_unpackhi_epi8(r, zero));
-  return _mm256_packus_epi16(lo, hi);
+                                     _mm256_madd_epi16(red, _mm256_set1_epi32(222)));
+  const __m256i u = _mm256_add_epi32(n, _mm256_set1_epi32(500));
+  const __m256i q = _mm256_srli_epi32(_mm256_mullo_epi32(_mm256_srli_epi32(u, 3), _mm256_set1_epi32(33555)), 22);
+  const __m256i half = _mm256_cmpeq_epi32(_mm256_mullo_epi32(q, _mm256_set1_epi32(1000)), u);
+  return _mm256_sub_epi32(q, _mm256_and_si256(half, _mm256_and_si256(q, _mm256_set1_epi32(1))));
 }
 
 template <AnaglyphKind kind>
 QV_AVX2 void VectorRow(uint8_t* out, const uint8_t* left, const uint8_t* right, int32_t both, int32_t leftOnly) {
   int32_t x = 0;
-  for (; x + 32 <= both; x += 32) {
-    const Step l = Load(left + 3 * x);
-    const Step r = Load(right + 3 * x);
-    Step o;
+  for (; x + 11 <= both; x += 8) {  // 3x + 32 bytes stay inside both rows
+    const __m256i l = LoadStep(left + 3 * x);
+    const __m256i r = LoadStep(right + 3 * x);
+    __m256i pixels;
     if constexpr (kind == AnaglyphKind::Gray) {
-      const __m256i gl = MeanOf(l), gr = MeanOf(r);
-      for (int k = 0; k < 3; ++k) {
-        o.r[k] = _mm256_or_si256(_mm256_shuffle_epi8(gr, Mask(kMasks.placeOthers[k][2])),
-                                 _mm256_shuffle_epi8(gl, Mask(kMasks.place[k][2])));
-      }
+      const __m256i gl = MeanOf(Widen(l)), gr = MeanOf(Widen(r));
+      pixels = _mm256_or_si256(_mm256_or_si256(gr, _mm256_slli_epi32(gr, 8)), _mm256_slli_epi32(gl, 16));
     } else if constexpr (kind == AnaglyphKind::Colour) {
-      const __m256i lum = StandardOf(l);
-      for (int k = 0; k < 3; ++k) {
-        o.r[k] = _mm256_or_si256(_mm256_andnot_si256(Mask(kMasks.channel[k][2]), r.r[k]),
-                                 _mm256_shuffle_epi8(lum, Mask(kMasks.place[k][2])));
-      }
+      pixels = _mm256_or_si256(_mm256_and_si256(Widen(r), _mm256_set1_epi32(0x0000FFFF)),
+                               _mm256_slli_epi32(StandardOf(l), 16));
     } else {
-      const __m256i lum = StandardOf(r);
-      for (int k = 0; k < 3; ++k) {
-        o.r[k] = _mm256_or_si256(_mm256_andnot_si256(Mask(kMasks.channel[k][0]), l.r[k]),
-                                 _mm256_shuffle_epi8(lum, Mask(kMasks.place[k][0])));
-      }
+      pixels = _mm256_or_si256(_mm256_and_si256(Widen(l), _mm256_set1_epi32(0x00FFFF00)), StandardOf(r));
     }
-    Store(out + 3 * x, o);
+    StoreStep(out + 3 * x, pixels);
   }
   PlainRow<kind>(out + 3 * x, left + 3 * x, right + 3 * x, both - x, leftOnly);
 }

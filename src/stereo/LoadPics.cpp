@@ -56,14 +56,20 @@ void CutViews(bool sideBySide) {
   const cDIBSection& frame = Deref(source);
   const int32_t W = frame.Width();
   const int32_t H = frame.Height();
+  // Each old view is let go before its successor is cut, so that the memory it frees (still in
+  // the cache) can take the new view; the new view replaces it all the same.
+  auto cut = [&](DibRef& view, int32_t height, int32_t width, int32_t left, int32_t top) {
+    view.reset();
+    view = frame.Crop(height, width, left, top);
+  };
   if (sideBySide) {
     const int32_t half = Half(W);
-    gFrames.StereoViews[0] = frame.Crop(H, half, 0, 0);
-    gFrames.StereoViews[1] = frame.Crop(H, half, half, 0);
+    cut(gFrames.StereoViews[0], H, half, 0, 0);
+    cut(gFrames.StereoViews[1], H, half, half, 0);
   } else {
     const int32_t half = Half(H);
-    gFrames.StereoViews[0] = frame.Crop(half, W, 0, 0);
-    gFrames.StereoViews[1] = frame.Crop(half, W, 0, half);
+    cut(gFrames.StereoViews[0], half, W, 0, 0);
+    cut(gFrames.StereoViews[1], half, W, 0, half);
   }
 }
 

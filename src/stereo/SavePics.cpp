@@ -53,12 +53,16 @@ void CommonSize(const Statements& statement) {
   statement([] { gFrames.ViewWidth = MinViewWidth(); });
 }
 
-// Copies one memory row of `from` onto one of `to`, moving `to`'s row stride.
+// Copies one memory row of `from` onto one of `to`, moving `to`'s row stride. A row that cannot be
+// copied is left black, as in a new picture.
 void CopyRow(const cDIBSection& from, int32_t fromRow, const cDIBSection& to, int32_t toRow) {
   const PixelGrid source = from.Grid();
   const PixelGrid target = to.Grid();
   if (source.Empty() || target.Empty() || fromRow < 0 || fromRow >= source.height || toRow < 0 ||
       toRow >= target.height || source.stride < target.stride) {
+    if (!target.Empty() && toRow >= 0 && toRow < target.height) {
+      std::memset(target.MemoryRow(toRow), 0, static_cast<size_t>(target.stride));
+    }
     throw err::SubscriptOutOfRange();
   }
   std::memcpy(target.MemoryRow(toRow), source.MemoryRow(fromRow), static_cast<size_t>(target.stride));
@@ -129,8 +133,11 @@ bool AnaglyphOnePass(AnaglyphRow row) {
       commonHeight != std::min(l.height, r.height)) {
     return false;
   }
+  // The previous output is emptied first, as the copy that starts the steps empties it whether
+  // or not the copy succeeds; its memory, still in the cache, can then take the new frame.
+  if (gFrames.OutputFrame) gFrames.OutputFrame->ClearUp();
   auto output = std::make_shared<cDIBSection>();
-  if (!output->Create(l.width, l.height)) return false;
+  if (!output->CreateToOverwrite(l.width, l.height)) return false;  // every row is written below
   const PixelGrid o = output->Grid();
   // The common rectangle is the top-left one: device rows, counted from the top.
   for (int32_t y = 0; y < l.height; ++y) {
@@ -140,7 +147,6 @@ bool AnaglyphOnePass(AnaglyphRow row) {
       row(o.DeviceRow(y), l.DeviceRow(y), nullptr, 0, l.width);
     }
   }
-  if (gFrames.OutputFrame) gFrames.OutputFrame->ClearUp();
   gFrames.OutputFrame = std::move(output);
   return true;
 }
@@ -177,7 +183,13 @@ void SaveAboveBelow(bool quick) {
 void SaveSideBySide() {
   const Statements statement("SaveSideBySide");
   CommonSize(statement);
-  statement([] { Output().Create(CLng(2.0 * gFrames.ViewWidth), gFrames.ViewHeight); });
+  statement([] {
+    // Both views cover the common rectangle, so the two copies write every pixel; without both
+    // views the frame starts black.
+    const bool covered = gFrames.StereoViews[0] && gFrames.StereoViews[1];
+    const int32_t width = CLng(2.0 * gFrames.ViewWidth);
+    covered ? Output().CreateToOverwrite(width, gFrames.ViewHeight) : Output().Create(width, gFrames.ViewHeight);
+  });
   statement([] {
     BitBlt(Output().hDC(), 0, 0, gFrames.ViewWidth, gFrames.ViewHeight, View(0).hDC(), 0, 0, SRCCOPY);
   });
@@ -222,8 +234,9 @@ void SaveInterlace(bool fullscreen) {
   statement([&] { outWidth = CLng(gFrames.ViewWidth * scale); });
   statement([&] { outHeight = CLng(gFrames.ViewHeight * scale); });
   statement([&] { outHeight -= outHeight % 2; });
-  // Rows are laid at the final height first; the width is scaled once at the end.
-  statement([&] { Output().Create(gFrames.ViewWidth, outHeight); });
+  // Rows are laid at the final height first; the width is scaled once at the end. Every row is
+  // copied (or blackened when it cannot be), so the new frame need not be cleared first.
+  statement([&] { Output().CreateToOverwrite(gFrames.ViewWidth, outHeight); });
   int32_t offset0 = 0, offset1 = 0;
   statement([&] {
     // Memory rows count from the bottom: the taller view is read higher up, so the tops line up.
