@@ -169,6 +169,22 @@ TEST_F(Composers, AnaglyphsOfEmptyViewsReportEveryFailingStep) {
   }
 }
 
+TEST_F(Composers, OnePixelViewsComposeWithoutMessages) {
+  SetViews(test::SolidPicture(1, 1, kRed), test::SolidPicture(1, 1, kBlue));
+  SaveSideBySide();
+  EXPECT_TRUE(SamePicture(Output(), *MakePicture(2, 1, [](int x, int) { return x == 0 ? kRed : kBlue; })));
+  // 1024 / 1 against (768 - 76) / 1: scale 692, a 692 x 768 frame with 346-row halves.
+  SaveAboveBelow(true);
+  EXPECT_TRUE(SamePicture(Output(), *MakePicture(692, 768, [](int, int y) {
+    return y < 346 ? kRed : y < 422 ? kBlack : kBlue;
+  })));
+  SaveAnaGray();
+  EXPECT_TRUE(SamePicture(Output(), *test::SolidPicture(1, 1, {85, 85, 85})));
+  SaveInterlace(false);  // one row makes no pair of rows: no frame
+  EXPECT_EQ(gFrames.OutputFrame, nullptr);
+  EXPECT_TRUE(messages.messages.empty());
+}
+
 // Interlaced output: memory row m of the frame comes from view 0 when m is odd, else view 1.
 TEST_F(Composers, InterlaceWindowedTakesEveryOtherRowOfEachView) {
   // 640 x 481 views: 640 x 480; the top row (memory row 479) is view 0's memory row 478, the bottom
