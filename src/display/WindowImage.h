@@ -1,0 +1,16 @@
+#pragma once
+// Frames on their way to the window system: a 24-bit bottom-up picture becomes a 32-bit top-down
+// image in the window system's own pixel format (0xffRRGGBB, QImage::Format_RGB32), so that
+// painting it is a plain copy and Qt's scalers run on their fastest path.
+
+#include <QImage>
+
+#include "image/DeviceContext.h"
+
+namespace qv {
+
+// Converts grid into image, reusing image's memory when it already has grid's size and format.
+// An empty grid gives a null image; so does a failed allocation.
+void ToWindowImage(const PixelGrid& grid, QImage& image);
+
+}  // namespace qv
