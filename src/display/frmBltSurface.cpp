@@ -152,6 +152,7 @@ class BltCanvas : public QWidget {
 
 frmBltSurface::frmBltSurface() : Timer1(std::make_unique<QTimer>()) {
   Timer1->setSingleShot(true);
+  Timer1->setTimerType(Qt::PreciseTimer);  // a coarse timer may end the second 5 % early
   QObject::connect(Timer1.get(), &QTimer::timeout, [this] { timerElapsed_ = true; });
 }
 
