@@ -64,8 +64,8 @@ void PutFrames(benchmark::State& state, bool fullscreen, int32_t screenW, int32_
     surface.PutImage(*frame, resize, quick);
     QCoreApplication::processEvents();
   }
-  state.counters["frames_per_s"] = benchmark::Counter(static_cast<double>(state.iterations()),
-                                                      benchmark::Counter::kIsRate);
+  state.counters["frames_per_s"] =
+      benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
   surface.CloseDisplay();
   SetScreenInfo(nullptr);
 }
@@ -89,16 +89,25 @@ void BM_BltPut_FullScreenShrink1080To720(benchmark::State& state) {
 
 BENCHMARK(BM_FramePeriod_30fps)->Repetitions(3)->ReportAggregatesOnly(true)->UseRealTime();
 BENCHMARK(BM_BltPut_Windowed720)->Repetitions(5)->ReportAggregatesOnly(true)->UseRealTime();
-BENCHMARK(BM_BltPut_FullScreenEnlarge720To1080)->Repetitions(5)->ReportAggregatesOnly(true)->UseRealTime();
-BENCHMARK(BM_BltPut_FullScreenQuickEnlarge720To1080)->Repetitions(5)->ReportAggregatesOnly(true)->UseRealTime();
-BENCHMARK(BM_BltPut_FullScreenShrink1080To720)->Repetitions(5)->ReportAggregatesOnly(true)->UseRealTime();
+BENCHMARK(BM_BltPut_FullScreenEnlarge720To1080)
+    ->Repetitions(5)
+    ->ReportAggregatesOnly(true)
+    ->UseRealTime();
+BENCHMARK(BM_BltPut_FullScreenQuickEnlarge720To1080)
+    ->Repetitions(5)
+    ->ReportAggregatesOnly(true)
+    ->UseRealTime();
+BENCHMARK(BM_BltPut_FullScreenShrink1080To720)
+    ->Repetitions(5)
+    ->ReportAggregatesOnly(true)
+    ->UseRealTime();
 
 DeclareRatio windowedTarget("BM_BltPut_Windowed720", "BM_FramePeriod_30fps", 0.25,
                             "1280x720 in a window at 30 fps");
 DeclareRatio enlargeTarget("BM_BltPut_FullScreenEnlarge720To1080", "BM_FramePeriod_30fps", 0.5,
                            "smoothly scaled to 1920x1080 at 30 fps");
-DeclareRatio quickTarget("BM_BltPut_FullScreenQuickEnlarge720To1080", "BM_FramePeriod_30fps",
-                         0.5, "pixels repeated up to 1920x1080 at 30 fps");
+DeclareRatio quickTarget("BM_BltPut_FullScreenQuickEnlarge720To1080", "BM_FramePeriod_30fps", 0.5,
+                         "pixels repeated up to 1920x1080 at 30 fps");
 DeclareRatio shrinkTarget("BM_BltPut_FullScreenShrink1080To720", "BM_FramePeriod_30fps", 0.5,
                           "1920x1080 averaged down to 1280x720 at 30 fps");
 

@@ -11,7 +11,9 @@ constexpr double kTwipsPerInch = 1440.0;
 constexpr double kUsualTwipsPerPixel = 15.0;
 }  // namespace
 
-void QtEventPump::ProcessEvents() { QCoreApplication::processEvents(); }
+void QtEventPump::ProcessEvents() {
+  QCoreApplication::processEvents();
+}
 
 int32_t QtScreenInfo::WidthPixels() const {
   const QScreen* screen = QGuiApplication::primaryScreen();

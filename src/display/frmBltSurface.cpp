@@ -17,6 +17,7 @@
 #include "base/Numbers.h"
 #include "base/Seams.h"
 #include "display/QtInput.h"
+#include "display/ScreenModes.h"
 #include "display/WindowImage.h"
 #include "image/BufferHelpers.h"
 #include "playback/Callback.h"
@@ -24,32 +25,7 @@
 namespace qv {
 
 namespace {
-
 std::chrono::milliseconds gLineCodeDuration{1000};
-
-// Letterboxes a width x height picture into targetWidth x targetHeight keeping its aspect ratio:
-// the sizes are replaced by the fitted ones (made even, rounding down, after the offsets were
-// taken) and offX, offY receive the picture's top-left corner. Returns the fitted width.
-int32_t FitToScreen(int32_t& width, int32_t& height, int32_t& offX, int32_t& offY,
-                    int32_t targetWidth, int32_t targetHeight) {
-  offX = 0;
-  offY = 0;
-  const double aspect = static_cast<double>(width) / height;
-  const double targetAspect = static_cast<double>(targetWidth) / targetHeight;
-  if (targetAspect <= aspect) {
-    height = CLng(static_cast<double>(height) / width * targetWidth);
-    width = targetWidth;
-    offY = CLng((targetHeight - height) / 2.0);
-  } else {
-    width = CLng(aspect * targetHeight);
-    height = targetHeight;
-    offX = CLng((targetWidth - width) / 2.0);
-  }
-  height = static_cast<int32_t>(2 * Int(height / 2.0));
-  width = static_cast<int32_t>(2 * Int(width / 2.0));
-  return width;
-}
-
 }  // namespace
 
 // The window that shows the pictures: a child filling the target widget (windowed with a
@@ -167,17 +143,25 @@ void frmBltSurface::SetLineCodeDuration(std::chrono::milliseconds duration) {
   gLineCodeDuration = duration;
 }
 
-std::chrono::milliseconds frmBltSurface::LineCodeDuration() { return gLineCodeDuration; }
+std::chrono::milliseconds frmBltSurface::LineCodeDuration() {
+  return gLineCodeDuration;
+}
 
-void frmBltSurface::SetTarget(QWidget* target) { target_ = target; }
+void frmBltSurface::SetTarget(QWidget* target) {
+  target_ = target;
+}
 
-QWidget* frmBltSurface::Target() const { return target_.data(); }
+QWidget* frmBltSurface::Target() const {
+  return target_.data();
+}
 
-QWidget* frmBltSurface::Canvas() const { return canvas_.data(); }
+QWidget* frmBltSurface::Canvas() const {
+  return canvas_.data();
+}
 
 void frmBltSurface::ResizeSurface(int32_t srcX, int32_t srcY) {
-  const int32_t screenWidth = Screen().WidthPixels();
-  const int32_t screenHeight = Screen().HeightPixels();
+  const int32_t screenWidth = CurrentScreenWidth();
+  const int32_t screenHeight = CurrentScreenHeight();
   BltLayout layout;
   if (!fullscreen_) {
     layout.WindowWidth = srcX;
@@ -238,6 +222,7 @@ void frmBltSurface::PlaceWindow() {
 }
 
 void frmBltSurface::ShowCanvas() {
+  canvas_->show();  // a child made after its window was shown stays hidden until told
   QWidget* window = canvas_->window();
   window->show();
   window->raise();
@@ -272,7 +257,7 @@ bool frmBltSurface::OpenDisplay(bool fullscreen, int32_t srcX, int32_t srcY, boo
 void frmBltSurface::ShowLineCode(const cDIBSection& code) {
   if (!canvas_) return;
   cDIBSection stretched;
-  if (stretched.Create(Screen().WidthPixels(), code.Height())) {
+  if (stretched.Create(CurrentScreenWidth(), code.Height())) {
     stretched.hDC()->SetStretchBltMode(HALFTONE);
     StretchBlt(stretched.hDC(), 0, 0, stretched.Width(), stretched.Height(), code.hDC(), 0, 0,
                code.Width(), code.Height(), SRCCOPY);
@@ -310,8 +295,8 @@ bool frmBltSurface::PutImage(const cDIBSection& picture, bool resize, bool quick
     // Shrinking smoothly averages the source pixels under each window pixel, which Qt's own
     // image scaler does; painting with a smoothing transform would only interpolate.
     ToWindowImage(grid, scratch_);
-    canvas_->Frame() = scratch_.scaled(pictureRect.size(), Qt::IgnoreAspectRatio,
-                                       Qt::SmoothTransformation);
+    canvas_->Frame() =
+        scratch_.scaled(pictureRect.size(), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
     canvas_->ShowFrame(pictureRect, QRect(QPoint(0, 0), pictureRect.size()), false, permanent_);
   } else {
     ToWindowImage(grid, canvas_->Frame());

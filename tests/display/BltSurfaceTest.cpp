@@ -60,7 +60,7 @@ TEST_F(BltSurfaceTest, LayoutCentresTheWindowOrLetterboxesTheFullScreenPicture) 
   const Case cases[] = {
       {false, 1024, 768, 640, 480, {192, 144, 640, 530, 0, 0, 640, 480}},
       {false, 1024, 768, 641, 481, {192, 144, 641, 531, 0, 0, 641, 481}},  // 191.5, 143.5
-      {false, 1024, 768, 1100, 900, {0, 0, 1100, 950, 0, 0, 1100, 900}},  // never negative
+      {false, 1024, 768, 1100, 900, {0, 0, 1100, 950, 0, 0, 1100, 900}},   // never negative
       {true, 1024, 768, 720, 576, {0, 0, 1024, 768, 32, 0, 960, 768}},
       {true, 1024, 768, 1280, 480, {0, 0, 1024, 768, 0, 192, 1024, 384}},
       {true, 1024, 770, 1280, 480, {0, 0, 1024, 770, 0, 192, 1024, 384}},  // 193 made even
@@ -82,9 +82,11 @@ TEST_F(BltSurfaceTest, LayoutCentresTheWindowOrLetterboxesTheFullScreenPicture) 
 TEST_F(BltSurfaceTest, WindowedIntoATargetMovesItsWindowAndCoversTheTarget) {
   QWidget mainWindow;
   auto* area = new QWidget(&mainWindow);
+  mainWindow.show();
   surface.SetTarget(area);
   ASSERT_TRUE(Open(false, 320, 240));
   EXPECT_EQ(surface.Canvas()->parentWidget(), area);
+  EXPECT_TRUE(surface.Canvas()->isVisible());
   EXPECT_EQ(mainWindow.pos(), QPoint(352, 264));  // where its frame goes
   EXPECT_EQ(mainWindow.size(), QSize(320, 290));
   area->resize(320, 270);
@@ -117,12 +119,13 @@ TEST_F(BltSurfaceTest, ResizedPutsRepeatPixelsOnlyWhenEnlargingQuickly) {
   ASSERT_TRUE(Open(true, 64, 48));
   const DibRef frame = test::PatternPicture(64, 48, 3);
   surface.PutImage(*frame, true, true);
-  EXPECT_TRUE(SamePicture(
-      *Shown(), *MakePicture(128, 96, [&](int x, int y) { return PixelAt(*frame, x / 2, y / 2); })));
+  EXPECT_TRUE(SamePicture(*Shown(), *MakePicture(128, 96, [&](int x, int y) {
+    return PixelAt(*frame, x / 2, y / 2);
+  })));
 
   // Not quick: smoothed, so a black/white edge gets grey in between.
-  surface.PutImage(*MakePicture(64, 48, [](int x, int) { return x < 32 ? kBlack : kWhite; }),
-                   true, false);
+  surface.PutImage(*MakePicture(64, 48, [](int x, int) { return x < 32 ? kBlack : kWhite; }), true,
+                   false);
   const DibRef smooth = Shown();
   EXPECT_EQ(PixelAt(*smooth, 60, 40), kBlack);
   EXPECT_GT(PixelAt(*smooth, 63, 40).g, 20);
@@ -130,8 +133,9 @@ TEST_F(BltSurfaceTest, ResizedPutsRepeatPixelsOnlyWhenEnlargingQuickly) {
   EXPECT_EQ(PixelAt(*smooth, 67, 40), kWhite);
 
   // Shrinking is smoothed even when quick: a fine checkerboard averages to grey.
-  surface.PutImage(*MakePicture(256, 192, [](int x, int y) { return (x + y) % 2 ? kWhite : kBlack; }),
-                   true, true);
+  surface.PutImage(
+      *MakePicture(256, 192, [](int x, int y) { return (x + y) % 2 ? kWhite : kBlack; }), true,
+      true);
   const DibRef grey = Shown();
   for (const int x : {0, 64, 127}) EXPECT_NEAR(PixelAt(*grey, x, x * 3 / 4).g, 128, 2) << x;
 }
@@ -149,8 +153,12 @@ TEST_F(BltSurfaceTest, OnlyAPermanentSurfaceShowsTheLastFrameAgainWhenRepainted)
 TEST_F(BltSurfaceTest, ClicksKeysAndFocusLossReachTheCallbacks) {
   using P = std::pair<int16_t, int16_t>;
   std::vector<P> mouse, keys;
-  SetSlideShowHandlers({[&](int16_t b, int16_t s) { mouse.push_back({b, s}); },
-                        [&](int16_t k, int16_t s) { keys.push_back({k, s}); }});
+  SetSlideShowHandlers({[&](int16_t b, int16_t s) {
+                          mouse.push_back({b, s});
+                        },
+                        [&](int16_t k, int16_t s) {
+                          keys.push_back({k, s});
+                        }});
   SetDisplayCallbacks(3, 2, 3);
   ASSERT_TRUE(Open(true, 64, 48));
   QWidget* canvas = surface.Canvas();
@@ -233,8 +241,8 @@ TEST(WindowImage, MatchesQtsOwnConversionOfTheFlippedPicture) {
     const DibRef picture = test::PatternPicture(width, 5, width);
     QImage converted;
     ToWindowImage(picture->Grid(), converted);
-    EXPECT_EQ(converted, QImage(picture->DIBSectionBitsPtr(), width, 5,
-                                picture->BytesPerScanLine(), QImage::Format_BGR888)
+    EXPECT_EQ(converted, QImage(picture->DIBSectionBitsPtr(), width, 5, picture->BytesPerScanLine(),
+                                QImage::Format_BGR888)
                              .mirrored(false, true)
                              .convertToFormat(QImage::Format_RGB32))
         << width;

@@ -36,9 +36,12 @@ class CallbackTest : public test::DisplayFixture {
 };
 
 TEST_F(CallbackTest, EachEventPerformsTheActionOfItsOwnCode) {
-  SetSlideShowHandlers(
-      {[this](int16_t b, int16_t s) { calls += " m" + std::to_string(b) + "," + std::to_string(s); },
-       [this](int16_t k, int16_t s) { calls += " k" + std::to_string(k) + "," + std::to_string(s); }});
+  SetSlideShowHandlers({[this](int16_t b, int16_t s) {
+                          calls += " m" + std::to_string(b) + "," + std::to_string(s);
+                        },
+                        [this](int16_t k, int16_t s) {
+                          calls += " k" + std::to_string(k) + "," + std::to_string(s);
+                        }});
   SetDisplayCallbacks(0, 0, 0);
   EXPECT_EQ(SendAll(), "0");
   SetDisplayCallbacks(1, 0, 0);
