@@ -69,7 +69,7 @@ void ComposerBenchmark(benchmark::State& state, void (*compose)()) {
   for (auto _ : state) {
     LoadJPS();
     compose();
-    benchmark::DoNotOptimize(gFrames.OutputFrame->DIBSectionBitsPtr());
+    benchmark::DoNotOptimize(gFrames.OutputFrame->ReadGrid().bits);
   }
   if (!silence.last.empty()) state.SkipWithError(silence.last.c_str());
   SetMessageSink(nullptr);
@@ -160,15 +160,14 @@ QV_STEREO_BENCH(BM_Stereo3d_irl);
 QV_STEREO_BENCH(BM_Stereo3d_sbsl);
 QV_STEREO_BENCH(BM_Stereo3d_sbsr_to_sbsl);
 
-// LoadJPS alone moves about as many bytes as the irl filter and the anaglyph filters read, and the
-// sbsl filter moves none; see the notes printed with the ratios.
-DeclareRatio anaColourTarget("BM_Stereo_AnaColour", "BM_Stereo3d_arcc", 0.5, "(LoadJPS ~half of it)");
-DeclareRatio anaGrayTarget("BM_Stereo_AnaGray", "BM_Stereo3d_arcg", 0.5, "(LoadJPS ~half of it)");
-DeclareRatio anaYellowTarget("BM_Stereo_AnaYellow", "BM_Stereo3d_aybc", 0.5, "(LoadJPS ~half of it)");
-DeclareRatio interlaceTarget("BM_Stereo_InterlaceWindowed", "BM_Stereo3d_irl", 0.5,
-                             "(LoadJPS alone copies the bytes irl copies)");
-DeclareRatio sideBySideTarget("BM_Stereo_SideBySide", "BM_Stereo3d_sbsl", 0.5,
-                              "(sbsl->sbsl hands the frame on; sbsr->sbsl does the copying)");
+// LoadJPS cuts its views as views of the frame's memory, so the composers read the frame in place;
+// the sbsl filter hands its frame on untouched, and so does SaveSideBySide when the two views are
+// the halves of one frame.
+DeclareRatio anaColourTarget("BM_Stereo_AnaColour", "BM_Stereo3d_arcc", 0.5);
+DeclareRatio anaGrayTarget("BM_Stereo_AnaGray", "BM_Stereo3d_arcg", 0.5);
+DeclareRatio anaYellowTarget("BM_Stereo_AnaYellow", "BM_Stereo3d_aybc", 0.5);
+DeclareRatio interlaceTarget("BM_Stereo_InterlaceWindowed", "BM_Stereo3d_irl", 0.5);
+DeclareRatio sideBySideTarget("BM_Stereo_SideBySide", "BM_Stereo3d_sbsl", 0.5);
 
 }  // namespace
 }  // namespace qv::bench

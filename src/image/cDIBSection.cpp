@@ -18,6 +18,15 @@
 
 namespace qv {
 
+// One allocation of pixel memory, shared by a picture and the views cut from it.
+struct cDIBSection::Memory {
+  explicit Memory(uint8_t* b) : bits(b) {}
+  ~Memory() { std::free(bits); }
+  Memory(const Memory&) = delete;
+  Memory& operator=(const Memory&) = delete;
+  uint8_t* bits;
+};
+
 cDIBSection::~cDIBSection() { ClearUp(); }
 
 cDIBSection& Deref(const DibRef& ref) {
@@ -25,24 +34,40 @@ cDIBSection& Deref(const DibRef& ref) {
   return *ref;
 }
 
+namespace {
+const BitmapInfoHeader kEmptyHeader{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+
+// Clears the padding bytes at the end of each row, for memory that is not cleared as a whole.
+void ClearPadding(uint8_t* bits, int32_t width, int32_t height, int32_t stride) {
+  const int32_t used = 3 * width;
+  if (stride <= used) return;
+  for (int32_t y = 0; y < height; ++y) {
+    std::memset(bits + static_cast<int64_t>(y) * stride + used, 0, static_cast<size_t>(stride - used));
+  }
+}
+}  // namespace
+
 bool cDIBSection::CreateDIB(HDC dc, int32_t width, int32_t height, BitmapHandle& hDib) {
   (void)dc;  // pixel memory does not depend on the context
   header_ = BitmapInfoHeader::For24Bit(width, height);
   hDib = 0;
   if (width <= 0 || height <= 0 || StrideFor(width) > kMaxPictureBytes / height) {
-    header_ = BitmapInfoHeader{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+    header_ = kEmptyHeader;
     return false;
   }
   const auto bytes = static_cast<size_t>(StrideFor(width) * height);
   // calloc hands out zeroed memory without a clearing pass of ours where it can; pictures that are
   // about to be overwritten whole skip the clearing altogether.
-  auto* memory = static_cast<uint8_t*>(cleared_ ? std::calloc(bytes, 1) : std::malloc(bytes));
-  if (memory == nullptr) {
-    header_ = BitmapInfoHeader{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+  auto* bits = static_cast<uint8_t*>(cleared_ ? std::calloc(bytes, 1) : std::malloc(bytes));
+  if (bits == nullptr) {
+    header_ = kEmptyHeader;
     return false;
   }
-  bits_ = memory;
-  hDib = reinterpret_cast<BitmapHandle>(memory);
+  memory_ = std::make_shared<Memory>(bits);
+  bits_ = bits;
+  stride_ = BytesPerScanLine();
+  shared_ = false;
+  hDib = reinterpret_cast<BitmapHandle>(bits);
   return true;
 }
 
@@ -50,11 +75,7 @@ bool cDIBSection::Create(int32_t width, int32_t height) { return Allocate(width,
 
 bool cDIBSection::CreateToOverwrite(int32_t width, int32_t height) {
   if (!Allocate(width, height, false)) return false;
-  const int32_t used = 3 * width;
-  const int32_t stride = BytesPerScanLine();
-  if (stride > used) {
-    for (int32_t y = 0; y < height; ++y) std::memset(bits_ + static_cast<int64_t>(y) * stride + used, 0, static_cast<size_t>(stride - used));
-  }
+  ClearPadding(bits_, width, height, stride_);
   return true;
 }
 
@@ -69,28 +90,82 @@ bool cDIBSection::Allocate(int32_t width, int32_t height, bool cleared) {
     hDib_ = 0;
     return false;
   }
-  previousGrid_ = dc_->Select(Grid());
+  previousGrid_ = dc_->Select(PixelGrid{bits_, width, height, stride_});
   return true;
+}
+
+void cDIBSection::Detach(bool keepPixels) const {
+  const int32_t width = Width();
+  const int32_t height = Height();
+  const int32_t stride = BytesPerScanLine();
+  auto* bits = static_cast<uint8_t*>(std::malloc(static_cast<size_t>(stride) * height));
+  if (bits == nullptr) throw err::OutOfMemory();
+  if (keepPixels) {
+    if (stride_ == stride) {
+      std::memcpy(bits, bits_, static_cast<size_t>(stride) * height);
+    } else {
+      for (int32_t y = 0; y < height; ++y) {
+        std::memcpy(bits + static_cast<int64_t>(y) * stride, bits_ + static_cast<int64_t>(y) * stride_,
+                    static_cast<size_t>(3) * width);
+      }
+    }
+  }
+  ClearPadding(bits, width, height, stride);
+  memory_ = std::make_shared<Memory>(bits);
+  bits_ = bits;
+  stride_ = stride;
+  shared_ = false;
+  hDib_ = reinterpret_cast<BitmapHandle>(bits);
+  // Views get their device context when they get memory of their own.
+  if (!dc_) {
+    dc_ = std::make_unique<DeviceContext>();
+    previousGrid_ = dc_->Select(PixelGrid{bits_, width, height, stride_});
+  } else {
+    dc_->Select(PixelGrid{bits_, width, height, stride_});
+  }
 }
 
 void cDIBSection::ClearUp() {
   if (dc_) {
-    if (hDib_ != 0) {
-      dc_->Select(previousGrid_);
-      std::free(bits_);
-    }
+    if (hDib_ != 0) dc_->Select(previousGrid_);
     dc_.reset();
   }
+  memory_.reset();
   hDib_ = 0;
   previousGrid_ = PixelGrid{};
   bits_ = nullptr;
-  header_ = BitmapInfoHeader{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
+  stride_ = 0;
+  shared_ = false;
+  header_ = kEmptyHeader;
+}
+
+HDC cDIBSection::hDC() const {
+  Own();
+  return dc_.get();
+}
+
+uint8_t* cDIBSection::DIBSectionBitsPtr() const {
+  Own();
+  return bits_;
 }
 
 PixelGrid cDIBSection::Grid() const {
   if (bits_ == nullptr) return PixelGrid{};
-  return PixelGrid{bits_, Width(), Height(), BytesPerScanLine()};
+  Own();
+  return PixelGrid{bits_, Width(), Height(), stride_};
 }
+
+PixelGrid cDIBSection::ReadGrid() const {
+  if (bits_ == nullptr) return PixelGrid{};
+  return PixelGrid{bits_, Width(), Height(), stride_};
+}
+
+uint8_t* cDIBSection::BitsForOverwrite() {
+  if (shared_ || (memory_ && memory_.use_count() > 1)) Detach(false);
+  return bits_;
+}
+
+bool cDIBSection::SharesMemory() const { return shared_ || (memory_ && memory_.use_count() > 1); }
 
 void cDIBSection::CreateFromPicture(const StdPicture& picture) {
   if (picture.Empty() || !Create(picture.width, picture.height)) return;
@@ -118,7 +193,9 @@ void cDIBSection::PaintPicture(HDC dstDC, int32_t destLeft, int32_t destTop, int
                                uint32_t rop) const {
   if (destWidth < 0) destWidth = Width();
   if (destHeight < 0) destHeight = Height();
-  BitBlt(dstDC, destLeft, destTop, destWidth, destHeight, hDC(), srcLeft, srcTop, rop);
+  DeviceContext reader;
+  reader.Select(ReadGrid());
+  BitBlt(dstDC, destLeft, destTop, destWidth, destHeight, &reader, srcLeft, srcTop, rop);
 }
 
 void cDIBSection::RandomiseBits(bool gray) {
@@ -151,13 +228,15 @@ DibRef cDIBSection::Resample(int32_t newHeight, int32_t newWidth, bool interpola
   if (!(writesAll ? out->CreateToOverwrite(newWidth, newHeight) : out->Create(newWidth, newHeight))) {
     return nullptr;
   }
+  DeviceContext reader;
+  reader.Select(ReadGrid());
   if (newWidth == Width() && newHeight == Height()) {
-    BitBlt(out->hDC(), 0, 0, newWidth, newHeight, hDC(), 0, 0, SRCCOPY);
+    BitBlt(out->hDC(), 0, 0, newWidth, newHeight, &reader, 0, 0, SRCCOPY);
   } else if (interpolate) {
     ResampleInto(*out, true);
   } else if (newWidth >= Width() && newHeight >= Height()) {
     out->hDC()->SetStretchBltMode(COLORONCOLOR);
-    StretchBlt(out->hDC(), 0, 0, newWidth, newHeight, hDC(), 0, 0, Width(), Height(), SRCCOPY);
+    StretchBlt(out->hDC(), 0, 0, newWidth, newHeight, &reader, 0, 0, Width(), Height(), SRCCOPY);
   } else {
     ResampleInto(*out, false);
   }
@@ -165,7 +244,7 @@ DibRef cDIBSection::Resample(int32_t newHeight, int32_t newWidth, bool interpola
 }
 
 void cDIBSection::ResampleInto(cDIBSection& dest, bool interpolate) const {
-  const PixelGrid s = Grid();
+  const PixelGrid s = ReadGrid();
   const PixelGrid d = dest.Grid();
   if (s.Empty() || d.Empty()) return;
   const double xScale = static_cast<double>(s.width - 1) / d.width;
@@ -247,7 +326,9 @@ DibRef cDIBSection::CanvasSize(int32_t newHeight, int32_t newWidth) const {
 DibRef cDIBSection::CopyOf() const {
   auto out = std::make_shared<cDIBSection>();
   if (!out->CreateToOverwrite(Width(), Height())) return nullptr;
-  out->LoadPictureBlt(hDC(), 0, 0, Width(), Height(), SRCCOPY);
+  DeviceContext reader;
+  reader.Select(ReadGrid());
+  out->LoadPictureBlt(&reader, 0, 0, Width(), Height(), SRCCOPY);
   return out;
 }
 
@@ -260,7 +341,44 @@ DibRef cDIBSection::Crop(int32_t newHeight, int32_t newWidth, int32_t newLeft,
   if (!(inside ? out->CreateToOverwrite(newWidth, newHeight) : out->Create(newWidth, newHeight))) {
     return nullptr;
   }
-  BitBlt(out->hDC(), 0, 0, newWidth, newHeight, hDC(), newLeft, newTop, SRCCOPY);
+  DeviceContext reader;
+  reader.Select(ReadGrid());
+  BitBlt(out->hDC(), 0, 0, newWidth, newHeight, &reader, newLeft, newTop, SRCCOPY);
+  return out;
+}
+
+DibRef cDIBSection::CropView(int32_t newHeight, int32_t newWidth, int32_t newLeft,
+                             int32_t newTop) const {
+  const bool inside = newWidth > 0 && newHeight > 0 && newLeft >= 0 && newTop >= 0 &&
+                      int64_t{newLeft} + newWidth <= Width() && int64_t{newTop} + newHeight <= Height();
+  if (!inside || Width() < 2 || Height() < 2 || bits_ == nullptr) {
+    return Crop(newHeight, newWidth, newLeft, newTop);
+  }
+  auto out = std::make_shared<cDIBSection>();
+  out->header_ = BitmapInfoHeader::For24Bit(newWidth, newHeight);
+  out->memory_ = memory_;
+  out->stride_ = stride_;
+  // The view's bottom row is device row newTop + newHeight - 1 of this picture.
+  out->bits_ = bits_ + static_cast<int64_t>(Height() - newTop - newHeight) * stride_ + 3 * int64_t{newLeft};
+  out->shared_ = true;
+  out->hDib_ = hDib_;
+  return out;
+}
+
+DibRef cDIBSection::JoinedView(const cDIBSection& left, const cDIBSection& right) {
+  const int32_t width = left.Width();
+  const int32_t height = left.Height();
+  if (!left.shared_ || !right.shared_ || left.memory_ != right.memory_ || left.stride_ != right.stride_ ||
+      right.Width() != width || right.Height() != height || right.bits_ != left.bits_ + 3 * int64_t{width}) {
+    return nullptr;
+  }
+  auto out = std::make_shared<cDIBSection>();
+  out->header_ = BitmapInfoHeader::For24Bit(2 * width, height);
+  out->memory_ = left.memory_;
+  out->stride_ = left.stride_;
+  out->bits_ = left.bits_;
+  out->shared_ = true;
+  out->hDib_ = left.hDib_;
   return out;
 }
 
@@ -280,6 +398,7 @@ bool cDIBSection::SavePicture(const std::string& fileName) const {
   if (fd < 0) {
     throw AppError(17, std::string(kExeName) + ".cDIBSection256", SystemErrorText(lastError));
   }
+  Own();
   const int64_t imageSize = static_cast<int64_t>(BytesPerScanLine()) * Height();
   BitmapFileHeader file;
   file.bfType = BitmapFileHeader::kTypeBM;
@@ -311,7 +430,8 @@ bool cDIBSection::CopyToClipboard(bool asDib) {
   }
   ClipboardHook* clipboard = Clipboard();
   if (clipboard == nullptr || bits_ == nullptr) return false;
-  return clipboard->PutBitmap(Width(), Height(), bits_, BytesPerScanLine());
+  const PixelGrid grid = ReadGrid();
+  return clipboard->PutBitmap(grid.width, grid.height, grid.bits, grid.stride);
 }
 
 }  // namespace qv

@@ -14,7 +14,12 @@
 // Members that make a picture (Resample, CanvasSize, CopyOf, Crop) return a new picture owned by
 // the caller, or nothing (nullptr); they never change the source. Every member works on an empty
 // picture: the getters return 0 and the copying members return nothing.
-// A picture is used by one thread at a time.
+//
+// CropView gives the same picture as Crop but shares the source's memory instead of copying it:
+// the pixels are copied only when one of the two is written (copy on write). Every member that
+// hands out writable pixels (DIBSectionBitsPtr, Grid, hDC) first gives its picture memory of its
+// own, so callers always see a picture laid out as described above. ReadGrid reads without
+// copying. A picture, and the pictures sharing its memory, are used by one thread at a time.
 
 #include <cstdint>
 #include <memory>
@@ -72,9 +77,11 @@ class cDIBSection {
                     int32_t destHeight = -1, int32_t srcLeft = 0, int32_t srcTop = 0,
                     uint32_t rop = SRCCOPY) const;
 
-  HDC hDC() const { return dc_.get(); }
+  // The device context, the bitmap handle and the pixel memory. The context and the memory may be
+  // written through: a picture that shares its memory gets memory of its own first.
+  HDC hDC() const;
   BitmapHandle hDib() const { return hDib_; }
-  uint8_t* DIBSectionBitsPtr() const { return bits_; }
+  uint8_t* DIBSectionBitsPtr() const;
 
   // Fills every pixel with random values (padding untouched): gray = one value for all three
   // channels; otherwise blue 0 and independent green and red.
@@ -92,14 +99,31 @@ class cDIBSection {
   // The newWidth x newHeight rectangle whose top-left corner is (newLeft, newTop) in device
   // coordinates; parts outside this picture stay black. Nothing for pictures smaller than 2 x 2.
   DibRef Crop(int32_t newHeight, int32_t newWidth, int32_t newLeft = 0, int32_t newTop = 0) const;
+  // The same picture as Crop, sharing this picture's memory until one of the two is written. A
+  // rectangle that is not wholly inside this picture is cut as Crop cuts it.
+  DibRef CropView(int32_t newHeight, int32_t newWidth, int32_t newLeft = 0, int32_t newTop = 0) const;
+  // `left` and `right` side by side as one picture sharing their memory, when they are views that
+  // lie side by side in one picture's memory (as the two halves of a side-by-side frame do);
+  // nothing otherwise.
+  static DibRef JoinedView(const cDIBSection& left, const cDIBSection& right);
   // Writes an uncompressed 24-bit BMP file of exactly 54 + image size bytes. Raises error 17
   // (source "quorvex.cDIBSection256", the system's text) when the file cannot be created; returns
   // false when a write fails (the partly written file stays).
   bool SavePicture(const std::string& fileName) const;
 
   const BitmapInfoHeader& InfoHeader() const { return header_; }
-  // The pixel memory as a grid; an empty grid for an empty picture.
+  // The pixel memory as a writable grid with this picture's own layout; an empty grid for an empty
+  // picture.
   PixelGrid Grid() const;
+  // The pixels for reading only, without copying: a view answers with the memory it shares and
+  // that memory's row stride. Valid until this picture or one sharing its memory is written,
+  // emptied or re-created.
+  PixelGrid ReadGrid() const;
+  // The pixel memory for a caller about to overwrite every pixel: memory shared with another
+  // picture is replaced by memory of this picture's own without copying the old pixels.
+  uint8_t* BitsForOverwrite();
+  // Whether this picture's memory is shared with another picture.
+  bool SharesMemory() const;
 
  private:
   bool Allocate(int32_t width, int32_t height, bool cleared);
@@ -107,11 +131,23 @@ class cDIBSection {
   static std::string SystemErrorText(int code);
   static bool WriteFailed(bool ok, int64_t asked, int64_t written);
 
-  BitmapHandle hDib_ = 0;
-  PixelGrid previousGrid_;  // what the device context held before this picture was selected
-  std::unique_ptr<DeviceContext> dc_;
-  uint8_t* bits_ = nullptr;
-  bool cleared_ = true;  // whether CreateDIB clears the memory it allocates
+  struct Memory;
+  // Gives this picture memory of its own laid out as its own, keeping (or not) its pixels.
+  void Detach(bool keepPixels) const;
+  void Own() const {
+    if (shared_ || (memory_ && memory_.use_count() > 1)) Detach(true);
+  }
+
+  mutable BitmapHandle hDib_ = 0;
+  mutable PixelGrid previousGrid_;  // what the device context held before this picture was selected
+  mutable std::unique_ptr<DeviceContext> dc_;
+  // Owned or shared pixel memory; bits_ is this picture's first byte in it and stride_ the bytes
+  // from one row to the next (this picture's own stride unless it is a view of another picture).
+  mutable std::shared_ptr<Memory> memory_;
+  mutable uint8_t* bits_ = nullptr;
+  mutable int32_t stride_ = 0;
+  mutable bool shared_ = false;  // a view laid out as the picture it was cut from
+  bool cleared_ = true;          // whether CreateDIB clears the memory it allocates
   BitmapInfoHeader header_{0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
 };
 

@@ -37,7 +37,7 @@ void cImageProcessDIB::CopyToSpecifiedArray(const cDIBSection& cTo, Array2D<T>& 
   const int32_t W = cTo.Width();
   ArrayName.ReDim(3 * static_cast<int64_t>(W) + 1, H);
   RaiseInitProgress(W - 1);
-  const PixelGrid grid = cTo.Grid();
+  const PixelGrid grid = cTo.ReadGrid();
   for (int32_t y = 0; y < H; ++y) {
     const uint8_t* row = grid.MemoryRow(y);
     T* out = ArrayName.Row(y);

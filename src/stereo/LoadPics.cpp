@@ -56,11 +56,11 @@ void CutViews(bool sideBySide) {
   const cDIBSection& frame = Deref(source);
   const int32_t W = frame.Width();
   const int32_t H = frame.Height();
-  // Each old view is let go before its successor is cut, so that the memory it frees (still in
-  // the cache) can take the new view; the new view replaces it all the same.
+  // The views share the frame's memory until one of them is written (composers that only read
+  // them never copy them); the old views are let go first.
   auto cut = [&](DibRef& view, int32_t height, int32_t width, int32_t left, int32_t top) {
     view.reset();
-    view = frame.Crop(height, width, left, top);
+    view = frame.CropView(height, width, left, top);
   };
   if (sideBySide) {
     const int32_t half = Half(W);

@@ -53,20 +53,32 @@ void CommonSize(const Statements& statement) {
   statement([] { gFrames.ViewWidth = MinViewWidth(); });
 }
 
-// Copies one memory row of `from` onto one of `to`, moving `to`'s row stride. A row that cannot be
-// copied is left black, as in a new picture.
+// Copies the pixels of one memory row of `from` onto one of `to`; the row's padding is cleared.
+// A row that cannot be copied is left black, as in a new picture.
 void CopyRow(const cDIBSection& from, int32_t fromRow, const cDIBSection& to, int32_t toRow) {
-  const PixelGrid source = from.Grid();
+  const PixelGrid source = from.ReadGrid();
   const PixelGrid target = to.Grid();
   if (source.Empty() || target.Empty() || fromRow < 0 || fromRow >= source.height || toRow < 0 ||
-      toRow >= target.height || source.stride < target.stride) {
+      toRow >= target.height || source.width < target.width) {
     if (!target.Empty() && toRow >= 0 && toRow < target.height) {
       std::memset(target.MemoryRow(toRow), 0, static_cast<size_t>(target.stride));
     }
     throw err::SubscriptOutOfRange();
   }
-  std::memcpy(target.MemoryRow(toRow), source.MemoryRow(fromRow), static_cast<size_t>(target.stride));
+  const auto pixelBytes = static_cast<size_t>(3) * target.width;
+  std::memcpy(target.MemoryRow(toRow), source.MemoryRow(fromRow), pixelBytes);
+  std::memset(target.MemoryRow(toRow) + pixelBytes, 0, static_cast<size_t>(target.stride) - pixelBytes);
 }
+
+// A device context that reads a view in place, without giving it memory of its own.
+class Reader {
+ public:
+  explicit Reader(const cDIBSection& picture) { dc_.Select(picture.ReadGrid()); }
+  HDC Context() { return &dc_; }
+
+ private:
+  DeviceContext dc_;
+};
 
 const char* AnaglyphRoutine(AnaglyphKind kind) {
   switch (kind) {
@@ -125,8 +137,8 @@ bool AnaglyphOnePass(AnaglyphRow row) {
   const DibRef left = gFrames.StereoViews[0];
   const DibRef right = gFrames.StereoViews[1];
   if (!left || !right || gFrames.OutputFrame == left || gFrames.OutputFrame == right) return false;
-  const PixelGrid l = left->Grid();
-  const PixelGrid r = right->Grid();
+  const PixelGrid l = left->ReadGrid();
+  const PixelGrid r = right->ReadGrid();
   const int32_t commonWidth = gFrames.ViewWidth;
   const int32_t commonHeight = gFrames.ViewHeight;
   if (l.Empty() || r.Empty() || commonWidth != std::min(l.width, r.width) ||
@@ -171,18 +183,28 @@ void SaveAboveBelow(bool quick) {
   });
   // The band between the halves stays black, as the new frame is.
   statement([&] {
-    StretchBlt(Output().hDC(), 0, 0, outWidth, halfHeight, View(0).hDC(), 0, 0, gFrames.ViewWidth,
+    Reader view(View(0));
+    StretchBlt(Output().hDC(), 0, 0, outWidth, halfHeight, view.Context(), 0, 0, gFrames.ViewWidth,
                gFrames.ViewHeight, SRCCOPY);
   });
   statement([&] {
+    Reader view(View(1));
     StretchBlt(Output().hDC(), 0, CLng(static_cast<double>(halfHeight) + gap), outWidth, halfHeight,
-               View(1).hDC(), 0, 0, gFrames.ViewWidth, gFrames.ViewHeight, SRCCOPY);
+               view.Context(), 0, 0, gFrames.ViewWidth, gFrames.ViewHeight, SRCCOPY);
   });
 }
 
 void SaveSideBySide() {
   const Statements statement("SaveSideBySide");
   CommonSize(statement);
+  // The halves of a side-by-side frame already lie side by side: the frame is handed on as it is,
+  // sharing its memory, instead of being copied together again.
+  if (gFrames.StereoViews[0] && gFrames.StereoViews[1]) {
+    if (DibRef joined = cDIBSection::JoinedView(*gFrames.StereoViews[0], *gFrames.StereoViews[1])) {
+      gFrames.OutputFrame = std::move(joined);
+      return;
+    }
+  }
   statement([] {
     // Both views cover the common rectangle, so the two copies write every pixel; without both
     // views the frame starts black.
@@ -191,11 +213,12 @@ void SaveSideBySide() {
     covered ? Output().CreateToOverwrite(width, gFrames.ViewHeight) : Output().Create(width, gFrames.ViewHeight);
   });
   statement([] {
-    BitBlt(Output().hDC(), 0, 0, gFrames.ViewWidth, gFrames.ViewHeight, View(0).hDC(), 0, 0, SRCCOPY);
+    Reader view(View(0));
+    BitBlt(Output().hDC(), 0, 0, gFrames.ViewWidth, gFrames.ViewHeight, view.Context(), 0, 0, SRCCOPY);
   });
   statement([] {
-    BitBlt(Output().hDC(), gFrames.ViewWidth, 0, gFrames.ViewWidth, gFrames.ViewHeight, View(1).hDC(), 0, 0,
-           SRCCOPY);
+    Reader view(View(1));
+    BitBlt(Output().hDC(), gFrames.ViewWidth, 0, gFrames.ViewWidth, gFrames.ViewHeight, view.Context(), 0, 0, SRCCOPY);
   });
 }
 

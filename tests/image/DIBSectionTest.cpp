@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <set>
@@ -241,6 +242,89 @@ TEST(DIBSection, CreateFromPictureConvertsTopDownPixelsTo24Bit) {
   EXPECT_EQ(PixelAt(p, 1, 0), (Bgr{6, 5, 4}));
   EXPECT_EQ(PixelAt(p, 0, 1), (Bgr{9, 8, 7}));
   EXPECT_EQ(p.DIBSectionBitsPtr()[0], 9);  // memory row 0 is the bottom row
+}
+
+}  // namespace
+}  // namespace qv
+
+namespace qv {
+namespace {
+
+TEST(DIBSectionView, IsTheCropUntilEitherPictureIsWritten) {
+  auto frame = test::PatternPicture(9, 6);
+  const auto crop = frame->Crop(4, 5, 3, 1);
+  auto view = frame->CropView(4, 5, 3, 1);
+  ASSERT_TRUE(view);
+  EXPECT_TRUE(view->SharesMemory());
+  EXPECT_TRUE(frame->SharesMemory());
+  EXPECT_EQ(view->ReadGrid().stride, frame->BytesPerScanLine());  // read in place
+  EXPECT_TRUE(test::SamePicture(*view, *crop));
+
+  // Writing the frame leaves the view as it was cut; the frame gets memory of its own.
+  auto nested = view->CropView(2, 2, 1, 1);
+  frame->RandomiseBits(true);
+  EXPECT_FALSE(frame->SharesMemory());
+  EXPECT_TRUE(test::SamePicture(*view, *crop));
+  EXPECT_TRUE(test::SamePicture(*nested, *crop->Crop(2, 2, 1, 1)));
+
+  // Writing the view leaves the other pictures alone, and its own layout is the usual one.
+  auto before = nested->CopyOf();
+  uint8_t* bits = view->DIBSectionBitsPtr();
+  EXPECT_EQ(view->ReadGrid().stride, view->BytesPerScanLine());
+  bits[0] ^= 0xFF;
+  EXPECT_TRUE(test::SamePicture(*nested, *before));
+  EXPECT_NE(test::PixelAt(*view, 0, 3).b, test::PixelAt(*crop, 0, 3).b);
+
+  // The memory outlives the picture the views were cut from.
+  auto source = test::PatternPicture(6, 6, 5);
+  auto expected = source->Crop(3, 3, 0, 0);
+  auto late = source->CropView(3, 3, 0, 0);
+  source->ClearUp();
+  EXPECT_TRUE(test::SamePicture(*late, *expected));
+}
+
+TEST(DIBSectionView, OverwritingNeedsNoCopyAndPartlyOutsideRectanglesAreCut) {
+  auto frame = test::PatternPicture(8, 4);
+  auto view = frame->CropView(4, 4, 4, 0);
+  const auto expected = frame->Crop(4, 4, 4, 0);
+  uint8_t* fresh = frame->BitsForOverwrite();
+  EXPECT_FALSE(frame->SharesMemory());
+  std::memset(fresh, 0, static_cast<size_t>(frame->BytesPerScanLine()) * 4);
+  EXPECT_TRUE(test::SamePicture(*view, *expected));
+
+  auto outside = frame->CropView(4, 4, 6, 0);  // two columns beyond the frame stay black
+  ASSERT_TRUE(outside);
+  EXPECT_FALSE(outside->SharesMemory());
+  EXPECT_EQ(frame->CropView(1, 1, 0, 0)->Width(), 1);
+  EXPECT_EQ(test::SolidPicture(1, 3, {})->CropView(1, 1, 0, 0), nullptr);
+
+  // Saving and resampling a view read it as the picture it stands for.
+  test::TempDir dir;
+  auto inner = frame->CropView(2, 3, 1, 1);
+  const auto innerCopy = inner->CopyOf();
+  EXPECT_TRUE(test::SamePicture(*inner->Resample(4, 6), *innerCopy->Resample(4, 6)));
+  ASSERT_TRUE(inner->SavePicture(dir.File("v.bmp")));
+  ASSERT_TRUE(innerCopy->SavePicture(dir.File("c.bmp")));
+  std::ifstream a(dir.File("v.bmp"), std::ios::binary), b(dir.File("c.bmp"), std::ios::binary);
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(a), {}), std::string(std::istreambuf_iterator<char>(b), {}));
+}
+
+}  // namespace
+}  // namespace qv
+
+namespace qv {
+namespace {
+
+TEST(DIBSectionView, HalvesOfOneFrameJoinBackWithoutCopying) {
+  auto frame = test::PatternPicture(10, 4);
+  auto left = frame->CropView(4, 5, 0, 0);
+  auto right = frame->CropView(4, 5, 5, 0);
+  auto joined = cDIBSection::JoinedView(*left, *right);
+  ASSERT_TRUE(joined);
+  EXPECT_TRUE(test::SamePicture(*joined, *frame));
+  EXPECT_EQ(cDIBSection::JoinedView(*right, *left), nullptr);  // not in that order
+  EXPECT_EQ(cDIBSection::JoinedView(*left, *frame->Crop(4, 5, 5, 0)), nullptr);
+  EXPECT_EQ(cDIBSection::JoinedView(*left, *frame->CropView(3, 5, 5, 0)), nullptr);
 }
 
 }  // namespace
