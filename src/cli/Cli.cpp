@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "cli/DemoClip.h"
 #include "playback/Modes.h"
 
 #ifndef QUORVEX_VERSION
@@ -59,6 +60,20 @@ int Run(int argc, char** argv) {
   }
   if (command == "--version") {
     std::cout << "quorvex " << QUORVEX_VERSION << "\n";
+    return 0;
+  }
+  if (command == "demo") {
+    if (argc > 3) {
+      std::cerr << "usage: quorvex demo [OUT]\n";
+      return 2;
+    }
+    const std::string out = argc > 2 ? argv[2] : "quorvex-demo.mkv";
+    std::string error;
+    if (!WriteDemoClip(out, DemoClipOptions{}, error)) {
+      std::cerr << "quorvex: cannot write the demo clip " << out << ": " << error << "\n";
+      return 1;
+    }
+    std::cout << out << "\n";
     return 0;
   }
   if (command.empty()) {

@@ -1,0 +1,324 @@
+#include "display/VideoFileWriter.h"
+
+#include <algorithm>
+#include <vector>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/audio_fifo.h>
+#include <libavutil/channel_layout.h>
+#include <libavutil/imgutils.h>
+#include <libavutil/opt.h>
+#include <libswresample/swresample.h>
+#include <libswscale/swscale.h>
+}
+
+namespace qv {
+
+namespace {
+
+std::string AvError(int code) {
+  char text[AV_ERROR_MAX_STRING_SIZE] = {};
+  av_strerror(code, text, sizeof text);
+  return text;
+}
+
+struct CodecContextDeleter {
+  void operator()(AVCodecContext* c) const { avcodec_free_context(&c); }
+};
+struct FrameDeleter {
+  void operator()(AVFrame* f) const { av_frame_free(&f); }
+};
+struct PacketDeleter {
+  void operator()(AVPacket* p) const { av_packet_free(&p); }
+};
+using CodecContextPtr = std::unique_ptr<AVCodecContext, CodecContextDeleter>;
+using FramePtr = std::unique_ptr<AVFrame, FrameDeleter>;
+using PacketPtr = std::unique_ptr<AVPacket, PacketDeleter>;
+
+// Lossless encoders get the format closest to our 24-bit pictures; lossy ones get 4:2:0, which
+// every player decodes, when the picture size allows it.
+AVPixelFormat ChoosePixelFormat(const AVCodec* encoder, int width, int height) {
+  const AVPixelFormat* formats = encoder->pix_fmts;
+  if (formats == nullptr) return AV_PIX_FMT_BGR24;
+  const bool lossless = encoder->id == AV_CODEC_ID_RAWVIDEO || encoder->id == AV_CODEC_ID_FFV1 ||
+                        encoder->id == AV_CODEC_ID_UTVIDEO || encoder->id == AV_CODEC_ID_HUFFYUV ||
+                        encoder->id == AV_CODEC_ID_FFVHUFF || encoder->id == AV_CODEC_ID_PNG;
+  if (!lossless && width % 2 == 0 && height % 2 == 0) {
+    for (const AVPixelFormat* f = formats; *f != AV_PIX_FMT_NONE; ++f) {
+      if (*f == AV_PIX_FMT_YUV420P) return *f;
+    }
+  }
+  return avcodec_find_best_pix_fmt_of_list(formats, AV_PIX_FMT_BGR24, 0, nullptr);
+}
+
+// FFmpeg's encoders report their settings at the information level; a command-line user only
+// needs warnings and errors.
+void QuietLibraryLog() {
+  if (av_log_get_level() > AV_LOG_WARNING) av_log_set_level(AV_LOG_WARNING);
+}
+
+}  // namespace
+
+struct VideoFileWriter::Impl {
+  AVFormatContext* format = nullptr;
+  CodecContextPtr video;
+  CodecContextPtr audio;
+  AVStream* videoStream = nullptr;
+  AVStream* audioStream = nullptr;
+  FramePtr videoFrame;
+  FramePtr audioFrame;
+  PacketPtr packet;
+  SwsContext* scaler = nullptr;
+  int32_t scalerSourceWidth = 0;
+  int32_t scalerSourceHeight = 0;
+  SwrContext* resampler = nullptr;
+  AVAudioFifo* fifo = nullptr;
+  int64_t framesWritten = 0;
+  int64_t samplesWritten = 0;
+  bool headerWritten = false;
+  bool closed = false;
+  std::string lastError;
+
+  ~Impl() {
+    if (format && headerWritten && !closed) {
+      std::string ignored;
+      Finish(ignored);
+    }
+    sws_freeContext(scaler);
+    swr_free(&resampler);
+    if (fifo) av_audio_fifo_free(fifo);
+    if (format) {
+      if (!(format->oformat->flags & AVFMT_NOFILE) && format->pb) avio_closep(&format->pb);
+      avformat_free_context(format);
+    }
+  }
+
+  bool Fail(const std::string& what, int code) {
+    lastError = what + (code < 0 ? ": " + AvError(code) : std::string());
+    return false;
+  }
+
+  // Sends a frame (or nullptr to flush) and writes every packet the encoder hands back.
+  bool Encode(AVCodecContext* codec, AVStream* stream, AVFrame* frame) {
+    int rc = avcodec_send_frame(codec, frame);
+    if (rc < 0) return Fail("encoding failed", rc);
+    for (;;) {
+      rc = avcodec_receive_packet(codec, packet.get());
+      if (rc == AVERROR(EAGAIN) || rc == AVERROR_EOF) return true;
+      if (rc < 0) return Fail("encoding failed", rc);
+      av_packet_rescale_ts(packet.get(), codec->time_base, stream->time_base);
+      packet->stream_index = stream->index;
+      rc = av_interleaved_write_frame(format, packet.get());
+      if (rc < 0) return Fail("writing the file failed", rc);
+    }
+  }
+
+  bool EncodeAudioFrames(bool flush) {
+    const int frameSize = audio->frame_size > 0 ? audio->frame_size : 1024;
+    while (av_audio_fifo_size(fifo) >= frameSize || (flush && av_audio_fifo_size(fifo) > 0)) {
+      const int n = std::min(frameSize, av_audio_fifo_size(fifo));
+      audioFrame->nb_samples = n;
+      if (av_frame_make_writable(audioFrame.get()) < 0) return Fail("out of memory", -1);
+      if (av_audio_fifo_read(fifo, reinterpret_cast<void**>(audioFrame->data), n) < n) {
+        return Fail("sound buffer underrun", -1);
+      }
+      audioFrame->pts = samplesWritten;
+      samplesWritten += n;
+      if (!Encode(audio.get(), audioStream, audioFrame.get())) return false;
+      // Encoders with a fixed frame size take a short last frame only when they allow it.
+      if (audio->frame_size > 0 && n < frameSize &&
+          !(audio->codec->capabilities & AV_CODEC_CAP_VARIABLE_FRAME_SIZE)) {
+        break;
+      }
+    }
+    return true;
+  }
+
+  bool Finish(std::string& error) {
+    closed = true;
+    bool ok = true;
+    if (audio) ok = EncodeAudioFrames(true) && Encode(audio.get(), audioStream, nullptr);
+    if (ok && video) ok = Encode(video.get(), videoStream, nullptr);
+    const int rc = av_write_trailer(format);
+    if (ok && rc < 0) ok = Fail("writing the end of the file failed", rc);
+    if (!(format->oformat->flags & AVFMT_NOFILE) && format->pb) {
+      if (avio_closep(&format->pb) < 0 && ok) ok = Fail("closing the file failed", -1);
+    }
+    if (!ok) error = lastError;
+    return ok;
+  }
+};
+
+VideoFileWriter::VideoFileWriter(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
+VideoFileWriter::~VideoFileWriter() = default;
+
+std::unique_ptr<VideoFileWriter> VideoFileWriter::Open(const VideoFileOptions& options,
+                                                       std::string& error) {
+  QuietLibraryLog();
+  auto impl = std::make_unique<Impl>();
+  auto fail = [&](const std::string& what, int code = 0) -> std::unique_ptr<VideoFileWriter> {
+    error = what + (code < 0 ? ": " + AvError(code) : std::string());
+    return nullptr;
+  };
+  if (options.width <= 0 || options.height <= 0 || options.frameRateNum <= 0 ||
+      options.frameRateDen <= 0) {
+    return fail("invalid picture size or frame rate");
+  }
+  int rc = avformat_alloc_output_context2(&impl->format, nullptr, nullptr, options.path.c_str());
+  if (rc < 0 || impl->format == nullptr) {
+    return fail("no known video file format for '" + options.path + "' (use an extension such as .mkv, .mp4, .avi or .nut)", rc);
+  }
+  const AVOutputFormat* container = impl->format->oformat;
+
+  // Video encoder.
+  const AVCodec* videoEncoder = options.videoCodec.empty()
+                                    ? avcodec_find_encoder(container->video_codec)
+                                    : avcodec_find_encoder_by_name(options.videoCodec.c_str());
+  if (videoEncoder == nullptr || videoEncoder->type != AVMEDIA_TYPE_VIDEO) {
+    return fail(options.videoCodec.empty() ? "the file format has no video encoder"
+                                           : "unknown video encoder '" + options.videoCodec + "'");
+  }
+  impl->video.reset(avcodec_alloc_context3(videoEncoder));
+  AVCodecContext* v = impl->video.get();
+  v->width = options.width;
+  v->height = options.height;
+  v->time_base = AVRational{options.frameRateDen, options.frameRateNum};
+  v->framerate = AVRational{options.frameRateNum, options.frameRateDen};
+  v->sample_aspect_ratio = AVRational{1, 1};
+  v->pix_fmt = ChoosePixelFormat(videoEncoder, options.width, options.height);
+  if (videoEncoder->id == AV_CODEC_ID_H264) {
+    av_opt_set(v->priv_data, "preset", "veryfast", 0);
+    av_opt_set(v->priv_data, "crf", "18", 0);
+  } else if (videoEncoder->id == AV_CODEC_ID_MPEG4 || videoEncoder->id == AV_CODEC_ID_MJPEG) {
+    v->bit_rate = static_cast<int64_t>(options.width) * options.height * 4;
+  }
+  if (container->flags & AVFMT_GLOBALHEADER) v->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+  rc = avcodec_open2(v, videoEncoder, nullptr);
+  if (rc < 0) return fail("cannot start the video encoder " + std::string(videoEncoder->name), rc);
+  impl->videoStream = avformat_new_stream(impl->format, nullptr);
+  if (impl->videoStream == nullptr) return fail("out of memory");
+  impl->videoStream->time_base = v->time_base;
+  impl->videoStream->avg_frame_rate = v->framerate;
+  avcodec_parameters_from_context(impl->videoStream->codecpar, v);
+
+  impl->videoFrame.reset(av_frame_alloc());
+  impl->videoFrame->format = v->pix_fmt;
+  impl->videoFrame->width = v->width;
+  impl->videoFrame->height = v->height;
+  rc = av_frame_get_buffer(impl->videoFrame.get(), 0);
+  if (rc < 0) return fail("out of memory", rc);
+
+  // Sound encoder.
+  if (options.audioSampleRate > 0 && options.audioChannels > 0) {
+    const AVCodec* audioEncoder = options.audioCodec.empty()
+                                      ? avcodec_find_encoder(container->audio_codec)
+                                      : avcodec_find_encoder_by_name(options.audioCodec.c_str());
+    if (audioEncoder == nullptr || audioEncoder->type != AVMEDIA_TYPE_AUDIO) {
+      return fail("the file format has no sound encoder");
+    }
+    // Some encoders refuse unusual rates (8 kHz for Vorbis, say): the sound is then resampled
+    // to 48 kHz.
+    for (const int rate : {options.audioSampleRate, 48000}) {
+      impl->audio.reset(avcodec_alloc_context3(audioEncoder));
+      AVCodecContext* a = impl->audio.get();
+      a->sample_rate = rate;
+      av_channel_layout_default(&a->ch_layout, options.audioChannels);
+      a->sample_fmt = audioEncoder->sample_fmts ? audioEncoder->sample_fmts[0] : AV_SAMPLE_FMT_FLTP;
+      a->time_base = AVRational{1, rate};
+      if (audioEncoder->id == AV_CODEC_ID_AAC || audioEncoder->id == AV_CODEC_ID_OPUS ||
+          audioEncoder->id == AV_CODEC_ID_VORBIS || audioEncoder->id == AV_CODEC_ID_MP3) {
+        a->bit_rate = 160000;
+      }
+      if (container->flags & AVFMT_GLOBALHEADER) a->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+      rc = avcodec_open2(a, audioEncoder, nullptr);
+      if (rc >= 0) break;
+    }
+    if (rc < 0) return fail("cannot start the sound encoder " + std::string(audioEncoder->name), rc);
+    AVCodecContext* a = impl->audio.get();
+    impl->audioStream = avformat_new_stream(impl->format, nullptr);
+    if (impl->audioStream == nullptr) return fail("out of memory");
+    impl->audioStream->time_base = a->time_base;
+    avcodec_parameters_from_context(impl->audioStream->codecpar, a);
+
+    AVChannelLayout inLayout{};
+    av_channel_layout_default(&inLayout, options.audioChannels);
+    rc = swr_alloc_set_opts2(&impl->resampler, &a->ch_layout, a->sample_fmt, a->sample_rate,
+                             &inLayout, AV_SAMPLE_FMT_FLT, options.audioSampleRate, 0, nullptr);
+    if (rc < 0 || swr_init(impl->resampler) < 0) return fail("cannot convert the sound", rc);
+    impl->fifo = av_audio_fifo_alloc(a->sample_fmt, a->ch_layout.nb_channels, 4096);
+    impl->audioFrame.reset(av_frame_alloc());
+    impl->audioFrame->format = a->sample_fmt;
+    av_channel_layout_copy(&impl->audioFrame->ch_layout, &a->ch_layout);
+    impl->audioFrame->sample_rate = a->sample_rate;
+    impl->audioFrame->nb_samples = a->frame_size > 0 ? a->frame_size : 1024;
+    rc = av_frame_get_buffer(impl->audioFrame.get(), 0);
+    if (rc < 0) return fail("out of memory", rc);
+  }
+
+  impl->packet.reset(av_packet_alloc());
+  if (!(container->flags & AVFMT_NOFILE)) {
+    rc = avio_open(&impl->format->pb, options.path.c_str(), AVIO_FLAG_WRITE);
+    if (rc < 0) return fail("cannot create '" + options.path + "'", rc);
+  }
+  rc = avformat_write_header(impl->format, nullptr);
+  if (rc < 0) return fail("cannot write the file header", rc);
+  impl->headerWritten = true;
+  return std::unique_ptr<VideoFileWriter>(new VideoFileWriter(std::move(impl)));
+}
+
+bool VideoFileWriter::WriteFrame(const cDIBSection& picture) {
+  Impl& d = *impl_;
+  const PixelGrid grid = picture.Grid();
+  if (d.closed || grid.Empty()) return d.Fail("no picture to write", 0);
+  if (d.scaler == nullptr || d.scalerSourceWidth != grid.width || d.scalerSourceHeight != grid.height) {
+    sws_freeContext(d.scaler);
+    d.scaler = sws_getContext(grid.width, grid.height, AV_PIX_FMT_BGR24, d.video->width,
+                              d.video->height, d.video->pix_fmt, SWS_BICUBIC, nullptr, nullptr, nullptr);
+    if (d.scaler == nullptr) return d.Fail("cannot convert the picture for the encoder", 0);
+    d.scalerSourceWidth = grid.width;
+    d.scalerSourceHeight = grid.height;
+  }
+  int rc = av_frame_make_writable(d.videoFrame.get());
+  if (rc < 0) return d.Fail("out of memory", rc);
+  // Rows are stored bottom-up: start at the top row and step backwards.
+  const uint8_t* top[1] = {grid.DeviceRow(0)};
+  const int stride[1] = {-grid.stride};
+  sws_scale(d.scaler, top, stride, 0, grid.height, d.videoFrame->data, d.videoFrame->linesize);
+  d.videoFrame->pts = d.framesWritten;
+  if (!d.Encode(d.video.get(), d.videoStream, d.videoFrame.get())) return false;
+  ++d.framesWritten;
+  return true;
+}
+
+bool VideoFileWriter::WriteAudio(const float* samples, int32_t sampleCount) {
+  Impl& d = *impl_;
+  if (d.closed) return d.Fail("the file is closed", 0);
+  if (!d.audio || sampleCount <= 0) return true;
+  const int out = swr_get_out_samples(d.resampler, sampleCount);
+  std::vector<uint8_t*> planes(static_cast<size_t>(std::max(1, d.audio->ch_layout.nb_channels)));
+  int rc = av_samples_alloc(planes.data(), nullptr, d.audio->ch_layout.nb_channels, out,
+                            d.audio->sample_fmt, 0);
+  if (rc < 0) return d.Fail("out of memory", rc);
+  const uint8_t* in[1] = {reinterpret_cast<const uint8_t*>(samples)};
+  const int converted = swr_convert(d.resampler, planes.data(), out, in, sampleCount);
+  bool ok = converted >= 0;
+  if (ok && converted > 0) {
+    ok = av_audio_fifo_write(d.fifo, reinterpret_cast<void**>(planes.data()), converted) == converted;
+  }
+  av_freep(&planes[0]);
+  if (!ok) return d.Fail("cannot convert the sound", 0);
+  return d.EncodeAudioFrames(false);
+}
+
+bool VideoFileWriter::Close(std::string& error) {
+  if (impl_->closed) return true;
+  return impl_->Finish(error);
+}
+
+int64_t VideoFileWriter::FramesWritten() const { return impl_->framesWritten; }
+std::string VideoFileWriter::VideoCodecName() const { return impl_->video->codec->name; }
+std::string VideoFileWriter::LastError() const { return impl_->lastError; }
+
+}  // namespace qv
