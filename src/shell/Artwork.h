@@ -1,0 +1,22 @@
+#pragma once
+// The program's pictures, drawn as vector shapes when they are first needed: the control bar with
+// its click areas, and an icon for every kind of glasses.
+
+#include <QIcon>
+#include <QPixmap>
+#include <QRect>
+
+namespace qv {
+
+// The control bar's picture and where its areas are, in the picture's pixels.
+struct ControlBarArt {
+  QPixmap picture;
+  QRect open, play, stop, full, move1, move2;
+};
+
+ControlBarArt DrawControlBar(int width, int height, qreal devicePixelRatio = 1.0);
+
+// The icon of a glasses type (1 ... 7; anything else gives a plain frame).
+QIcon GlassesIcon(int glassesType, int size = 32);
+
+}  // namespace qv

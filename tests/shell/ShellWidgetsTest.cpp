@@ -1,0 +1,115 @@
+#include <gtest/gtest.h>
+
+#include <QComboBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QListWidget>
+#include <QPushButton>
+#include <QScrollBar>
+
+#include "playback/SessionState.h"
+#include "shell/Artwork.h"
+#include "shell/GlassesSet.h"
+#include "shell/Profiler.h"
+#include "shell/SettingsStore.h"
+#include "support/TestSupport.h"
+
+namespace qv {
+namespace {
+
+class GlassesSetDialog : public ::testing::Test {
+ protected:
+  test::TempDir dir;
+  test::RecordingSink sink;
+  DisplayConfig config;
+  DisplaySettingsModel model{config};
+  SettingsStore store{dir.File("Quorvex.conf")};
+};
+
+TEST_F(GlassesSetDialog, ShowsTheLoadedSettingsAndParsesWhatTheUserPicks) {
+  store.SaveSetting("DX7", "Res", "1024x768");
+  store.SaveSetting("Options", "VertFactor", "12");
+  LoadSettings(store, model, config);
+  GlassesSet dialog(model, store);
+  EXPECT_EQ(dialog.ImageCombo1()->currentText(), "Anaglyph (Red/Green)");
+  EXPECT_EQ(dialog.ImageCombo1()->count(), 7);
+  EXPECT_EQ(dialog.Combo2()->currentText(), "1024x768");
+  EXPECT_EQ(dialog.MegaPixelCap()->text(), "0.8 Megapixel(s)");
+  EXPECT_EQ(dialog.ScrollVertOffset()->value(), 12);
+  EXPECT_EQ(dialog.TxtVertOffset()->text(), "12");
+
+  dialog.Combo2()->setCurrentIndex(dialog.Combo2()->findText("1280x1024"));
+  EXPECT_EQ(config.ScreenWidth, 1280);
+  EXPECT_EQ(config.ScreenHeight, 1024);
+  EXPECT_EQ(dialog.MegaPixelCap()->text(), "1.3 Megapixel(s)");
+  dialog.Combo3()->setCurrentIndex(dialog.Combo3()->findText("Default"));
+  EXPECT_EQ(config.RefreshRate, -1);
+  dialog.Combo3()->setCurrentIndex(dialog.Combo3()->findText("100"));
+  EXPECT_EQ(config.RefreshRate, 100);
+  dialog.Combo1()->setCurrentIndex(dialog.Combo1()->findText("16 bit"));
+  EXPECT_EQ(config.ColourDepth, 16);
+  dialog.ScrollVertOffset()->setValue(40);
+  EXPECT_EQ(config.VertOffset, 40);
+  EXPECT_EQ(dialog.TxtVertOffset()->text(), "40");
+}
+
+TEST_F(GlassesSetDialog, OkStoresTheTextsAndHintsForShutterGlasses) {
+  LoadSettings(store, model, config);
+  GlassesSet dialog(model, store);
+  dialog.show();
+  dialog.ImageCombo1()->setCurrentIndex(1);  // "Eye3D Shutter Glasses"
+  dialog.Combo2()->setCurrentIndex(dialog.Combo2()->findText("800 x600"));
+  dialog.Command1()->click();
+  EXPECT_FALSE(dialog.isVisible());
+  EXPECT_EQ(config.GlassesType, 2);
+  ASSERT_EQ(sink.messages.size(), 1u);
+  EXPECT_EQ(sink.messages[0].text, kShutterGlassesHint);
+  SettingsStore reread(dir.File("Quorvex.conf"));
+  EXPECT_EQ(reread.GetSetting("3D", "Glasses", ""), "2");
+  EXPECT_EQ(reread.GetSetting("DX7", "Res", ""), "800 x600");
+  EXPECT_EQ(reread.GetSetting("DX7", "Depth", ""), "32 bit");
+  EXPECT_EQ(reread.GetSetting("DX7", "Refresh", ""), "Default");
+  EXPECT_EQ(reread.GetSetting("Options", "VertFactor", ""), "10");
+}
+
+TEST(Profiler, ListsTheStageTimesAndTheConversionRateOnceThereIsOne) {
+  const SessionState saved = gSession;
+  gSession = SessionState{};
+  Profiler profiler;
+  profiler.LoadProfile();
+  ASSERT_EQ(profiler.List1()->count(), 4);
+  EXPECT_EQ(profiler.List1()->item(0)->text(), "Get Frame: 0");
+  EXPECT_EQ(profiler.List1()->item(3)->text(), "Put: 0");
+
+  gSession.ConvertFrameTime = 0.04f;
+  gSession.StageTimes = {0.0125f, 0.002f, 0.00003f, 0.0333333f};
+  profiler.LoadProfile();
+  ASSERT_EQ(profiler.List1()->count(), 5);
+  EXPECT_EQ(profiler.List1()->item(0)->text(), "FPS: 25");
+  EXPECT_EQ(profiler.List1()->item(1)->text(), "Get Frame: 0.0125");
+  EXPECT_EQ(profiler.List1()->item(3)->text(), "Encode: 3E-05");
+  EXPECT_EQ(profiler.List1()->item(4)->text(), "Put: 0.0333333");
+
+  gSession.ConvertFrameTime = -1.0f;
+  profiler.LoadProfile();
+  EXPECT_EQ(profiler.List1()->count(), 4);
+  gSession = saved;
+}
+
+TEST(Artwork, ControlBarAreasLieInsideThePictureInOrderWithoutOverlapping) {
+  for (const QSize size : {QSize(360, 40), QSize(500, 64), QSize(240, 28)}) {
+    const ControlBarArt art = DrawControlBar(size.width(), size.height());
+    const QRect bounds(QPoint(0, 0), size);
+    const QRect areas[] = {art.move1, art.open, art.play, art.stop, art.full, art.move2};
+    for (size_t i = 0; i < 6; ++i) {
+      EXPECT_TRUE(bounds.contains(areas[i])) << i;
+      if (i > 0) {
+        EXPECT_LT(areas[i - 1].right(), areas[i].left()) << i;
+      }
+    }
+    EXPECT_FALSE(art.picture.isNull());
+  }
+}
+
+}  // namespace
+}  // namespace qv
