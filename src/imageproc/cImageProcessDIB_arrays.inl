@@ -1,6 +1,7 @@
 // Template members of cImageProcessDIB that take caller arrays of any element type.
 #pragma once
 
+#include <limits>
 #include <type_traits>
 
 #include "base/Numbers.h"
@@ -83,6 +84,66 @@ void cImageProcessDIB::CopyFromArray(cDIBSection& cTo, const Array2D<T>& ArrayNa
       for (int32_t y = 0; y < H; ++y) {
         uint8_t* row = grid.MemoryRow(y);
         for (int32_t c = 0; c < 3; ++c) row[i + c] = detail::ToPixelByte(ArrayName(i + c, y));
+      }
+      RaiseProgress(i);
+    }
+  }
+  RaiseComplete(start);
+}
+
+template <typename T>
+void cImageProcessDIB::Correlate(const cDIBSection& cTo, const Array2D<T>& ArrayName,
+                                 int32_t& Correlation) {
+  const uint32_t start = StartTick();
+  const int32_t H = cTo.Height();
+  const int32_t W = cTo.Width();
+  RaiseInitProgress(W - 1);
+  if (W <= 0 || H <= 0) {
+    RaiseComplete(start);
+    return;
+  }
+  if (!ArrayName.Covers(3 * static_cast<int64_t>(W) - 1, H - 1)) throw err::SubscriptOutOfRange();
+  const PixelGrid grid = cTo.Grid();
+
+  if constexpr (std::is_integral_v<T>) {
+    // Every term is >= 0, so the running sum only grows: it passes the 32-bit limit exactly when
+    // the total does. The total is taken row by row (the fast way through memory); only a sum
+    // that overflows is walked again in column order to leave the value the counter had reached.
+    int64_t total = Correlation;
+    for (int32_t y = 0; y < H; ++y) {
+      const uint8_t* row = grid.MemoryRow(y);
+      const T* in = ArrayName.Row(y);
+      int64_t rowSum = 0;
+      for (int32_t k = 0; k < 3 * W; ++k) {
+        const int64_t d = static_cast<int64_t>(in[k]) - row[k];
+        rowSum += d < 0 ? -d : d;
+      }
+      total += rowSum;
+    }
+    if (total <= std::numeric_limits<int32_t>::max()) {
+      Correlation = static_cast<int32_t>(total);
+      for (int32_t i = 0; i <= 3 * (W - 1); i += 3) RaiseProgress(i);
+      RaiseComplete(start);
+      return;
+    }
+    for (int32_t i = 0; i <= 3 * (W - 1); i += 3) {
+      for (int32_t y = 0; y < H; ++y) {
+        for (int32_t c = 0; c < 3; ++c) {
+          const int64_t d = static_cast<int64_t>(ArrayName(i + c, y)) - grid.MemoryRow(y)[i + c];
+          Correlation = CheckedAdd(Correlation, d < 0 ? -d : d);
+        }
+      }
+      RaiseProgress(i);
+    }
+  } else {
+    // A fractional difference makes the sum fractional; it is rounded back to a 32-bit integer
+    // after every addition.
+    for (int32_t i = 0; i <= 3 * (W - 1); i += 3) {
+      for (int32_t y = 0; y < H; ++y) {
+        for (int32_t c = 0; c < 3; ++c) {
+          const double d = static_cast<double>(ArrayName(i + c, y)) - grid.MemoryRow(y)[i + c];
+          Correlation = CLng(static_cast<double>(Correlation) + (d < 0 ? -d : d));
+        }
       }
       RaiseProgress(i);
     }

@@ -1,0 +1,403 @@
+#include "video/VideoFile.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <mutex>
+#include <string>
+
+#include "image/cDIBSection.h"
+#include "video/AviSynthBridge.h"
+#include "video/FrameConverter.h"
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/avutil.h>
+#include <libavutil/mathematics.h>
+}
+
+namespace qv {
+
+namespace {
+
+// Backwards steps tried when a seek lands after the frame asked for (each four times the last,
+// starting at one second) before starting again from the beginning of the stream.
+constexpr int kMaxSeekRetries = 5;
+// Forward jumps shorter than this are decoded through rather than sought.
+constexpr int32_t kShortJump = 8;
+
+std::string AvErrorText(int code) {
+  char text[AV_ERROR_MAX_STRING_SIZE] = {};
+  if (av_strerror(code, text, sizeof text) < 0) return "Unknown error " + std::to_string(code);
+  return text;
+}
+
+bool Valid(AVRational r) { return r.num > 0 && r.den > 0; }
+
+// FFmpeg's own diagnostics (damaged packets and the like) are not the program's messages; the
+// reader reports what matters to the user itself.
+void QuietLibraryLog() {
+  static std::once_flag once;
+  std::call_once(once, [] { av_log_set_level(AV_LOG_FATAL); });
+}
+
+}  // namespace
+
+struct VideoFile::Impl {
+  AVFormatContext* fmt = nullptr;
+  AVCodecContext* dec = nullptr;
+  AVStream* st = nullptr;
+  int streamIndex = -1;
+  AVPacket* pkt = nullptr;
+  AVFrame* frame = nullptr;  // the decoded frame not yet handed out, when pendingValid
+  FrameConverter converter;
+
+  AVRational timeBase{1, 1};
+  AVRational rate{25, 1};  // frames per second
+  int32_t width = 0, height = 0;
+  int32_t length = -1;  // -1 until known
+  std::string target;   // the file FFmpeg opened
+
+  int64_t firstPts = AV_NOPTS_VALUE;  // presentation time of frame 0; none: count frames
+  int32_t pendingIndex = 0;
+  int32_t lastIndex = -1;      // number of the frame most recently taken from the decoder
+  bool pendingValid = false;
+  bool positionValid = false;  // the decoder is positioned at a known point of the stream
+  bool needKey = true;         // after a reposition, frames up to the first key frame are dropped
+  bool demuxEnded = false;
+  bool decodable = false;
+  int64_t seeks = 0;
+
+  ~Impl() {
+    av_frame_free(&frame);
+    av_packet_free(&pkt);
+    avcodec_free_context(&dec);
+    avformat_close_input(&fmt);
+  }
+
+  int32_t IndexOf(const AVFrame* f) const {
+    const int64_t ts = f->best_effort_timestamp;
+    if (ts == AV_NOPTS_VALUE || firstPts == AV_NOPTS_VALUE) return lastIndex + 1;
+    const int64_t index = av_rescale_q_rnd(ts - firstPts, timeBase, av_inv_q(rate),
+                                           static_cast<AVRounding>(AV_ROUND_NEAR_INF));
+    return static_cast<int32_t>(std::clamp<int64_t>(index, std::numeric_limits<int32_t>::min() + 1,
+                                                    std::numeric_limits<int32_t>::max()));
+  }
+
+  int64_t TimestampOf(int32_t index) const {
+    return firstPts + av_rescale_q(index, av_inv_q(rate), timeBase);
+  }
+
+  // The next frame out of the decoder, reading packets as needed; false at the end of the stream.
+  bool DecodeNext() {
+    for (;;) {
+      const int received = avcodec_receive_frame(dec, frame);
+      if (received == 0) return true;
+      if (received == AVERROR_EOF) return false;
+      if (demuxEnded) return false;  // drained, or damaged data while draining
+      const int read = av_read_frame(fmt, pkt);
+      if (read < 0) {  // end of file, or a file that cannot be read any further
+        demuxEnded = true;
+        avcodec_send_packet(dec, nullptr);
+        continue;
+      }
+      if (pkt->stream_index == streamIndex) {
+        const int sent = avcodec_send_packet(dec, pkt);
+        (void)sent;  // a damaged packet is skipped; the frames around it still decode
+      }
+      av_packet_unref(pkt);
+    }
+  }
+
+  // Takes the next frame that may be handed out into `frame` and numbers it.
+  bool Take() {
+    while (DecodeNext()) {
+      if (needKey) {
+        if (!frame->key_frame || (frame->flags & AV_FRAME_FLAG_CORRUPT)) continue;
+        needKey = false;
+      }
+      pendingIndex = IndexOf(frame);
+      lastIndex = pendingIndex;
+      pendingValid = true;
+      return true;
+    }
+    pendingValid = false;
+    return false;
+  }
+
+  void Restart() {
+    avcodec_flush_buffers(dec);
+    demuxEnded = false;
+    pendingValid = false;
+    needKey = true;
+    ++seeks;
+  }
+
+  // Back to the first frame. Seeks by time aim a second early: demuxers that search for a time
+  // (MPEG streams) may otherwise land just after the first key frame, whose decoding time lies
+  // before its presentation time.
+  bool SeekToStart() {
+    int64_t ts = firstPts;
+    if (st->start_time != AV_NOPTS_VALUE && (ts == AV_NOPTS_VALUE || st->start_time < ts)) {
+      ts = st->start_time;
+    }
+    if (ts == AV_NOPTS_VALUE) ts = 0;
+    const int64_t early = ts - std::max<int64_t>(1, av_rescale_q(1, AVRational{1, 1}, timeBase));
+    constexpr int64_t kMin = std::numeric_limits<int64_t>::min();
+    constexpr int64_t kMax = std::numeric_limits<int64_t>::max();
+    const bool sought = av_seek_frame(fmt, streamIndex, early, AVSEEK_FLAG_BACKWARD) >= 0 ||
+                        avformat_seek_file(fmt, streamIndex, kMin, ts, ts, 0) >= 0 ||
+                        avformat_seek_file(fmt, streamIndex, kMin, ts, kMax, 0) >= 0 ||
+                        av_seek_frame(fmt, -1, 0, AVSEEK_FLAG_BYTE) >= 0;
+    if (sought) Restart();
+    return sought;
+  }
+
+  // Positions the decoder so that decoding on reaches frame `index` first.
+  bool SeekTo(int32_t index) {
+    if (firstPts == AV_NOPTS_VALUE) {  // no timestamps: only counting from the start is exact
+      if (!SeekToStart()) return false;
+      lastIndex = -1;
+      positionValid = true;
+      return true;
+    }
+    const int64_t target = TimestampOf(index);
+    const int64_t oneSecond = std::max<int64_t>(1, av_rescale_q(1, AVRational{1, 1}, timeBase));
+    int64_t back = 0;
+    for (int attempt = 0;; ++attempt) {
+      const bool fromStart = attempt > kMaxSeekRetries || target - back <= firstPts;
+      if (fromStart) {
+        if (!SeekToStart()) return false;
+      } else if (av_seek_frame(fmt, streamIndex, target - back, AVSEEK_FLAG_BACKWARD) >= 0) {
+        Restart();
+      } else {
+        back = back == 0 ? oneSecond : back * 4;
+        continue;
+      }
+      positionValid = false;
+      const bool taken = Take();
+      if (fromStart && !taken) return false;
+      // Landed after the frame, or after the last key frame (seeks by time in streams without an
+      // index need not land on one): go back further.
+      if (!fromStart && (!taken || pendingIndex > index)) {
+        back = back == 0 ? oneSecond : back * 4;
+        continue;
+      }
+      positionValid = true;
+      return true;
+    }
+  }
+
+  // Whether a forward jump from `next` to `index` passes a key frame, so that a seek saves work.
+  bool WorthSeekingForward(int32_t next, int32_t index) const {
+    if (index - next < kShortJump || firstPts == AV_NOPTS_VALUE) return false;
+    const int entry = av_index_search_timestamp(st, TimestampOf(index), AVSEEK_FLAG_BACKWARD);
+    if (entry >= 0) {
+      const AVIndexEntry* e = avformat_index_get_entry(st, entry);
+      return e != nullptr && e->timestamp > TimestampOf(next);
+    }
+    // Without an index: seek for jumps of more than two seconds.
+    return av_rescale_q(index - next, av_inv_q(rate), AVRational{1, 1}) > 2;
+  }
+
+  // The number of frames of a stream that does not state it: from the end of its last packet,
+  // found by seeking to its last key frame in a second look at the file, or, where the file
+  // cannot seek, by counting its packets. The container's duration is the last resort.
+  int32_t MeasureLength() const {
+    AVFormatContext* probe = nullptr;
+    int64_t frames = -1;
+    if (avformat_open_input(&probe, target.c_str(), nullptr, nullptr) >= 0 &&
+        streamIndex < static_cast<int>(probe->nb_streams)) {
+      for (unsigned i = 0; i < probe->nb_streams; ++i) {
+        if (static_cast<int>(i) != streamIndex) probe->streams[i]->discard = AVDISCARD_ALL;
+      }
+      const AVRational probeBase = probe->streams[streamIndex]->time_base;
+      const bool nearEnd = firstPts != AV_NOPTS_VALUE &&
+                           av_seek_frame(probe, streamIndex, std::numeric_limits<int64_t>::max() / 2,
+                                         AVSEEK_FLAG_BACKWARD) >= 0;
+      AVPacket* packet = av_packet_alloc();
+      int64_t count = 0;
+      int64_t end = AV_NOPTS_VALUE;
+      const int64_t period = std::max<int64_t>(1, av_rescale_q(1, av_inv_q(rate), probeBase));
+      while (packet != nullptr && av_read_frame(probe, packet) >= 0) {
+        if (packet->stream_index == streamIndex) {
+          ++count;
+          const int64_t ts = packet->pts != AV_NOPTS_VALUE ? packet->pts : packet->dts;
+          if (ts != AV_NOPTS_VALUE) {
+            const int64_t packetEnd = ts + (packet->duration > 0 ? packet->duration : period);
+            if (end == AV_NOPTS_VALUE || packetEnd > end) end = packetEnd;
+          }
+        }
+        av_packet_unref(packet);
+      }
+      av_packet_free(&packet);
+      if (nearEnd && end != AV_NOPTS_VALUE) {
+        frames = av_rescale_q_rnd(av_rescale_q(end, probeBase, timeBase) - firstPts, timeBase,
+                                  av_inv_q(rate), static_cast<AVRounding>(AV_ROUND_NEAR_INF));
+      } else if (!nearEnd) {
+        frames = count;
+      }
+    }
+    avformat_close_input(&probe);
+    if (frames <= 0 && fmt->duration != AV_NOPTS_VALUE && fmt->duration > 0) {
+      frames = av_rescale_q_rnd(fmt->duration, AVRational{1, AV_TIME_BASE}, av_inv_q(rate),
+                                static_cast<AVRounding>(AV_ROUND_NEAR_INF));
+    }
+    return static_cast<int32_t>(std::clamp<int64_t>(frames, 0, std::numeric_limits<int32_t>::max()));
+  }
+
+  bool Read(int32_t index, uint8_t* bits, int32_t stride, int32_t w, int32_t h) {
+    if (index < 0) return false;
+    const int32_t next = pendingValid ? pendingIndex : lastIndex + 1;
+    if (!positionValid || index < next || WorthSeekingForward(next, index)) {
+      if (!SeekTo(index)) return false;
+    }
+    for (;;) {
+      if (!pendingValid && !Take()) return false;
+      if (pendingIndex < index) {
+        pendingValid = false;
+        continue;
+      }
+      // A frame numbered past `index` (a gap in the timestamps) stands in for it and stays
+      // pending for its own number.
+      const bool ok = converter.Convert(*frame, bits, stride, w, h);
+      if (pendingIndex == index) pendingValid = false;
+      return ok;
+    }
+  }
+};
+
+VideoFile::VideoFile() = default;
+VideoFile::~VideoFile() = default;
+
+VideoFile::OpenStatus VideoFile::Open(const std::string& path) {
+  QuietLibraryLog();
+  impl_.reset();
+  failure_.clear();
+  auto impl = std::make_unique<Impl>();
+
+  std::string target = path;
+  if (IsScriptName(path)) {
+    const std::optional<std::string> named = ReadScriptTarget(path);
+    if (!named) {
+      failure_ = "The script does not consist of one DirectShowSource line.";
+      return OpenStatus::kNotOpened;
+    }
+    target = *named;
+  }
+
+  int r = avformat_open_input(&impl->fmt, target.c_str(), nullptr, nullptr);
+  if (r < 0) {
+    failure_ = AvErrorText(r);
+    return OpenStatus::kNotOpened;
+  }
+  r = avformat_find_stream_info(impl->fmt, nullptr);
+  if (r < 0) {
+    failure_ = AvErrorText(r);
+    return OpenStatus::kNotOpened;
+  }
+  for (unsigned i = 0; i < impl->fmt->nb_streams; ++i) {
+    AVStream* s = impl->fmt->streams[i];
+    if (impl->st == nullptr && s->codecpar->codec_type == AVMEDIA_TYPE_VIDEO &&
+        !(s->disposition & AV_DISPOSITION_ATTACHED_PIC)) {
+      impl->st = s;
+      impl->streamIndex = static_cast<int>(i);
+    } else {
+      s->discard = AVDISCARD_ALL;
+    }
+  }
+  if (impl->st == nullptr) {
+    failure_ = "The file has no video stream.";
+    return OpenStatus::kNotOpened;
+  }
+  AVStream* st = impl->st;
+  impl->timeBase = Valid(st->time_base) ? st->time_base : AVRational{1, AV_TIME_BASE};
+
+  // The rate: the stream's base rate when its average agrees with it (the base rate is the
+  // exact fraction), else the average, else the base rate, else 25 frames a second.
+  const AVRational base = st->r_frame_rate;
+  const AVRational average = st->avg_frame_rate;
+  if (Valid(base) && Valid(average) && std::abs(av_q2d(base) / av_q2d(average) - 1.0) < 0.01) {
+    impl->rate = base;
+  } else if (Valid(average)) {
+    impl->rate = average;
+  } else if (Valid(base)) {
+    impl->rate = base;
+  }
+  if (av_q2d(impl->rate) > 1000.0) impl->rate = AVRational{25, 1};
+
+  // The length: the stream's own frame count, else its duration; streams that state neither
+  // (Matroska, still pictures) are measured once the first frame's time is known.
+  int64_t length = st->nb_frames;
+  if (length <= 0 && st->duration != AV_NOPTS_VALUE && st->duration > 0) {
+    length = av_rescale_q_rnd(st->duration, impl->timeBase, av_inv_q(impl->rate),
+                              static_cast<AVRounding>(AV_ROUND_NEAR_INF));
+  }
+  impl->length = static_cast<int32_t>(std::clamp<int64_t>(length, -1, std::numeric_limits<int32_t>::max()));
+  if (impl->length == 0) impl->length = -1;
+  impl->target = target;
+
+  impl->width = st->codecpar->width;
+  impl->height = st->codecpar->height;
+  impl_ = std::move(impl);  // the stream's facts stay readable even when it cannot be decoded
+  if (!OpenDecoder()) {
+    avcodec_free_context(&impl_->dec);
+    return OpenStatus::kNoDecoder;
+  }
+  impl_->decodable = true;
+  return OpenStatus::kOpened;
+}
+
+bool VideoFile::OpenDecoder() {
+  Impl& impl = *impl_;
+  const AVCodec* codec = avcodec_find_decoder(impl.st->codecpar->codec_id);
+  if (codec == nullptr || impl.width <= 0 || impl.height <= 0) {
+    failure_ = "No decoder for the video stream.";
+    return false;
+  }
+  if (StrideFor(impl.width) * impl.height > kMaxPictureBytes) {
+    failure_ = "The video's pictures are too large.";
+    return false;
+  }
+  impl.dec = avcodec_alloc_context3(codec);
+  impl.pkt = av_packet_alloc();
+  impl.frame = av_frame_alloc();
+  if (impl.dec == nullptr || impl.pkt == nullptr || impl.frame == nullptr) {
+    failure_ = AvErrorText(AVERROR(ENOMEM));
+    return false;
+  }
+  avcodec_parameters_to_context(impl.dec, impl.st->codecpar);
+  impl.dec->pkt_timebase = impl.timeBase;
+  impl.dec->thread_count = 0;  // as many as the machine has
+  impl.dec->flags &= ~AV_CODEC_FLAG_OUTPUT_CORRUPT;
+  const int r = avcodec_open2(impl.dec, codec, nullptr);
+  if (r < 0) {
+    failure_ = AvErrorText(r);
+    return false;
+  }
+  // Frame 0 is the first key frame that decodes; its timestamp is where the numbering starts.
+  if (!impl.Take()) {
+    failure_ = "No picture could be decoded from the video stream.";
+    return false;
+  }
+  impl.firstPts = impl.frame->best_effort_timestamp;
+  impl.pendingIndex = impl.lastIndex = 0;
+  if (impl.length < 0) impl.length = impl.MeasureLength();
+  impl.positionValid = true;
+  impl.seeks = 0;
+  return true;
+}
+
+int32_t VideoFile::Width() const { return impl_ ? impl_->width : 0; }
+int32_t VideoFile::Height() const { return impl_ ? impl_->height : 0; }
+uint32_t VideoFile::Rate() const { return impl_ ? static_cast<uint32_t>(impl_->rate.num) : 0; }
+uint32_t VideoFile::Scale() const { return impl_ ? static_cast<uint32_t>(impl_->rate.den) : 0; }
+int32_t VideoFile::Length() const { return impl_ ? std::max(impl_->length, 0) : 0; }
+int64_t VideoFile::SeekCount() const { return impl_ ? impl_->seeks : 0; }
+
+bool VideoFile::ReadFrame(int32_t index, uint8_t* bits, int32_t stride, int32_t width, int32_t height) {
+  return impl_ != nullptr && impl_->decodable && impl_->Read(index, bits, stride, width, height);
+}
+
+}  // namespace qv

@@ -1,0 +1,90 @@
+#include "video/VideoReader.h"
+
+#include "base/Error.h"
+#include "base/Seams.h"
+
+namespace qv {
+
+namespace {
+
+constexpr const char* kOpenVideoFailed = "An error occurred in OpenVideo. ";
+constexpr const char* kUnableToDecompress = "Unable to decompress this video stream.";
+
+}  // namespace
+
+StreamInfoRecord InfoOf(const VideoFile& file) {
+  StreamInfoRecord info;
+  info.dwRate = file.Rate();
+  info.dwScale = file.Scale();
+  info.rcFrame = FrameRect{0, 0, file.Width(), file.Height()};
+  return info;
+}
+
+BitmapInfoHeader FormatOf(const StreamInfoRecord& info) {
+  return BitmapInfoHeader::For24Bit(info.rcFrame.right - info.rcFrame.left,
+                                    info.rcFrame.bottom - info.rcFrame.top);
+}
+
+bool OpenVideo(PlaybackRequest& request) {
+  try {
+    auto file = std::make_unique<VideoFile>();
+    const VideoFile::OpenStatus status = file->Open(request.FileName);
+    if (status == VideoFile::OpenStatus::kNotOpened) {
+      MsgBox(kOpenVideoFailed + file->FailureText());
+      return false;
+    }
+    gVideo.StreamStart = 0;
+    gVideo.StreamLength = file->Length();
+    gVideo.StreamInfo = InfoOf(*file);
+    if (request.UseStreamRate == 1) {
+      request.FrameRate = static_cast<double>(gVideo.StreamInfo.dwRate) /
+                          static_cast<double>(gVideo.StreamInfo.dwScale);
+    }
+    gVideo.FrameFormat = FormatOf(gVideo.StreamInfo);
+    if (status == VideoFile::OpenStatus::kNoDecoder) {
+      MsgBox(kUnableToDecompress, msg::kInformation, kAppName);
+      MsgBox(kOpenVideoFailed + file->FailureText());
+      return false;
+    }
+    gVideo.FrameGetter = std::move(file);
+    return true;
+  } catch (const std::exception& e) {
+    MsgBox(kOpenVideoFailed + DescribeError(e));
+    return false;
+  }
+}
+
+void CloseVideo() { gVideo.FrameGetter.reset(); }
+
+bool FetchFrame(int32_t frame, cDIBSection& into) {
+  VideoFile* file = gVideo.FrameGetter.get();
+  const BitmapInfoHeader& format = gVideo.FrameFormat;
+  if (file == nullptr || into.DIBSectionBitsPtr() == nullptr || into.Width() != format.biWidth ||
+      into.Height() != format.biHeight) {
+    return false;
+  }
+  const int64_t offset = int64_t{frame} - gVideo.StreamStart;
+  if (offset < 0 || offset >= gVideo.StreamLength) return false;
+  return file->ReadFrame(static_cast<int32_t>(offset), into.DIBSectionBitsPtr(),
+                         into.BytesPerScanLine(), into.Width(), into.Height());
+}
+
+PackedFrameGetter::PackedFrameGetter(VideoFile& file, const BitmapInfoHeader& format)
+    : file_(file), format_(format) {}
+
+const uint8_t* PackedFrameGetter::GetFrame(int32_t frame) {
+  if (frame < 0 || frame >= file_.Length()) return nullptr;
+  const size_t header = BitmapInfoHeader::kBytes;
+  if (packed_.empty()) {
+    packed_.resize(header + format_.biSizeImage);
+    const auto bytes = format_.ToBytes();
+    std::copy(bytes.begin(), bytes.end(), packed_.begin());
+  }
+  const int32_t stride = static_cast<int32_t>(StrideFor(format_.biWidth));
+  if (!file_.ReadFrame(frame, packed_.data() + header, stride, format_.biWidth, format_.biHeight)) {
+    return nullptr;
+  }
+  return packed_.data();
+}
+
+}  // namespace qv

@@ -1,0 +1,59 @@
+#pragma once
+// The test media made by make-media.sh, and the raw BGR24 references that ffmpeg decoded from
+// them (frames top-down, rows without padding).
+
+#include <cstdint>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "support/TestSupport.h"
+#include "image/cDIBSection.h"
+
+namespace qv::test {
+
+inline std::string Media(const std::string& name) { return std::string(QUORVEX_TEST_MEDIA) + "/" + name; }
+
+// The frames of a raw reference file as pictures.
+inline std::vector<DibRef> ReadReference(const std::string& name, int32_t width, int32_t height) {
+  std::ifstream in(Media(name), std::ios::binary);
+  const std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  const size_t frameBytes = static_cast<size_t>(width) * height * 3;
+  std::vector<DibRef> frames;
+  for (size_t at = 0; at + frameBytes <= bytes.size(); at += frameBytes) {
+    frames.push_back(MakePicture(width, height, [&](int x, int y) {
+      const uint8_t* p = &bytes[at + (static_cast<size_t>(y) * width + x) * 3];
+      return Bgr{p[0], p[1], p[2]};
+    }));
+  }
+  return frames;
+}
+
+// Mean absolute difference per channel byte of two pictures of the same size.
+inline double MeanDifference(const cDIBSection& a, const cDIBSection& b) {
+  int64_t sum = 0;
+  for (int y = 0; y < a.Height(); ++y) {
+    const uint8_t* pa = a.Grid().MemoryRow(y);
+    const uint8_t* pb = b.Grid().MemoryRow(y);
+    for (int k = 0; k < 3 * a.Width(); ++k) sum += std::abs(pa[k] - pb[k]);
+  }
+  return static_cast<double>(sum) / (3.0 * a.Width() * a.Height());
+}
+
+// The reference frame a decoded lossy frame resembles most.
+inline int NearestFrame(const cDIBSection& picture, const std::vector<DibRef>& references) {
+  int best = -1;
+  double bestDifference = 1e9;
+  for (size_t i = 0; i < references.size(); ++i) {
+    const double d = MeanDifference(picture, *references[i]);
+    if (d < bestDifference) {
+      bestDifference = d;
+      best = static_cast<int>(i);
+    }
+  }
+  return best;
+}
+
+}  // namespace qv::test

@@ -1,0 +1,81 @@
+#!/usr/bin/env bash
+# Makes the test media of the video tests into $1 with Debian's ffmpeg: small clips in several
+# containers and codecs, lossless ones with raw BGR24 references for pixel checks, and damaged or
+# odd files. Deterministic: every source is one of ffmpeg's synthetic generators.
+set -euo pipefail
+out=${1:?usage: make-media.sh OUTDIR}
+mkdir -p "$out"
+# Made once per build tree; again when this script changes.
+if [ -f "$out/media-complete" ] && cmp -s "$0" "$out/media-complete"; then exit 0; fi
+script=$(realpath "$0")
+cd "$out"
+rm -f media-complete
+ff() { ffmpeg -nostdin -hide_banner -loglevel error -y "$@"; }
+
+# A moving, textured scene (a generator picture with a frame counter in it).
+scene() { echo "testsrc2=size=$1:rate=${3:-25}:duration=$2"; }
+
+# --- Lossless clips and their references (raw BGR24, top-down, no padding) ----------------------
+ff -f lavfi -i "$(scene 160x120 0.48)" -c:v ffv1 -pix_fmt bgr0 ffv1.mkv
+ff -f lavfi -i "$(scene 162x98 0.48),format=rgb24,crop=161:97:0:0" -c:v rawvideo -pix_fmt bgr24 odd_raw.avi
+ff -f lavfi -i "$(scene 96x64 0.48)" -c:v utvideo -pix_fmt gbrp utvideo.avi
+# Lossless H.264 with B-frames in MP4: decode order differs from presentation order.
+ff -f lavfi -i "$(scene 128x96 1.2)" -c:v libx264rgb -qp 0 -bf 3 -g 10 -pix_fmt bgr0 bframes.mp4
+# The same kind of clip with a first timestamp of 10 s.
+ff -f lavfi -i "$(scene 128x96 0.6)" -c:v ffv1 -pix_fmt bgr0 -output_ts_offset 10 offset.mkv
+for clip in ffv1.mkv odd_raw.avi utvideo.avi bframes.mp4 offset.mkv; do
+  ff -i "$clip" -map 0:v -f rawvideo -pix_fmt bgr24 "${clip%.*}.bgr"
+done
+
+# --- Lossy clips in other containers (checked by which reference frame they match) -------------
+ff -f lavfi -i "$(scene 128x96 1.2)" -c:v mpeg2video -q:v 2 -bf 2 -g 12 -f vob mpeg2.mpg
+ff -f lavfi -i "$(scene 128x96 1.2)" -c:v mpeg2video -q:v 2 -bf 2 -g 12 mpeg2.ts
+ff -f lavfi -i "$(scene 128x96 1.2)" -c:v wmv2 -q:v 2 -g 12 wmv2.wmv
+ff -f lavfi -i "$(scene 128x96 1.2)" -f lavfi -i "sine=frequency=440:duration=1.2" \
+   -c:v libx264 -preset veryfast -bf 3 -g 12 -pix_fmt yuv420p -c:a aac -shortest \
+   -movflags +faststart sound.mp4
+ff -f lavfi -i "$(scene 128x96 1.2)" -c:v ffv1 -pix_fmt bgr0 lossless_ref.avi
+ff -i lossless_ref.avi -f rawvideo -pix_fmt bgr24 lossy_ref.bgr
+rm lossless_ref.avi
+
+# --- Short, damaged and odd files ------------------------------------------------------------------
+ff -f lavfi -i "$(scene 64x48 0.12)" -c:v ffv1 -pix_fmt bgr0 three.mkv   # 3 frames
+ff -f lavfi -i "sine=frequency=440:duration=0.5" audio_only.wav
+ff -f lavfi -i "anoisesrc=duration=0.3:seed=7:sample_rate=48000" -f u8 -ac 1 random.avi
+: > empty.avi
+ff -f lavfi -i "color=c=red:size=16x16,format=rgb24,scale=1:1" -frames:v 1 one_pixel.png
+ff -f lavfi -i "color=c=blue:size=8192x8,format=rgb24" -frames:v 1 wide.png
+# MP4 with its index at the end, cut in half: the index is gone.
+ff -f lavfi -i "$(scene 128x96 1.2)" -c:v libx264 -preset veryfast -pix_fmt yuv420p cut.mp4
+head -c $(( $(stat -c %s cut.mp4) / 2 )) cut.mp4 > truncated.mp4
+# MP4 with its index in front, cut in half: it opens, and the later frames are missing.
+ff -i cut.mp4 -c copy -movflags +faststart faststart.mp4
+head -c $(( $(stat -c %s faststart.mp4) / 2 )) faststart.mp4 > truncated_faststart.mp4
+rm cut.mp4 faststart.mp4
+
+# --- Stereo material for the layout detection -----------------------------------------------------
+# Two eye views of the same scene, the right one seen 4 pixels further left (a small disparity),
+# stacked side by side (hstack) or one above the other (vstack).
+stereo() { # $1 = name, $2 = generator, $3 = stack filter
+  ff -f lavfi -i "$2" -filter_complex \
+     "[0]format=rgb24,split[a][b];[a]crop=iw-8:ih:0:0[l];[b]crop=iw-8:ih:4:0[r];[l][r]$3" \
+     -c:v ffv1 -pix_fmt bgr0 "$1"
+}
+mandel="mandelbrot=size=168x120:rate=25:end_pts=2:start_scale=2.5,trim=duration=0.4"
+life="life=size=168x120:rate=25:mold=10:ratio=0.3:seed=3:death_color=#203040:life_color=#e0c080,trim=duration=0.4"
+stereo sbs_scene.mkv "$(scene 168x120 0.4)" hstack
+stereo ab_scene.mkv "$(scene 168x120 0.4)" vstack
+stereo sbs_mandel.mkv "$mandel" hstack
+stereo ab_mandel.mkv "$mandel" vstack
+stereo sbs_life.mkv "$life" hstack
+# Above/below with the lower view 6 rows (5 % of 120) lower than the upper one.
+ff -f lavfi -i "$(scene 160x126 0.4)" -filter_complex \
+   "[0]format=rgb24,split[a][b];[a]crop=iw:120:0:0[t];[b]crop=iw:120:0:6[u];[t][u]vstack" \
+   -c:v ffv1 -pix_fmt bgr0 ab_offset.mkv
+# Plain 2D pictures.
+ff -f lavfi -i "$(scene 320x120 0.4)" -c:v ffv1 -pix_fmt bgr0 flat_scene.mkv
+ff -f lavfi -i "mandelbrot=size=320x240:rate=25:start_scale=2.5,trim=duration=0.4" \
+   -c:v ffv1 -pix_fmt bgr0 flat_mandel.mkv
+# Side by side as a lossy MPEG-2 program stream, for the script bridge (.mpg gets a script).
+ff -i sbs_scene.mkv -c:v mpeg2video -q:v 2 -f vob sbs_scene.mpg
+cp "$script" media-complete
