@@ -9,7 +9,7 @@ mkdir -p "$out"
 if [ -f "$out/media-complete" ] && cmp -s "$0" "$out/media-complete"; then exit 0; fi
 script=$(realpath "$0")
 cd "$out"
-rm -f media-complete
+rm -f -- *.mkv *.avi *.mp4 *.mpg *.ts *.wmv *.wav *.png *.bgr *.rgb media-complete
 ff() { ffmpeg -nostdin -hide_banner -loglevel error -y "$@"; }
 
 # A moving, textured scene (a generator picture with a frame counter in it).
@@ -45,6 +45,12 @@ ff -f lavfi -i "anoisesrc=duration=0.3:seed=7:sample_rate=48000" -f u8 -ac 1 ran
 : > empty.avi
 ff -f lavfi -i "color=c=red:size=16x16,format=rgb24,scale=1:1" -frames:v 1 one_pixel.png
 ff -f lavfi -i "color=c=blue:size=8192x8,format=rgb24" -frames:v 1 wide.png
+# Halves as different as can be: a difference sum past the 32-bit range.
+ff -f lavfi -i "color=c=white:size=2048x2160,format=rgb24" -f lavfi -i "color=c=black:size=2048x2160,format=rgb24" \
+   -filter_complex "[0][1]hstack" -frames:v 1 halves.png
+# A video stream no decoder knows (the codec tag of an FFV1 AVI renamed).
+ff -f lavfi -i "$(scene 64x48 0.2)" -c:v ffv1 unknown_codec.avi
+sed -i 's/FFV1/QVX1/g' unknown_codec.avi
 # MP4 with its index at the end, cut in half: the index is gone.
 ff -f lavfi -i "$(scene 128x96 1.2)" -c:v libx264 -preset veryfast -pix_fmt yuv420p cut.mp4
 head -c $(( $(stat -c %s cut.mp4) / 2 )) cut.mp4 > truncated.mp4
@@ -61,21 +67,41 @@ stereo() { # $1 = name, $2 = generator, $3 = stack filter
      "[0]format=rgb24,split[a][b];[a]crop=iw-8:ih:0:0[l];[b]crop=iw-8:ih:4:0[r];[l][r]$3" \
      -c:v ffv1 -pix_fmt bgr0 "$1"
 }
-mandel="mandelbrot=size=168x120:rate=25:end_pts=2:start_scale=2.5,trim=duration=0.4"
-life="life=size=168x120:rate=25:mold=10:ratio=0.3:seed=3:death_color=#203040:life_color=#e0c080,trim=duration=0.4"
+# A camera panning over the Mandelbrot set's seahorse valley: fine texture everywhere, as in
+# natural scenes (one still rendered, then cropped at a moving place for every frame).
+ff -f lavfi -i "mandelbrot=size=480x360:rate=25:maxiter=1000:start_x=-0.743643887037151:start_y=0.13182590420533:start_scale=0.004" \
+   -frames:v 1 valley.png
+pan() { # $1 = frame width, $2 = frame height: ffmpeg input options for 10 frames
+  echo "-loop 1 -framerate 25 -t 0.4 -i valley.png -vf crop=$1:$2:x=20+t*150:y=10+t*100"
+}
+stereo_pan() { # $1 = name, $2 = stack filter
+  ff $(pan 168 126) -frames:v 10 -f rawvideo -pix_fmt rgb24 pan.rgb
+  ff -f rawvideo -pix_fmt rgb24 -s 168x126 -framerate 25 -i pan.rgb -filter_complex \
+     "[0]split[a][b];[a]crop=iw-8:ih:0:0[l];[b]crop=iw-8:ih:2:0[r];[l][r]$2" -c:v ffv1 -pix_fmt bgr0 "$1"
+}
 stereo sbs_scene.mkv "$(scene 168x120 0.4)" hstack
 stereo ab_scene.mkv "$(scene 168x120 0.4)" vstack
-stereo sbs_mandel.mkv "$mandel" hstack
-stereo ab_mandel.mkv "$mandel" vstack
-stereo sbs_life.mkv "$life" hstack
-# Above/below with the lower view 6 rows (5 % of 120) lower than the upper one.
-ff -f lavfi -i "$(scene 160x126 0.4)" -filter_complex \
-   "[0]format=rgb24,split[a][b];[a]crop=iw:120:0:0[t];[b]crop=iw:120:0:6[u];[t][u]vstack" \
-   -c:v ffv1 -pix_fmt bgr0 ab_offset.mkv
+ff -i ab_scene.mkv -f rawvideo -pix_fmt bgr24 ab_scene.bgr
+stereo_pan sbs_valley.mkv hstack
+stereo_pan ab_valley.mkv vstack
+# Above/below with the lower view's content 6 rows (5 % of 120) higher, or lower, than the upper's.
+ff $(pan 160 126) -frames:v 10 -f rawvideo -pix_fmt rgb24 pan.rgb
+for pair in "raised 0 6" "lowered 6 0"; do
+  set -- $pair
+  ff -f rawvideo -pix_fmt rgb24 -s 160x126 -framerate 25 -i pan.rgb -filter_complex \
+     "[0]split[a][b];[a]crop=iw:120:0:$2[t];[b]crop=iw:120:0:$3[u];[t][u]vstack" \
+     -c:v ffv1 -pix_fmt bgr0 "ab_$1.mkv"
+done
+rm pan.rgb
+# Side by side for 8 frames, then above/below for 4, at one frame size.
+ff -f lavfi -i "$(scene 168x240 0.32)" -f lavfi -i "$(scene 328x120 0.16)" -filter_complex \
+   "[0]format=rgb24,split[a][b];[a]crop=160:240:0:0[l];[b]crop=160:240:4:0[r];[l][r]hstack[s];
+    [1]format=rgb24,split[c][d];[c]crop=320:120:0:0[t];[d]crop=320:120:4:0[u];[t][u]vstack[v];
+    [s][v]concat=n=2:v=1" -c:v ffv1 -pix_fmt bgr0 sbs_then_ab.mkv
 # Plain 2D pictures.
-ff -f lavfi -i "$(scene 320x120 0.4)" -c:v ffv1 -pix_fmt bgr0 flat_scene.mkv
-ff -f lavfi -i "mandelbrot=size=320x240:rate=25:start_scale=2.5,trim=duration=0.4" \
-   -c:v ffv1 -pix_fmt bgr0 flat_mandel.mkv
+ff $(pan 320 240) -frames:v 10 -c:v ffv1 -pix_fmt bgr0 flat_valley.mkv
+ff -f lavfi -i "cellauto=size=320x240:rate=25:rule=110:seed=1,trim=duration=0.4" \
+   -c:v ffv1 -pix_fmt bgr0 flat_cells.mkv
 # Side by side as a lossy MPEG-2 program stream, for the script bridge (.mpg gets a script).
 ff -i sbs_scene.mkv -c:v mpeg2video -q:v 2 -f vob sbs_scene.mpg
 cp "$script" media-complete

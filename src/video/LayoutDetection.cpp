@@ -1,0 +1,106 @@
+#include "video/LayoutDetection.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "base/Error.h"
+#include "base/Numbers.h"
+#include "base/Seams.h"
+#include "image/BufferHelpers.h"
+#include "image/FrameBuffers.h"
+#include "image/cDib.h"
+#include "imageproc/cImageProcessDIB.h"
+#include "stereo/LoadPics.h"
+
+namespace qv {
+
+namespace {
+
+constexpr int32_t kSampleFrames = 3;
+constexpr int kShiftsPercent[] = {-5, 0, 5};
+constexpr double kDecisionFactor = 1.3;
+
+constexpr const char* kNoDecompressor = "No suitable decompressor found for this video stream!";
+constexpr const char* kUnableToOpen = "Unable to open AVI file.";
+
+// The sum of absolute byte differences between the two views.
+int32_t ViewDifference(cImageProcessDIB& processor) {
+  processor.CopyToArray(Deref(gFrames.StereoViews[0]));
+  int32_t sum = 0;
+  processor.Correlate(Deref(gFrames.StereoViews[1]), gArrays.SharedPixels, sum);
+  return sum;
+}
+
+// Raises the lower view by `rows` (> 0: rows cut off the top of view 1; < 0: off view 0), then
+// crops both views to their common size, keeping their top-left corners.
+void ShiftViews(int32_t rows) {
+  DibRef& cut = gFrames.StereoViews[rows >= 0 ? 1 : 0];
+  const int32_t drop = std::abs(rows);
+  const cDIBSection& view = Deref(cut);
+  CropDIB(cut, cut, view.Height() - drop, view.Width(), 0, drop, true);
+  const int32_t width = std::min(Deref(gFrames.StereoViews[0]).Width(), Deref(gFrames.StereoViews[1]).Width());
+  const int32_t height = std::min(Deref(gFrames.StereoViews[0]).Height(), Deref(gFrames.StereoViews[1]).Height());
+  for (DibRef& v : gFrames.StereoViews) CropDIB(v, v, height, width, 0, 0, true);
+}
+
+}  // namespace
+
+void DetectLayout(PackedFrameGetter& getter, int32_t first, int32_t length, int16_t& layout) {
+  const int32_t step = CLng(length / 4.0);
+  layout = kLayout2D;
+  cImageProcessDIB processor;
+  cDib unpacker;
+  for (int32_t k = 1; k <= kSampleFrames; ++k) {
+    const uint8_t* packed = getter.GetFrame(first + k * step);
+    if (packed == nullptr) continue;  // past the end of a short stream, or undecodable
+    if (!unpacker.CreateDIBSectionFromPackedDIBPointer(packed, AutoCreate(gFrames.SourceFrame))) continue;
+
+    LoadJPS(0, false);
+    const int32_t parallel = ViewDifference(processor);
+    for (const int shift : kShiftsPercent) {
+      LoadAboveBelow(0, false);  // every trial starts from fresh halves
+      if (shift != 0) {
+        ShiftViews(static_cast<int32_t>(Int(shift * static_cast<double>(Deref(gFrames.StereoViews[0]).Height()) / 100.0)));
+      }
+      const int32_t aboveBelow = ViewDifference(processor);
+      if (shift == 0 && aboveBelow > kDecisionFactor * parallel) {
+        layout = kLayoutParallel;
+      } else if (kDecisionFactor * aboveBelow < parallel) {
+        layout = kLayoutAboveBelow;
+      }
+    }
+  }
+}
+
+int32_t DetectVideo(const std::string& fileName, int16_t& layout) {
+  try {
+    VideoFile file;
+    const VideoFile::OpenStatus status = file.Open(fileName);
+    if (status == VideoFile::OpenStatus::kNotOpened) {
+      gVideo.FrameCount = 0;
+      MsgBox(kUnableToOpen);
+      return 0;
+    }
+    const StreamInfoRecord info = InfoOf(file);
+    gVideo.StreamFrameRate = static_cast<float>(info.dwRate) / static_cast<float>(info.dwScale);
+    const BitmapInfoHeader format = FormatOf(info);
+    gVideo.DetectedFormat = format;
+    if (status == VideoFile::OpenStatus::kNoDecoder) {
+      gVideo.FrameCount = 0;
+      MsgBox(kNoDecompressor, msg::kInformation, kAppName);
+      MsgBox(kUnableToOpen);
+      return 0;
+    }
+    PackedFrameGetter getter(file, format);
+    const int32_t length = file.Length();
+    DetectLayout(getter, 0, length, layout);
+    gVideo.FrameCount = length;
+    return length;
+  } catch (const std::exception&) {
+    gVideo.FrameCount = 0;
+    MsgBox(kUnableToOpen);
+    return 0;
+  }
+}
+
+}  // namespace qv
