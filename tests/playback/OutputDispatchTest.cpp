@@ -1,0 +1,110 @@
+// The decode and compose dispatch of a session: which decoder and composer each number selects,
+// and the messages for numbers outside the tables.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "base/DisplayConfig.h"
+#include "image/BufferHelpers.h"
+#include "image/FrameBuffers.h"
+#include "playback/OutputDispatch.h"
+#include "stereo/LoadPics.h"
+#include "stereo/SavePics.h"
+#include "support/TestSupport.h"
+
+namespace qv {
+namespace {
+
+using test::RecordingSink;
+using ::testing::ElementsAre;
+
+void UseFrame(int width, int height) {
+  gFrames.SourceFrame = test::PatternPicture(width, height, 11);
+  gFrames.StereoViews = {nullptr, nullptr};
+  gFrames.OutputFrame = nullptr;
+}
+
+TEST(DecodeFrame, RunsTheDecoderOfTheInputFormat) {
+  RecordingSink sink;
+  PlaybackRequest request;
+  UseFrame(40, 30);
+  request.InputFormat = 5;  // side by side
+  EXPECT_TRUE(DecodeFrame(request));
+  EXPECT_EQ(gFrames.StereoViews[0]->Width(), 20);
+  EXPECT_EQ(gFrames.StereoViews[1]->Height(), 30);
+  request.InputFormat = 1;  // above/below
+  EXPECT_TRUE(DecodeFrame(request));
+  EXPECT_EQ(gFrames.StereoViews[0]->Width(), 40);
+  EXPECT_EQ(gFrames.StereoViews[0]->Height(), 15);
+  request.InputFormat = 4;  // 2D to be converted: the 2D split
+  EXPECT_TRUE(DecodeFrame(request));
+  EXPECT_TRUE(test::SamePicture(*gFrames.StereoViews[1], *gFrames.SourceFrame));
+  EXPECT_TRUE(sink.messages.empty());
+
+  for (int16_t format : {0, 8, 9}) {
+    request.InputFormat = format;
+    EXPECT_FALSE(DecodeFrame(request));
+  }
+  EXPECT_THAT(sink.Texts(), ElementsAre("Invalid input video format. 0", "Invalid input video format. 8",
+                                        "Invalid input video format. 9"));
+}
+
+TEST(ComposeFrame, RunsTheComposerOfTheOutputMethod) {
+  RecordingSink sink;
+  gDisplay.ScreenWidth = 320;
+  gDisplay.ScreenHeight = 240;
+  gDisplay.VertOffset = 10;
+  gDisplay.InterlaceViaOpenGL = true;
+  const std::function<void()> composers[] = {
+      [] { SaveAboveBelow(true); }, SaveAnaGray, SaveAnaColour, SaveAnaYellow,
+      [] { SaveInterlace(true); },  SaveSideBySide, [] { SaveAboveBelow(true); }, SaveSideBySide};
+  for (int16_t method = 1; method <= 8; ++method) {
+    SCOPED_TRACE(method);
+    UseFrame(64, 48);
+    LoadJPS(0, false);
+    PlaybackRequest request;
+    request.OutputMethod = method;
+    request.Fullscreen = true;
+    composers[method - 1]();
+    const DibRef expected = gFrames.OutputFrame;
+    gFrames.OutputFrame = nullptr;
+    ComposeFrame(request, true);
+    ASSERT_NE(gFrames.OutputFrame, nullptr);
+    EXPECT_TRUE(test::SamePicture(*gFrames.OutputFrame, *expected));
+  }
+  EXPECT_TRUE(sink.messages.empty());
+
+  PlaybackRequest request;
+  request.OutputMethod = 0;
+  gFrames.OutputFrame = nullptr;
+  ComposeFrame(request, true);
+  request.OutputMethod = 9;
+  ComposeFrame(request, true);
+  EXPECT_EQ(gFrames.OutputFrame, nullptr);
+  EXPECT_THAT(sink.Texts(), ElementsAre("Invalid output format.0", "Invalid output format.9"));
+}
+
+TEST(CanPassThrough, OnlySideBySideToSideBySideAndInterleavedToWindowedInterlace) {
+  PlaybackRequest r;
+  auto pass = [&](int16_t format, int16_t method, bool fullscreen) {
+    r.InputFormat = format;
+    r.OutputMethod = method;
+    r.Fullscreen = fullscreen;
+    return CanPassThrough(r);
+  };
+  EXPECT_TRUE(pass(5, 6, true));
+  EXPECT_TRUE(pass(5, 8, false));
+  EXPECT_TRUE(pass(2, 5, false));
+  EXPECT_FALSE(pass(2, 5, true));
+  EXPECT_FALSE(pass(5, 5, false));
+  EXPECT_FALSE(pass(1, 8, false));
+  r.OptionMode = 1;
+  EXPECT_FALSE(pass(5, 8, false));
+  r.OptionMode = 0;
+  r.OptionFlagB = true;
+  EXPECT_FALSE(pass(5, 8, false));
+}
+
+}  // namespace
+}  // namespace qv
