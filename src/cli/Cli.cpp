@@ -4,6 +4,9 @@
 #include <string>
 #include <string_view>
 
+#include <vector>
+
+#include "cli/Commands.h"
 #include "cli/DemoClip.h"
 #include "playback/Modes.h"
 
@@ -81,6 +84,9 @@ int Run(int argc, char** argv) {
     PrintHelp(std::cerr);
     return 2;
   }
+  const std::vector<std::string> rest(argv + 2, argv + argc);
+  if (command == "detect") return RunDetect(rest);
+  if (command == "render") return RunRender(rest);
   std::cerr << "quorvex: unknown command '" << command << "'\n"
             << "Try 'quorvex --help'.\n";
   return 2;

@@ -81,7 +81,7 @@ stereo_pan() { # $1 = name, $2 = stack filter
 }
 stereo sbs_scene.mkv "$(scene 168x120 0.4)" hstack
 stereo ab_scene.mkv "$(scene 168x120 0.4)" vstack
-ff -i ab_scene.mkv -f rawvideo -pix_fmt bgr24 ab_scene.bgr
+for clip in ab_scene sbs_scene; do ff -i $clip.mkv -f rawvideo -pix_fmt bgr24 $clip.bgr; done
 stereo_pan sbs_valley.mkv hstack
 stereo_pan ab_valley.mkv vstack
 # Above/below with the lower view's content 6 rows (5 % of 120) higher, or lower, than the upper's.

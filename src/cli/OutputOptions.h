@@ -1,0 +1,63 @@
+#pragma once
+// The options that `render` and `convert` share: which input format and output method, the
+// display settings that override the stored ones, and the playback request built from them the
+// way Play and Full build it. Names and numbers come from the mode tables of playback/Modes.h.
+
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "playback/PlaybackRequest.h"
+
+namespace qv::cli {
+
+// A command line that does not say what it should (exit status 2).
+class UsageError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+struct OutputOptions {
+  std::string input;                      // FILE
+  std::string output;                     // -o OUT
+  std::optional<int16_t> format;          // --format; nullopt = auto (the guessed layout)
+  std::optional<int16_t> method;          // --method
+  std::optional<int16_t> glasses;         // --glasses; nullopt = the stored glasses type
+  bool fullscreen = false;                // --fullscreen
+  std::optional<int32_t> screenWidth;     // --screen WxH
+  std::optional<int32_t> screenHeight;
+  std::optional<int16_t> vertOffset;      // --vert-offset K
+  int32_t frame = 0;                      // render: --frame N, from the stream's first frame
+  int32_t start = 0;                      // convert: --start N
+  std::optional<int32_t> frames;          // convert: --frames K
+  std::string codec;                      // convert: --codec NAME
+};
+
+enum class Command { kRender, kConvert };
+
+// Parses the arguments that follow the command's name. Raises UsageError.
+OutputOptions ParseOutputOptions(const std::vector<std::string>& args, Command command);
+
+// An input format or output method by command-line name or number; nullopt when there is none.
+std::optional<int16_t> InputFormatByName(std::string_view text);
+std::optional<int16_t> OutputMethodByName(std::string_view text);
+
+// The input format the Format menu chooses for a guessed layout: 2D (3) means conversion (4).
+int16_t FormatForLayout(int16_t layout);
+// The Format menu's caption for a guessed layout ("2D", "Parallel", "Above/Below").
+std::string LayoutCaption(int16_t layout);
+
+// Loads the stored settings into the display configuration (as the program does at start-up)
+// and applies --screen and --vert-offset.
+void LoadDisplaySettings(const OutputOptions& options);
+
+// The request that Play (or Full, with --fullscreen) would build for `fileToOpen` (the input or
+// its script): the method from --method or from the glasses type and window mode; 0 when the
+// stored glasses type names no glasses, which the dispatch reports.
+PlaybackRequest BuildRequest(const OutputOptions& options, const std::string& fileToOpen,
+                             int16_t inputFormat);
+
+}  // namespace qv::cli

@@ -1,0 +1,13 @@
+#pragma once
+// Writing a composed frame to a picture file for `quorvex render`.
+
+#include <string>
+
+#include "image/cDIBSection.h"
+
+namespace qv::cli {
+
+// Writes picture as a PNG file (8-bit RGB). False with `why` set when it cannot.
+bool SavePng(const cDIBSection& picture, const std::string& fileName, std::string& why);
+
+}  // namespace qv::cli

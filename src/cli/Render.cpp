@@ -1,0 +1,109 @@
+// quorvex render: one frame fetched, decoded, converted and composed exactly as a playback session
+// would, written to a picture file.
+
+#include <iostream>
+#include <string>
+
+#include "base/Error.h"
+#include "cli/Commands.h"
+#include "cli/OutputOptions.h"
+#include "cli/PictureFiles.h"
+#include "image/BufferHelpers.h"
+#include "image/FrameBuffers.h"
+#include "playback/Modes.h"
+#include "playback/OutputDispatch.h"
+#include "video/AviSynthBridge.h"
+#include "video/VideoReader.h"
+
+namespace qv::cli {
+
+namespace {
+
+bool EndsWithNoCase(std::string text, const std::string& tail) {
+  for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  return text.size() >= tail.size() && text.compare(text.size() - tail.size(), tail.size(), tail) == 0;
+}
+
+int Fail(const std::string& why) {
+  std::cerr << "quorvex: " << why << "\n";
+  return 1;
+}
+
+// Fetches, decodes and composes frame `offset` of the open video into gFrames.OutputFrame.
+int ComposeOne(PlaybackRequest& request, int32_t offset) {
+  if (offset >= gVideo.StreamLength) {
+    return Fail("frame " + std::to_string(offset) + " is past the end of the video (" +
+                std::to_string(gVideo.StreamLength) + " frames)");
+  }
+  DibRef& source = gFrames.SourceFrame;
+  source = std::make_shared<cDIBSection>();
+  if (!source->Create(gVideo.FrameFormat.biWidth, gVideo.FrameFormat.biHeight)) {
+    return Fail("no memory for frames of this size");
+  }
+  if (!FetchFrame(gVideo.StreamStart + offset, *source)) {
+    return Fail("frame " + std::to_string(offset) + " could not be decoded");
+  }
+  if (CanPassThrough(request)) {
+    CopyDIB(source, gFrames.OutputFrame, true);
+  } else {
+    if (!DecodeFrame(request)) return 1;
+    ComposeFrame(request, true);
+  }
+  if (!gFrames.OutputFrame || gFrames.OutputFrame->DIBSectionBitsPtr() == nullptr) {
+    return Fail("no frame was composed");
+  }
+  return 0;
+}
+
+}  // namespace
+
+int RunRender(const std::vector<std::string>& args) {
+  OutputOptions options;
+  try {
+    options = ParseOutputOptions(args, Command::kRender);
+    if (!EndsWithNoCase(options.output, ".bmp") && !EndsWithNoCase(options.output, ".png")) {
+      throw UsageError("the output file must end in .bmp or .png");
+    }
+  } catch (const UsageError& e) {
+    std::cerr << "quorvex: " << e.what() << "\nTry 'quorvex --help'.\n";
+    return 2;
+  }
+  LoadDisplaySettings(options);
+
+  const std::string script = MakeAviSynthScript(options.input);
+  const std::string fileToOpen = script.empty() ? options.input : script;
+  int16_t format = 0;
+  if (options.format) {
+    format = *options.format;
+  } else {
+    int16_t layout = 0;
+    if (DetectVideo(fileToOpen, layout) < 1) return 1;
+    format = FormatForLayout(layout);
+  }
+  if (format == 4) {
+    return Fail("the " + std::string(FindInputFormat(4)->name) +
+                " format (2D video turned into stereo) is not available yet");
+  }
+
+  PlaybackRequest request = BuildRequest(options, fileToOpen, format);
+  request.StartOffset = options.frame;
+  if (!OpenVideo(request)) return 1;
+  int status = ComposeOne(request, request.StartOffset);
+  CloseVideo();
+  if (status != 0) return status;
+
+  const cDIBSection& out = *gFrames.OutputFrame;
+  if (EndsWithNoCase(options.output, ".png")) {
+    std::string why;
+    if (!SavePng(out, options.output, why)) return Fail("cannot write " + options.output + ": " + why);
+  } else {
+    try {
+      if (!out.SavePicture(options.output)) return Fail("cannot write " + options.output);
+    } catch (const std::exception& e) {
+      return Fail("cannot write " + options.output + ": " + DescribeError(e));
+    }
+  }
+  return 0;
+}
+
+}  // namespace qv::cli
