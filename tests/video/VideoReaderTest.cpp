@@ -193,6 +193,24 @@ TEST(VideoReaderBadInput, FramesMissingFromATruncatedFileFailAndTheRestStillDeco
   EXPECT_TRUE(sink.messages.empty());
 }
 
+TEST(VideoReaderBadInput, DamagedPacketsCostTheirFramesAtMostAndTheStreamGoesOn) {
+  RecordingSink sink;
+  PlaybackRequest request;
+  request.FileName = Media("damaged.ts");
+  ASSERT_TRUE(OpenVideo(request));
+  const auto references = test::ReadReference("lossy_ref.bgr", 128, 96);
+  DibRef frame = NewFrame();
+  int delivered = 0;
+  for (int k = 0; k < gVideo.StreamLength; ++k) delivered += FetchFrame(k, *frame);
+  EXPECT_GE(delivered, 24);
+  for (int k : {29, 12, 27}) {  // the key frames at 12 and 24 start clean pictures again
+    ASSERT_TRUE(FetchFrame(k, *frame)) << k;
+    EXPECT_EQ(test::NearestFrame(*frame, references), k);
+  }
+  CloseVideo();
+  EXPECT_TRUE(sink.messages.empty());
+}
+
 TEST(VideoReaderPictures, StillPicturesOfOddShapesAreOneFrameVideos) {
   RecordingSink sink;
   for (const auto& [name, width, height, colour] :

@@ -58,6 +58,9 @@ head -c $(( $(stat -c %s cut.mp4) / 2 )) cut.mp4 > truncated.mp4
 ff -i cut.mp4 -c copy -movflags +faststart faststart.mp4
 head -c $(( $(stat -c %s faststart.mp4) / 2 )) faststart.mp4 > truncated_faststart.mp4
 rm cut.mp4 faststart.mp4
+# A transport stream with 1500 bytes of noise over its packets about a quarter of the way in.
+cp mpeg2.ts damaged.ts
+dd if=random.avi of=damaged.ts bs=1 seek=30000 count=1500 conv=notrunc status=none
 
 # --- Stereo material for the layout detection -----------------------------------------------------
 # Two eye views of the same scene, the right one seen 4 pixels further left (a small disparity),
