@@ -30,7 +30,9 @@ namespace fs = std::filesystem;
 
 constexpr int kSequentialFrames = 120;
 
-fs::path MediaFolder() { return fs::read_symlink("/proc/self/exe").parent_path() / "media"; }
+fs::path MediaFolder() {
+  return fs::read_symlink("/proc/self/exe").parent_path() / "media";
+}
 
 bool Make(const fs::path& file, const std::string& ffmpegArguments) {
   if (fs::exists(file)) return true;
@@ -51,10 +53,14 @@ bool MakeMedia() {
     const fs::path m = MediaFolder();
     fs::create_directories(m);
     const std::string scene = "-f lavfi -i testsrc2=size=1920x1080:rate=25:duration=";
-    return Make(m / "sequential.mp4", scene + "4.8 -c:v libx264 -preset veryfast -pix_fmt yuv420p") &&
-           Make(m / "ten_seconds.mp4", scene + "10 -c:v libx264 -preset veryfast -g 25 -pix_fmt yuv420p") &&
-           Make(m / "one_minute.mp4", "-stream_loop 5 -i '" + (m / "ten_seconds.mp4").string() + "' -c copy") &&
-           Make(m / "ten_minutes.mp4", "-stream_loop 9 -i '" + (m / "one_minute.mp4").string() + "' -c copy");
+    return Make(m / "sequential.mp4",
+                scene + "4.8 -c:v libx264 -preset veryfast -pix_fmt yuv420p") &&
+           Make(m / "ten_seconds.mp4",
+                scene + "10 -c:v libx264 -preset veryfast -g 25 -pix_fmt yuv420p") &&
+           Make(m / "one_minute.mp4",
+                "-stream_loop 5 -i '" + (m / "ten_seconds.mp4").string() + "' -c copy") &&
+           Make(m / "ten_minutes.mp4",
+                "-stream_loop 9 -i '" + (m / "one_minute.mp4").string() + "' -c copy");
   }();
   return made;
 }
@@ -81,9 +87,9 @@ void BM_Decode_PlainFFmpeg_1080(benchmark::State& state) {
     int frames = 0;
     auto drain = [&] {
       while (avcodec_receive_frame(codec, frame) == 0) {
-        sws = sws_getCachedContext(sws, frame->width, frame->height, static_cast<AVPixelFormat>(frame->format),
-                                   frame->width, frame->height, AV_PIX_FMT_BGR24, SWS_BILINEAR,
-                                   nullptr, nullptr, nullptr);
+        sws = sws_getCachedContext(
+            sws, frame->width, frame->height, static_cast<AVPixelFormat>(frame->format),
+            frame->width, frame->height, AV_PIX_FMT_BGR24, SWS_BILINEAR, nullptr, nullptr, nullptr);
         uint8_t* dst[4] = {bgr.data()};
         const int dstStride[4] = {3 * frame->width};
         sws_scale(sws, frame->data, frame->linesize, 0, frame->height, dst, dstStride);
@@ -133,30 +139,62 @@ void Detect(benchmark::State& state, const char* name, int32_t expectedFrames) {
   const std::string file = (MediaFolder() / name).string();
   for (auto _ : state) {
     int16_t layout = 0;
-    if (DetectVideo(file, layout) != expectedFrames) return state.SkipWithError("DetectVideo failed");
+    if (DetectVideo(file, layout) != expectedFrames)
+      return state.SkipWithError("DetectVideo failed");
   }
 }
-void BM_DetectVideo_1080_OneMinute(benchmark::State& state) { Detect(state, "one_minute.mp4", 1500); }
-void BM_DetectVideo_1080_TenMinutes(benchmark::State& state) { Detect(state, "ten_minutes.mp4", 15000); }
+void BM_DetectVideo_1080_OneMinute(benchmark::State& state) {
+  Detect(state, "one_minute.mp4", 1500);
+}
+void BM_DetectVideo_1080_TenMinutes(benchmark::State& state) {
+  Detect(state, "ten_minutes.mp4", 15000);
+}
 
 // The one-second limit, as a benchmark to compare with.
 void BM_OneSecond(benchmark::State& state) {
   for (auto _ : state) std::this_thread::sleep_for(std::chrono::seconds(1));
 }
 
-BENCHMARK(BM_Decode_PlainFFmpeg_1080)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(1)->Repetitions(5)->ReportAggregatesOnly(true);
-BENCHMARK(BM_FetchFrame_Sequential_1080)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(1)->Repetitions(5)->ReportAggregatesOnly(true);
-BENCHMARK(BM_DetectVideo_1080_OneMinute)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(1)->Repetitions(5)->ReportAggregatesOnly(true);
-BENCHMARK(BM_DetectVideo_1080_TenMinutes)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(1)->Repetitions(5)->ReportAggregatesOnly(true);
-BENCHMARK(BM_OneSecond)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(1)->Repetitions(2)->ReportAggregatesOnly(true);
+BENCHMARK(BM_Decode_PlainFFmpeg_1080)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(1)
+    ->Repetitions(5)
+    ->ReportAggregatesOnly(true);
+BENCHMARK(BM_FetchFrame_Sequential_1080)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(1)
+    ->Repetitions(5)
+    ->ReportAggregatesOnly(true);
+BENCHMARK(BM_DetectVideo_1080_OneMinute)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(1)
+    ->Repetitions(5)
+    ->ReportAggregatesOnly(true);
+BENCHMARK(BM_DetectVideo_1080_TenMinutes)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(1)
+    ->Repetitions(5)
+    ->ReportAggregatesOnly(true);
+BENCHMARK(BM_OneSecond)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(1)
+    ->Repetitions(2)
+    ->ReportAggregatesOnly(true);
 
 // Sequential fetching at no less than 0.9 times the plain decode's frame rate.
-DeclareRatio sequentialTarget("BM_FetchFrame_Sequential_1080", "BM_Decode_PlainFFmpeg_1080", 1.0 / 0.9,
-                              "(frame rate >= 0.9 x)");
-DeclareRatio detectLengthTarget("BM_DetectVideo_1080_TenMinutes", "BM_DetectVideo_1080_OneMinute", 1.5,
-                                "(seeks, never decodes from the start)");
-DeclareRatio detectSecondTarget("BM_DetectVideo_1080_TenMinutes", "BM_OneSecond", 1.0, "(under 1 s)");
-DeclareRatio detectSecondShortTarget("BM_DetectVideo_1080_OneMinute", "BM_OneSecond", 1.0, "(under 1 s)");
+DeclareRatio sequentialTarget("BM_FetchFrame_Sequential_1080", "BM_Decode_PlainFFmpeg_1080",
+                              1.0 / 0.9, "(frame rate >= 0.9 x)");
+DeclareRatio detectLengthTarget("BM_DetectVideo_1080_TenMinutes", "BM_DetectVideo_1080_OneMinute",
+                                1.5, "(seeks, never decodes from the start)");
+DeclareRatio detectSecondTarget("BM_DetectVideo_1080_TenMinutes", "BM_OneSecond", 1.0,
+                                "(under 1 s)");
+DeclareRatio detectSecondShortTarget("BM_DetectVideo_1080_OneMinute", "BM_OneSecond", 1.0,
+                                     "(under 1 s)");
 
 }  // namespace
 }  // namespace qv::bench

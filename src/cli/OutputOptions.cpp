@@ -1,8 +1,8 @@
 #include "cli/OutputOptions.h"
 
 #include <charconv>
-#include <span>
 #include <limits>
+#include <span>
 
 #include "base/DisplayConfig.h"
 #include "playback/Modes.h"
@@ -42,7 +42,9 @@ std::optional<int16_t> OutputMethodByName(std::string_view text) {
   return ByNameOrNumber<OutputMethodInfo>(kOutputMethods, text);
 }
 
-int16_t FormatForLayout(int16_t layout) { return layout == 3 ? 4 : layout; }
+int16_t FormatForLayout(int16_t layout) {
+  return layout == 3 ? 4 : layout;
+}
 
 std::string LayoutCaption(int16_t layout) {
   const InputFormatInfo* info = FindInputFormat(FormatForLayout(layout));
@@ -64,7 +66,9 @@ OutputOptions ParseOutputOptions(const std::vector<std::string>& args, Command c
       if (i + 1 >= args.size()) throw UsageError("option " + name + " needs a value");
       return args[++i];
     };
-    auto bad = [&](const std::string& v) { return UsageError("invalid value '" + v + "' for " + name); };
+    auto bad = [&](const std::string& v) {
+      return UsageError("invalid value '" + v + "' for " + name);
+    };
 
     if (name == "-o" || name == "--output") {
       o.output = value();
@@ -88,14 +92,17 @@ OutputOptions ParseOutputOptions(const std::vector<std::string>& args, Command c
     } else if (name == "--screen") {
       const std::string v = value();
       const size_t x = v.find('x');
-      const auto w = x == std::string::npos ? std::nullopt : Number(std::string_view(v).substr(0, x), 1, 65535);
-      const auto h = x == std::string::npos ? std::nullopt : Number(std::string_view(v).substr(x + 1), 1, 65535);
+      const auto w = x == std::string::npos ? std::nullopt
+                                            : Number(std::string_view(v).substr(0, x), 1, 65535);
+      const auto h = x == std::string::npos ? std::nullopt
+                                            : Number(std::string_view(v).substr(x + 1), 1, 65535);
       if (!w || !h) throw bad(v);
       o.screenWidth = static_cast<int32_t>(*w);
       o.screenHeight = static_cast<int32_t>(*h);
     } else if (name == "--vert-offset") {
       const std::string v = value();
-      const auto k = Number(v, DisplaySettingsModel::kVertOffsetMin, DisplaySettingsModel::kVertOffsetMax);
+      const auto k =
+          Number(v, DisplaySettingsModel::kVertOffsetMin, DisplaySettingsModel::kVertOffsetMax);
       if (!k) throw bad(v);
       o.vertOffset = static_cast<int16_t>(*k);
     } else if (render && name == "--frame") {
@@ -125,7 +132,8 @@ OutputOptions ParseOutputOptions(const std::vector<std::string>& args, Command c
   }
   if (o.input.empty()) throw UsageError("no input file");
   if (o.output.empty()) throw UsageError("no output file (-o OUT)");
-  if (o.method && o.glasses) throw UsageError("--method and --glasses both choose the method; give one");
+  if (o.method && o.glasses)
+    throw UsageError("--method and --glasses both choose the method; give one");
   return o;
 }
 

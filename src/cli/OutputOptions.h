@@ -21,19 +21,19 @@ class UsageError : public std::runtime_error {
 };
 
 struct OutputOptions {
-  std::string input;                      // FILE
-  std::string output;                     // -o OUT
-  std::optional<int16_t> format;          // --format; nullopt = auto (the guessed layout)
-  std::optional<int16_t> method;          // --method
-  std::optional<int16_t> glasses;         // --glasses; nullopt = the stored glasses type
-  bool fullscreen = false;                // --fullscreen
-  std::optional<int32_t> screenWidth;     // --screen WxH
+  std::string input;                   // FILE
+  std::string output;                  // -o OUT
+  std::optional<int16_t> format;       // --format; nullopt = auto (the guessed layout)
+  std::optional<int16_t> method;       // --method
+  std::optional<int16_t> glasses;      // --glasses; nullopt = the stored glasses type
+  bool fullscreen = false;             // --fullscreen
+  std::optional<int32_t> screenWidth;  // --screen WxH
   std::optional<int32_t> screenHeight;
-  std::optional<int16_t> vertOffset;      // --vert-offset K
-  int32_t frame = 0;                      // render: --frame N, from the stream's first frame
-  int32_t start = 0;                      // convert: --start N
-  std::optional<int32_t> frames;          // convert: --frames K
-  std::string codec;                      // convert: --codec NAME
+  std::optional<int16_t> vertOffset;  // --vert-offset K
+  int32_t frame = 0;                  // render: --frame N, from the stream's first frame
+  int32_t start = 0;                  // convert: --start N
+  std::optional<int32_t> frames;      // convert: --frames K
+  std::string codec;                  // convert: --codec NAME
 };
 
 enum class Command { kRender, kConvert };

@@ -21,7 +21,8 @@ namespace {
 
 bool EndsWithNoCase(std::string text, const std::string& tail) {
   for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  return text.size() >= tail.size() && text.compare(text.size() - tail.size(), tail.size(), tail) == 0;
+  return text.size() >= tail.size() &&
+         text.compare(text.size() - tail.size(), tail.size(), tail) == 0;
 }
 
 int Fail(const std::string& why) {
@@ -95,7 +96,8 @@ int RunRender(const std::vector<std::string>& args) {
   const cDIBSection& out = *gFrames.OutputFrame;
   if (EndsWithNoCase(options.output, ".png")) {
     std::string why;
-    if (!SavePng(out, options.output, why)) return Fail("cannot write " + options.output + ": " + why);
+    if (!SavePng(out, options.output, why))
+      return Fail("cannot write " + options.output + ": " + why);
   } else {
     try {
       if (!out.SavePicture(options.output)) return Fail("cannot write " + options.output);

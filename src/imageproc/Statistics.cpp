@@ -154,7 +154,8 @@ struct EdgeScan {
 };
 
 int32_t AreaOf(int32_t a, int32_t b, int32_t c, int32_t d) {
-  return CLng(static_cast<double>(std::abs(int64_t{a} - b)) * static_cast<double>(std::abs(int64_t{c} - d)));
+  return CLng(static_cast<double>(std::abs(int64_t{a} - b)) *
+              static_cast<double>(std::abs(int64_t{c} - d)));
 }
 
 }  // namespace

@@ -21,14 +21,28 @@ bool DecodeFrame(PlaybackRequest& request) {
 void ComposeFrame(PlaybackRequest& request, bool flag) {
   switch (request.OutputMethod) {
     case 1:
-    case 7: SaveAboveBelow(flag); break;
-    case 2: SaveAnaGray(); break;
-    case 3: SaveAnaColour(); break;
-    case 4: SaveAnaYellow(); break;
-    case 5: SaveInterlace(request.Fullscreen); break;
+    case 7:
+      SaveAboveBelow(flag);
+      break;
+    case 2:
+      SaveAnaGray();
+      break;
+    case 3:
+      SaveAnaColour();
+      break;
+    case 4:
+      SaveAnaYellow();
+      break;
+    case 5:
+      SaveInterlace(request.Fullscreen);
+      break;
     case 6:
-    case 8: SaveSideBySide(); break;
-    default: MsgBox("Invalid output format." + std::to_string(request.OutputMethod)); break;
+    case 8:
+      SaveSideBySide();
+      break;
+    default:
+      MsgBox("Invalid output format." + std::to_string(request.OutputMethod));
+      break;
   }
 }
 

@@ -17,7 +17,8 @@ namespace {
 constexpr int kFastFlags = SWS_BILINEAR;
 // Exact rounding and full chroma resolution: the general path, which writes each row exactly;
 // also the one used for scaling, where the fast path leaves the picture's edge off by a level.
-constexpr int kExactFlags = SWS_BILINEAR | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT | SWS_FULL_CHR_H_INP;
+constexpr int kExactFlags =
+    SWS_BILINEAR | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT | SWS_FULL_CHR_H_INP;
 // Guard bytes on each side of the trial picture: far more than any block store reaches.
 constexpr size_t kGuardBytes = 4096;
 constexpr uint8_t kGuardValue = 0xA5;
@@ -25,23 +26,37 @@ constexpr uint8_t kGuardValue = 0xA5;
 // The "J" formats are the plain ones in full range; swscale wants them said that way.
 AVPixelFormat WithoutFullRangeAlias(AVPixelFormat format, bool& fullRange) {
   switch (format) {
-    case AV_PIX_FMT_YUVJ420P: fullRange = true; return AV_PIX_FMT_YUV420P;
-    case AV_PIX_FMT_YUVJ422P: fullRange = true; return AV_PIX_FMT_YUV422P;
-    case AV_PIX_FMT_YUVJ444P: fullRange = true; return AV_PIX_FMT_YUV444P;
-    case AV_PIX_FMT_YUVJ440P: fullRange = true; return AV_PIX_FMT_YUV440P;
-    case AV_PIX_FMT_YUVJ411P: fullRange = true; return AV_PIX_FMT_YUV411P;
-    default: return format;
+    case AV_PIX_FMT_YUVJ420P:
+      fullRange = true;
+      return AV_PIX_FMT_YUV420P;
+    case AV_PIX_FMT_YUVJ422P:
+      fullRange = true;
+      return AV_PIX_FMT_YUV422P;
+    case AV_PIX_FMT_YUVJ444P:
+      fullRange = true;
+      return AV_PIX_FMT_YUV444P;
+    case AV_PIX_FMT_YUVJ440P:
+      fullRange = true;
+      return AV_PIX_FMT_YUV440P;
+    case AV_PIX_FMT_YUVJ411P:
+      fullRange = true;
+      return AV_PIX_FMT_YUV411P;
+    default:
+      return format;
   }
 }
 
 }  // namespace
 
-FrameConverter::~FrameConverter() { sws_freeContext(sws_); }
+FrameConverter::~FrameConverter() {
+  sws_freeContext(sws_);
+}
 
 bool FrameConverter::MakeContext(const AVFrame& frame, const Key& key, int flags) {
   sws_freeContext(sws_);
   sws_ = sws_getContext(key.srcWidth, key.srcHeight, static_cast<AVPixelFormat>(key.srcFormat),
-                        key.dstWidth, key.dstHeight, AV_PIX_FMT_BGR24, flags, nullptr, nullptr, nullptr);
+                        key.dstWidth, key.dstHeight, AV_PIX_FMT_BGR24, flags, nullptr, nullptr,
+                        nullptr);
   if (sws_ == nullptr) return false;
   if (key.colorspace >= 0) {
     // Matrix and range as the stream states them; an unstated matrix is taken as BT.601.
@@ -105,13 +120,20 @@ bool FrameConverter::Convert(const AVFrame& frame, uint8_t* bits, int32_t stride
     return false;
   }
   bool fullRange = frame.color_range == AVCOL_RANGE_JPEG;
-  const AVPixelFormat format = WithoutFullRangeAlias(static_cast<AVPixelFormat>(frame.format), fullRange);
+  const AVPixelFormat format =
+      WithoutFullRangeAlias(static_cast<AVPixelFormat>(frame.format), fullRange);
   const AVPixFmtDescriptor* desc = av_pix_fmt_desc_get(format);
   if (desc == nullptr || (desc->flags & AV_PIX_FMT_FLAG_HWACCEL)) return false;
   const bool yuv = !(desc->flags & AV_PIX_FMT_FLAG_RGB) && desc->nb_components >= 3;
 
-  const Key key{frame.width, frame.height, format, width, height, stride,
-                yuv ? static_cast<int>(frame.colorspace) : -1, yuv ? int(fullRange) : -1};
+  const Key key{frame.width,
+                frame.height,
+                format,
+                width,
+                height,
+                stride,
+                yuv ? static_cast<int>(frame.colorspace) : -1,
+                yuv ? int(fullRange) : -1};
   if (route_ == Route::kNone || !(key == key_)) {
     if (!Prepare(frame, key)) return false;
   }

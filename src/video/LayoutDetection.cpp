@@ -38,8 +38,10 @@ void ShiftViews(int32_t rows) {
   const int32_t drop = std::abs(rows);
   const cDIBSection& view = Deref(cut);
   CropDIB(cut, cut, view.Height() - drop, view.Width(), 0, drop, true);
-  const int32_t width = std::min(Deref(gFrames.StereoViews[0]).Width(), Deref(gFrames.StereoViews[1]).Width());
-  const int32_t height = std::min(Deref(gFrames.StereoViews[0]).Height(), Deref(gFrames.StereoViews[1]).Height());
+  const int32_t width =
+      std::min(Deref(gFrames.StereoViews[0]).Width(), Deref(gFrames.StereoViews[1]).Width());
+  const int32_t height =
+      std::min(Deref(gFrames.StereoViews[0]).Height(), Deref(gFrames.StereoViews[1]).Height());
   for (DibRef& v : gFrames.StereoViews) CropDIB(v, v, height, width, 0, 0, true);
 }
 
@@ -53,14 +55,16 @@ void DetectLayout(PackedFrameGetter& getter, int32_t first, int32_t length, int1
   for (int32_t k = 1; k <= kSampleFrames; ++k) {
     const uint8_t* packed = getter.GetFrame(first + k * step);
     if (packed == nullptr) continue;  // past the end of a short stream, or undecodable
-    if (!unpacker.CreateDIBSectionFromPackedDIBPointer(packed, AutoCreate(gFrames.SourceFrame))) continue;
+    if (!unpacker.CreateDIBSectionFromPackedDIBPointer(packed, AutoCreate(gFrames.SourceFrame)))
+      continue;
 
     LoadJPS(0, false);
     const int32_t parallel = ViewDifference(processor);
     for (const int shift : kShiftsPercent) {
       LoadAboveBelow(0, false);  // every trial starts from fresh halves
       if (shift != 0) {
-        ShiftViews(static_cast<int32_t>(Int(shift * static_cast<double>(Deref(gFrames.StereoViews[0]).Height()) / 100.0)));
+        ShiftViews(static_cast<int32_t>(
+            Int(shift * static_cast<double>(Deref(gFrames.StereoViews[0]).Height()) / 100.0)));
       }
       const int32_t aboveBelow = ViewDifference(processor);
       if (shift == 0 && aboveBelow > kDecisionFactor * parallel) {

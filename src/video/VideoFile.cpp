@@ -33,7 +33,9 @@ std::string AvErrorText(int code) {
   return text;
 }
 
-bool Valid(AVRational r) { return r.num > 0 && r.den > 0; }
+bool Valid(AVRational r) {
+  return r.num > 0 && r.den > 0;
+}
 
 // FFmpeg's own diagnostics (damaged packets and the like) are not the program's messages; the
 // reader reports what matters to the user itself.
@@ -61,7 +63,7 @@ struct VideoFile::Impl {
 
   int64_t firstPts = AV_NOPTS_VALUE;  // presentation time of frame 0; none: count frames
   int32_t pendingIndex = 0;
-  int32_t lastIndex = -1;      // number of the frame most recently taken from the decoder
+  int32_t lastIndex = -1;  // number of the frame most recently taken from the decoder
   bool pendingValid = false;
   bool positionValid = false;  // the decoder is positioned at a known point of the stream
   bool needKey = true;         // after a reposition, frames up to the first key frame are dropped
@@ -213,9 +215,10 @@ struct VideoFile::Impl {
         if (static_cast<int>(i) != streamIndex) probe->streams[i]->discard = AVDISCARD_ALL;
       }
       const AVRational probeBase = probe->streams[streamIndex]->time_base;
-      const bool nearEnd = firstPts != AV_NOPTS_VALUE &&
-                           av_seek_frame(probe, streamIndex, std::numeric_limits<int64_t>::max() / 2,
-                                         AVSEEK_FLAG_BACKWARD) >= 0;
+      const bool nearEnd =
+          firstPts != AV_NOPTS_VALUE &&
+          av_seek_frame(probe, streamIndex, std::numeric_limits<int64_t>::max() / 2,
+                        AVSEEK_FLAG_BACKWARD) >= 0;
       AVPacket* packet = av_packet_alloc();
       int64_t count = 0;
       int64_t end = AV_NOPTS_VALUE;
@@ -244,7 +247,8 @@ struct VideoFile::Impl {
       frames = av_rescale_q_rnd(fmt->duration, AVRational{1, AV_TIME_BASE}, av_inv_q(rate),
                                 static_cast<AVRounding>(AV_ROUND_NEAR_INF));
     }
-    return static_cast<int32_t>(std::clamp<int64_t>(frames, 0, std::numeric_limits<int32_t>::max()));
+    return static_cast<int32_t>(
+        std::clamp<int64_t>(frames, 0, std::numeric_limits<int32_t>::max()));
   }
 
   bool Read(int32_t index, uint8_t* bits, int32_t stride, int32_t w, int32_t h) {
@@ -334,7 +338,8 @@ VideoFile::OpenStatus VideoFile::Open(const std::string& path) {
     length = av_rescale_q_rnd(st->duration, impl->timeBase, av_inv_q(impl->rate),
                               static_cast<AVRounding>(AV_ROUND_NEAR_INF));
   }
-  impl->length = static_cast<int32_t>(std::clamp<int64_t>(length, -1, std::numeric_limits<int32_t>::max()));
+  impl->length =
+      static_cast<int32_t>(std::clamp<int64_t>(length, -1, std::numeric_limits<int32_t>::max()));
   if (impl->length == 0) impl->length = -1;
   impl->target = target;
 
@@ -389,14 +394,27 @@ bool VideoFile::OpenDecoder() {
   return true;
 }
 
-int32_t VideoFile::Width() const { return impl_ ? impl_->width : 0; }
-int32_t VideoFile::Height() const { return impl_ ? impl_->height : 0; }
-uint32_t VideoFile::Rate() const { return impl_ ? static_cast<uint32_t>(impl_->rate.num) : 0; }
-uint32_t VideoFile::Scale() const { return impl_ ? static_cast<uint32_t>(impl_->rate.den) : 0; }
-int32_t VideoFile::Length() const { return impl_ ? std::max(impl_->length, 0) : 0; }
-int64_t VideoFile::SeekCount() const { return impl_ ? impl_->seeks : 0; }
+int32_t VideoFile::Width() const {
+  return impl_ ? impl_->width : 0;
+}
+int32_t VideoFile::Height() const {
+  return impl_ ? impl_->height : 0;
+}
+uint32_t VideoFile::Rate() const {
+  return impl_ ? static_cast<uint32_t>(impl_->rate.num) : 0;
+}
+uint32_t VideoFile::Scale() const {
+  return impl_ ? static_cast<uint32_t>(impl_->rate.den) : 0;
+}
+int32_t VideoFile::Length() const {
+  return impl_ ? std::max(impl_->length, 0) : 0;
+}
+int64_t VideoFile::SeekCount() const {
+  return impl_ ? impl_->seeks : 0;
+}
 
-bool VideoFile::ReadFrame(int32_t index, uint8_t* bits, int32_t stride, int32_t width, int32_t height) {
+bool VideoFile::ReadFrame(int32_t index, uint8_t* bits, int32_t stride, int32_t width,
+                          int32_t height) {
   return impl_ != nullptr && impl_->decodable && impl_->Read(index, bits, stride, width, height);
 }
 

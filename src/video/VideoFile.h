@@ -40,7 +40,7 @@ class VideoFile {
   OpenStatus Open(const std::string& path);
   const std::string& FailureText() const { return failure_; }
 
-  int32_t Width() const;   // picture size of the stream, in pixels
+  int32_t Width() const;  // picture size of the stream, in pixels
   int32_t Height() const;
   // Frames per second as a fraction (rate / scale); 25 / 1 when the stream does not say.
   uint32_t Rate() const;

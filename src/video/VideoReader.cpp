@@ -54,7 +54,9 @@ bool OpenVideo(PlaybackRequest& request) {
   }
 }
 
-void CloseVideo() { gVideo.FrameGetter.reset(); }
+void CloseVideo() {
+  gVideo.FrameGetter.reset();
+}
 
 bool FetchFrame(int32_t frame, cDIBSection& into) {
   VideoFile* file = gVideo.FrameGetter.get();

@@ -32,7 +32,7 @@ struct FrameRect {
 struct StreamInfoRecord {
   uint32_t dwScale = 0;  // frames per second = dwRate / dwScale
   uint32_t dwRate = 0;
-  FrameRect rcFrame;     // (0, 0, width, height)
+  FrameRect rcFrame;  // (0, 0, width, height)
 };
 
 struct VideoReaderState {
@@ -46,8 +46,8 @@ struct VideoReaderState {
   BitmapInfoHeader FrameFormat;
 
   // Published by DetectVideo for the user interface.
-  int32_t FrameCount = 0;         // the length DetectVideo returned; 0 when it could not open
-  float StreamFrameRate = 0.0f;   // dwRate / dwScale of the file DetectVideo opened
+  int32_t FrameCount = 0;           // the length DetectVideo returned; 0 when it could not open
+  float StreamFrameRate = 0.0f;     // dwRate / dwScale of the file DetectVideo opened
   BitmapInfoHeader DetectedFormat;  // the frame format of the file DetectVideo opened
 };
 

@@ -25,8 +25,9 @@ class Cli : public ::testing::Test {
   // Runs quorvex with the arguments; its own settings and data folders are fresh.
   int Run(const std::string& arguments) {
     const std::string command = "XDG_CONFIG_HOME='" + home_.File("config") + "' XDG_DATA_HOME='" +
-                                home_.File("data") + "' '" QUORVEX_PROGRAM "' " + arguments + " >'" +
-                                home_.File("out.txt") + "' 2>'" + home_.File("err.txt") + "'";
+                                home_.File("data") + "' '" QUORVEX_PROGRAM "' " + arguments +
+                                " >'" + home_.File("out.txt") + "' 2>'" + home_.File("err.txt") +
+                                "'";
     const int status = std::system(command.c_str());
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   }
@@ -66,7 +67,9 @@ TEST_F(Cli, RenderComposesTheFrameAsPlaybackWould) {
 
   // Above/below, frame 3, side by side: upper half on the left, lower half on the right.
   ASSERT_EQ(Run("render '" + Media("ab_scene.mkv") + "' -o " + Out("sbs.bmp") +
-                " --format above-below --method side-by-side --frame 3"), 0) << Read("err.txt");
+                " --format above-below --method side-by-side --frame 3"),
+            0)
+      << Read("err.txt");
   const DibRef sideBySide = ReadBmp("sbs.bmp");
   ASSERT_NE(sideBySide, nullptr);
   EXPECT_TRUE(test::SamePicture(*sideBySide, *test::MakePicture(320, 120, [&](int x, int y) {
@@ -86,20 +89,27 @@ TEST_F(Cli, RenderComposesTheFrameAsPlaybackWould) {
 
   // Above/below, interlaced in a window: rows from the top alternate upper view, lower view.
   ASSERT_EQ(Run("render '" + Media("ab_scene.mkv") + "' -o " + Out("lines.bmp") +
-                " --method interlaced --frame 9"), 0) << Read("err.txt");
+                " --method interlaced --frame 9"),
+            0)
+      << Read("err.txt");
   const DibRef lines = ReadBmp("lines.bmp");
   ASSERT_NE(lines, nullptr);
   EXPECT_TRUE(test::SamePicture(*lines, *test::MakePicture(160, 120, [&](int x, int y) {
     // Top row y: memory row 119 - y; odd memory rows come from view 0's row below them.
     const int memory = 119 - y;
-    return memory % 2 ? PixelAt(*ab[9], x, 119 - (memory - 1)) : PixelAt(*ab[9], x, 120 + 119 - memory);
+    return memory % 2 ? PixelAt(*ab[9], x, 119 - (memory - 1))
+                      : PixelAt(*ab[9], x, 120 + 119 - memory);
   })));
 
   // Side by side to a side-by-side method passes the frame through untouched, as PNG too.
   ASSERT_EQ(Run("render '" + Media("sbs_scene.mkv") + "' -o " + Out("pass.png") +
-                " --glasses 4 --frame 2"), 0) << Read("err.txt");
+                " --glasses 4 --frame 2"),
+            0)
+      << Read("err.txt");
   ASSERT_EQ(std::system(("ffmpeg -nostdin -loglevel error -i " + Out("pass.png") +
-                         " -f rawvideo -pix_fmt bgr24 " + Out("pass.bgr")).c_str()), 0);
+                         " -f rawvideo -pix_fmt bgr24 " + Out("pass.bgr"))
+                            .c_str()),
+            0);
   std::ifstream raw(home_.File("pass.bgr"), std::ios::binary);
   std::ifstream reference(Media("sbs_scene.bgr"), std::ios::binary);
   std::vector<char> frame(320 * 120 * 3), expected(frame.size());
@@ -116,13 +126,15 @@ TEST_F(Cli, RenderRefusesWhatItCannotDoAndTellsWhy) {
   EXPECT_EQ(Run("render '" + Media("sbs_scene.mkv") + "' -o " + Out("x.png") + " --frame 10"), 1);
   EXPECT_EQ(Run("render '" + Media("empty.avi") + "' -o " + Out("x.png")), 1);
   EXPECT_THAT(Read("err.txt"), ::testing::HasSubstr("Unable to open AVI file."));
-  EXPECT_EQ(Run("render '" + Media("empty.avi") + "' -o " + Out("x.png") + " --format parallel"), 1);
+  EXPECT_EQ(Run("render '" + Media("empty.avi") + "' -o " + Out("x.png") + " --format parallel"),
+            1);
   EXPECT_THAT(Read("err.txt"), ::testing::HasSubstr("An error occurred in OpenVideo. "));
 
-  for (const char* usage : {"", " -o x.jpg", " -o x.png --format 9", " -o x.png --method sideways",
-                            " -o x.png --glasses 8", " -o x.png --screen 640", " -o x.png --frame -1",
-                            " -o x.png --vert-offset 101", " -o x.png --method 3 --glasses 2",
-                            " -o x.png --bogus", " -o x.png second.mkv"}) {
+  for (const char* usage :
+       {"", " -o x.jpg", " -o x.png --format 9", " -o x.png --method sideways",
+        " -o x.png --glasses 8", " -o x.png --screen 640", " -o x.png --frame -1",
+        " -o x.png --vert-offset 101", " -o x.png --method 3 --glasses 2", " -o x.png --bogus",
+        " -o x.png second.mkv"}) {
     EXPECT_EQ(Run("render '" + Media("sbs_scene.mkv") + "'" + usage), 2) << usage;
   }
   EXPECT_FALSE(std::ifstream(home_.File("x.png")).good());
@@ -139,7 +151,8 @@ TEST_F(Cli, DetectReportsTheGuessAsOneJsonObject) {
             "\"width\": 160, \"height\": 252}\n");
   // An MPEG program stream goes through a script, as File>Open does.
   ASSERT_EQ(Run("detect '" + Media("sbs_scene.mpg") + "' --json"), 0);
-  EXPECT_THAT(Read("out.txt"), ::testing::StartsWith("{\"layout\": \"Parallel\", \"layout_code\": 5,"));
+  EXPECT_THAT(Read("out.txt"),
+              ::testing::StartsWith("{\"layout\": \"Parallel\", \"layout_code\": 5,"));
   ASSERT_EQ(Run("detect '" + Media("flat_cells.mkv") + "'"), 0);
   EXPECT_EQ(Read("out.txt"), "layout: 2D (3)\nframes: 10\nfps: 25.0\nsize: 320 x 240\n");
 

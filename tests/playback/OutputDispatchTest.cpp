@@ -46,8 +46,9 @@ TEST(DecodeFrame, RunsTheDecoderOfTheInputFormat) {
     request.InputFormat = format;
     EXPECT_FALSE(DecodeFrame(request));
   }
-  EXPECT_THAT(sink.Texts(), ElementsAre("Invalid input video format. 0", "Invalid input video format. 8",
-                                        "Invalid input video format. 9"));
+  EXPECT_THAT(sink.Texts(),
+              ElementsAre("Invalid input video format. 0", "Invalid input video format. 8",
+                          "Invalid input video format. 9"));
 }
 
 TEST(ComposeFrame, RunsTheComposerOfTheOutputMethod) {
@@ -56,9 +57,14 @@ TEST(ComposeFrame, RunsTheComposerOfTheOutputMethod) {
   gDisplay.ScreenHeight = 240;
   gDisplay.VertOffset = 10;
   gDisplay.InterlaceViaOpenGL = true;
-  const std::function<void()> composers[] = {
-      [] { SaveAboveBelow(true); }, SaveAnaGray, SaveAnaColour, SaveAnaYellow,
-      [] { SaveInterlace(true); },  SaveSideBySide, [] { SaveAboveBelow(true); }, SaveSideBySide};
+  const std::function<void()> composers[] = {[] { SaveAboveBelow(true); },
+                                             SaveAnaGray,
+                                             SaveAnaColour,
+                                             SaveAnaYellow,
+                                             [] { SaveInterlace(true); },
+                                             SaveSideBySide,
+                                             [] { SaveAboveBelow(true); },
+                                             SaveSideBySide};
   for (int16_t method = 1; method <= 8; ++method) {
     SCOPED_TRACE(method);
     UseFrame(64, 48);

@@ -61,7 +61,8 @@ TEST_F(ScriptFolder, VideosOfTheScriptFormatsGetAOneLineScriptNamedAfterThem) {
   EXPECT_EQ(ReadAll(folder_ + "/movie.avs"), "DirectShowSource(\"/data/movie.mpeg\")\r\n");
   for (const char* name : {"a.asf", "b.WMV", "c.dat", "d.mov", "e.Vob"}) {
     EXPECT_EQ(MakeAviSynthScript(std::string("/x/") + name),
-              folder_ + "/" + std::string(name, 2) + "avs") << name;
+              folder_ + "/" + std::string(name, 2) + "avs")
+        << name;
   }
   // A relative name is written as the full path it stands for.
   EXPECT_EQ(ReadAll(MakeAviSynthScript("rel.mpg")),
@@ -121,10 +122,11 @@ TEST_F(ScriptFolder, TheReaderOpensTheVideoAScriptNames) {
 
 TEST_F(ScriptFolder, ScriptsOfAnyOtherFormGetTheReadersFailure) {
   const std::string missing = temp_.File("missing.avs");
-  std::ofstream(missing, std::ios::binary) << "DirectShowSource(\"" << temp_.File("gone.mpg") << "\")\r\n";
+  std::ofstream(missing, std::ios::binary)
+      << "DirectShowSource(\"" << temp_.File("gone.mpg") << "\")\r\n";
   const std::string twoLines = temp_.File("two.avs");
-  std::ofstream(twoLines, std::ios::binary) << "DirectShowSource(\"" << Media("mpeg2.mpg")
-                                            << "\")\r\nTrim(0, 10)\r\n";
+  std::ofstream(twoLines, std::ios::binary)
+      << "DirectShowSource(\"" << Media("mpeg2.mpg") << "\")\r\nTrim(0, 10)\r\n";
   const std::string other = temp_.File("other.vdr");
   std::ofstream(other, std::ios::binary) << "AVISource(\"" << Media("odd_raw.avi") << "\")\r\n";
   for (const std::string& script : {missing, twoLines, other}) {
@@ -137,7 +139,8 @@ TEST_F(ScriptFolder, ScriptsOfAnyOtherFormGetTheReadersFailure) {
     EXPECT_THAT(sink_.messages[0].text, StartsWith("An error occurred in OpenVideo. "));
   }
   // Without a line ending, and in a .vdr file, the one-line form is accepted.
-  std::ofstream(temp_.File("bare.vdr"), std::ios::binary) << "directshowsource(\"" << Media("mpeg2.mpg") << "\")";
+  std::ofstream(temp_.File("bare.vdr"), std::ios::binary)
+      << "directshowsource(\"" << Media("mpeg2.mpg") << "\")";
   EXPECT_EQ(ReadScriptTarget(temp_.File("bare.vdr")), Media("mpeg2.mpg"));
 }
 

@@ -34,10 +34,12 @@ FramePtr MakeFrame(AVPixelFormat format, int width, int height) {
       for (int i = 0; i < 1024; ++i) frame->data[1][i] = static_cast<uint8_t>(i * 7 + 3);
       continue;
     }
-    const int rows = plane == 0 ? height : AV_CEIL_RSHIFT(height, av_pix_fmt_desc_get(format)->log2_chroma_h);
+    const int rows =
+        plane == 0 ? height : AV_CEIL_RSHIFT(height, av_pix_fmt_desc_get(format)->log2_chroma_h);
     for (int y = 0; y < rows; ++y) {
       for (int x = 0; x < frame->linesize[plane]; ++x) {
-        frame->data[plane][y * frame->linesize[plane] + x] = static_cast<uint8_t>(x * 13 + y * 31 + plane * 57);
+        frame->data[plane][y * frame->linesize[plane] + x] =
+            static_cast<uint8_t>(x * 13 + y * 31 + plane * 57);
       }
     }
   }
@@ -48,10 +50,10 @@ constexpr uint8_t kGuard = 0xA5;
 constexpr int kGuardBytes = 64;
 
 TEST(FrameConverter, WritesOnlyTheRowsBytesForEveryWidthAndFormat) {
-  const AVPixelFormat formats[] = {AV_PIX_FMT_YUV420P, AV_PIX_FMT_YUV422P, AV_PIX_FMT_YUV444P,
-                                   AV_PIX_FMT_YUVJ420P, AV_PIX_FMT_NV12, AV_PIX_FMT_YUV420P10LE,
-                                   AV_PIX_FMT_RGB24, AV_PIX_FMT_BGR24, AV_PIX_FMT_BGR0,
-                                   AV_PIX_FMT_GBRP, AV_PIX_FMT_GRAY8, AV_PIX_FMT_PAL8};
+  const AVPixelFormat formats[] = {AV_PIX_FMT_YUV420P,  AV_PIX_FMT_YUV422P, AV_PIX_FMT_YUV444P,
+                                   AV_PIX_FMT_YUVJ420P, AV_PIX_FMT_NV12,    AV_PIX_FMT_YUV420P10LE,
+                                   AV_PIX_FMT_RGB24,    AV_PIX_FMT_BGR24,   AV_PIX_FMT_BGR0,
+                                   AV_PIX_FMT_GBRP,     AV_PIX_FMT_GRAY8,   AV_PIX_FMT_PAL8};
   FrameConverter converter;
   for (AVPixelFormat format : formats) {
     for (int width : {1, 2, 3, 5, 7, 8, 9, 15, 17, 33, 161}) {
@@ -64,7 +66,8 @@ TEST(FrameConverter, WritesOnlyTheRowsBytesForEveryWidthAndFormat) {
         std::vector<uint8_t> memory(static_cast<size_t>(stride) * height + kGuardBytes, kGuard);
         ASSERT_TRUE(converter.Convert(*frame, memory.data(), stride, width, height));
         for (int y = 0; y < height; ++y) {
-          for (int k = 3 * width; k < stride; ++k) ASSERT_EQ(memory[y * stride + k], kGuard) << "row " << y;
+          for (int k = 3 * width; k < stride; ++k)
+            ASSERT_EQ(memory[y * stride + k], kGuard) << "row " << y;
         }
         for (int k = 0; k < kGuardBytes; ++k) ASSERT_EQ(memory[stride * height + k], kGuard);
       }
@@ -80,7 +83,7 @@ TEST(FrameConverter, RgbFramesArriveUnchangedWithTheTopRowLastInMemory) {
     FramePtr frame = MakeFrame(format, width, height);
     std::vector<uint8_t> memory(static_cast<size_t>(stride) * height);
     ASSERT_TRUE(converter.Convert(*frame, memory.data(), stride, width, height));
-    for (int y = 0; y < height; ++y) {      // frame row y, counted from the top
+    for (int y = 0; y < height; ++y) {  // frame row y, counted from the top
       const uint8_t* out = &memory[(height - 1 - y) * stride];
       for (int x = 0; x < width; ++x) {
         uint8_t b, g, r;

@@ -22,7 +22,9 @@ struct Guess {
   int16_t layout;
   int32_t frames;
 };
-void PrintTo(const Guess& g, std::ostream* os) { *os << g.file; }
+void PrintTo(const Guess& g, std::ostream* os) {
+  *os << g.file;
+}
 
 class LayoutGuess : public ::testing::TestWithParam<Guess> {};
 
@@ -38,19 +40,17 @@ TEST_P(LayoutGuess, IsThePackingTheClipWasMadeWith) {
 
 INSTANTIATE_TEST_SUITE_P(
     Clips, LayoutGuess,
-    ::testing::Values(Guess{"sbs_scene.mkv", kLayoutParallel, 10},
-                      Guess{"sbs_valley.mkv", kLayoutParallel, 10},
-                      Guess{"ab_scene.mkv", kLayoutAboveBelow, 10},
-                      Guess{"ab_valley.mkv", kLayoutAboveBelow, 10},
-                      // views stacked 5 % of their height out of line, either way
-                      Guess{"ab_raised.mkv", kLayoutAboveBelow, 10},
-                      Guess{"ab_lowered.mkv", kLayoutAboveBelow, 10},
-                      Guess{"flat_valley.mkv", kLayout2D, 10},
-                      Guess{"flat_cells.mkv", kLayout2D, 10},
-                      // side by side in frames 0-7, above/below in 8-11: the sample at 9 decides
-                      Guess{"sbs_then_ab.mkv", kLayoutAboveBelow, 12},
-                      // a uniform picture: nothing decides
-                      Guess{"wide.png", kLayout2D, 1}));
+    ::testing::Values(
+        Guess{"sbs_scene.mkv", kLayoutParallel, 10}, Guess{"sbs_valley.mkv", kLayoutParallel, 10},
+        Guess{"ab_scene.mkv", kLayoutAboveBelow, 10}, Guess{"ab_valley.mkv", kLayoutAboveBelow, 10},
+        // views stacked 5 % of their height out of line, either way
+        Guess{"ab_raised.mkv", kLayoutAboveBelow, 10},
+        Guess{"ab_lowered.mkv", kLayoutAboveBelow, 10}, Guess{"flat_valley.mkv", kLayout2D, 10},
+        Guess{"flat_cells.mkv", kLayout2D, 10},
+        // side by side in frames 0-7, above/below in 8-11: the sample at 9 decides
+        Guess{"sbs_then_ab.mkv", kLayoutAboveBelow, 12},
+        // a uniform picture: nothing decides
+        Guess{"wide.png", kLayout2D, 1}));
 
 TEST(LayoutGuessOpening, LeavesTheLastSampleAndItsSplitInTheFrameBuffers) {
   RecordingSink sink;

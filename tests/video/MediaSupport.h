@@ -9,17 +9,20 @@
 #include <string>
 #include <vector>
 
-#include "support/TestSupport.h"
 #include "image/cDIBSection.h"
+#include "support/TestSupport.h"
 
 namespace qv::test {
 
-inline std::string Media(const std::string& name) { return std::string(QUORVEX_TEST_MEDIA) + "/" + name; }
+inline std::string Media(const std::string& name) {
+  return std::string(QUORVEX_TEST_MEDIA) + "/" + name;
+}
 
 // The frames of a raw reference file as pictures.
 inline std::vector<DibRef> ReadReference(const std::string& name, int32_t width, int32_t height) {
   std::ifstream in(Media(name), std::ios::binary);
-  const std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  const std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(in)),
+                                   std::istreambuf_iterator<char>());
   const size_t frameBytes = static_cast<size_t>(width) * height * 3;
   std::vector<DibRef> frames;
   for (size_t at = 0; at + frameBytes <= bytes.size(); at += frameBytes) {

@@ -21,7 +21,9 @@ struct Clip {
   int32_t width, height, frames;
 };
 
-void PrintTo(const Clip& clip, std::ostream* os) { *os << clip.file; }
+void PrintTo(const Clip& clip, std::ostream* os) {
+  *os << clip.file;
+}
 
 DibRef NewFrame() {
   auto frame = std::make_shared<cDIBSection>();
@@ -29,7 +31,9 @@ DibRef NewFrame() {
   return frame;
 }
 
-int64_t Seeks() { return gVideo.FrameGetter ? gVideo.FrameGetter->SeekCount() : -1; }
+int64_t Seeks() {
+  return gVideo.FrameGetter ? gVideo.FrameGetter->SeekCount() : -1;
+}
 
 class LosslessClips : public ::testing::TestWithParam<Clip> {
  protected:
@@ -155,8 +159,8 @@ INSTANTIATE_TEST_SUITE_P(Containers, LossyClips,
                          ::testing::Values("mpeg2.mpg", "mpeg2.ts", "wmv2.wmv", "sound.mp4"));
 
 TEST(VideoReaderBadInput, FilesWithoutPicturesAreReportedAndNothingStaysOpen) {
-  for (const std::string name : {"empty.avi", "random.avi", "truncated.mp4", "audio_only.wav",
-                                 "no_such_file.avi"}) {
+  for (const std::string name :
+       {"empty.avi", "random.avi", "truncated.mp4", "audio_only.wav", "no_such_file.avi"}) {
     SCOPED_TRACE(name);
     RecordingSink sink;
     PlaybackRequest request;
