@@ -38,7 +38,7 @@ int ComposeOne(PlaybackRequest& request, int32_t offset) {
   }
   DibRef& source = gFrames.SourceFrame;
   source = std::make_shared<cDIBSection>();
-  if (!source->Create(gVideo.FrameFormat.biWidth, gVideo.FrameFormat.biHeight)) {
+  if (!source->CreateToOverwrite(gVideo.FrameFormat.biWidth, gVideo.FrameFormat.biHeight)) {
     return Fail("no memory for frames of this size");
   }
   if (!FetchFrame(gVideo.StreamStart + offset, *source)) {
