@@ -26,7 +26,7 @@ void cImageProcessDIB::AssessBright(const cDIBSection& cTo, double& lAmount) {
   const uint32_t start = StartTick();
   const int32_t W = cTo.Width();
   const int32_t H = cTo.Height();
-  const PixelGrid grid = cTo.Grid();
+  const PixelGrid grid = cTo.ReadGrid();
   lAmount = 0.0;
   RaiseInitProgress(W - 1);
   int64_t sum = 0;
@@ -46,7 +46,7 @@ void cImageProcessDIB::AssessRGB(const cDIBSection& cTo, double& RAmount, double
   const uint32_t start = StartTick();
   const int32_t W = cTo.Width();
   const int32_t H = cTo.Height();
-  const PixelGrid grid = cTo.Grid();
+  const PixelGrid grid = cTo.ReadGrid();
   RAmount = GAmount = BAmount = 0.0;
   RaiseInitProgress(W - 1);
   int64_t red = 0, green = 0, blue = 0;
@@ -165,12 +165,12 @@ void cImageProcessDIB::FindCropRegion(const cDIBSection& cTo, int32_t& cLeft, in
   const uint32_t start = StartTick();
   const int32_t W = cTo.Width();
   const int32_t H = cTo.Height();
-  const PixelGrid grid = cTo.Grid();
+  const PixelGrid grid = cTo.ReadGrid();
   RaiseInitProgress(W - 1);
 
   // A byte of the picture; positions outside it are the caller's error.
   auto byteAt = [&](int64_t column, int64_t row) -> int32_t {
-    if (grid.Empty() || column < 0 || row < 0 || column >= grid.stride || row >= H) {
+    if (grid.Empty() || column < 0 || row < 0 || column >= 3 * int64_t{W} || row >= H) {
       throw err::SubscriptOutOfRange();
     }
     return grid.MemoryRow(static_cast<int32_t>(row))[column];

@@ -103,7 +103,7 @@ void cImageProcessDIB::Correlate(const cDIBSection& cTo, const Array2D<T>& Array
     return;
   }
   if (!ArrayName.Covers(3 * static_cast<int64_t>(W) - 1, H - 1)) throw err::SubscriptOutOfRange();
-  const PixelGrid grid = cTo.Grid();
+  const PixelGrid grid = cTo.ReadGrid();
 
   if constexpr (std::is_integral_v<T>) {
     // Every term is >= 0, so the running sum only grows: it passes the 32-bit limit exactly when

@@ -69,6 +69,7 @@ struct VideoFile::Impl {
   bool needKey = true;         // after a reposition, frames up to the first key frame are dropped
   bool demuxEnded = false;
   bool decodable = false;
+  int32_t requested = -1;  // the number Decode was last asked for, until Deliver
   int64_t seeks = 0;
 
   ~Impl() {
@@ -251,7 +252,9 @@ struct VideoFile::Impl {
         std::clamp<int64_t>(frames, 0, std::numeric_limits<int32_t>::max()));
   }
 
-  bool Read(int32_t index, uint8_t* bits, int32_t stride, int32_t w, int32_t h) {
+  // Decodes up to the first frame numbered `index` or later and keeps it pending.
+  bool Decode(int32_t index) {
+    requested = -1;
     if (index < 0) return false;
     const int32_t next = pendingValid ? pendingIndex : lastIndex + 1;
     if (!positionValid || index < next || WorthSeekingForward(next, index)) {
@@ -259,16 +262,21 @@ struct VideoFile::Impl {
     }
     for (;;) {
       if (!pendingValid && !Take()) return false;
-      if (pendingIndex < index) {
-        pendingValid = false;
-        continue;
-      }
-      // A frame numbered past `index` (a gap in the timestamps) stands in for it and stays
-      // pending for its own number.
-      const bool ok = converter.Convert(*frame, bits, stride, w, h);
-      if (pendingIndex == index) pendingValid = false;
-      return ok;
+      if (pendingIndex >= index) break;
+      pendingValid = false;
     }
+    requested = index;
+    return true;
+  }
+
+  bool Deliver(uint8_t* bits, int32_t stride, int32_t w, int32_t h) {
+    if (requested < 0 || !pendingValid) return false;
+    const bool ok = converter.Convert(*frame, bits, stride, w, h);
+    // A frame numbered past the one asked for (a gap in the timestamps) stood in for it and stays
+    // pending for its own number.
+    if (pendingIndex == requested) pendingValid = false;
+    requested = -1;
+    return ok;
   }
 };
 
@@ -413,9 +421,17 @@ int64_t VideoFile::SeekCount() const {
   return impl_ ? impl_->seeks : 0;
 }
 
+bool VideoFile::DecodeFrame(int32_t index) {
+  return impl_ != nullptr && impl_->decodable && impl_->Decode(index);
+}
+
+bool VideoFile::DeliverFrame(uint8_t* bits, int32_t stride, int32_t width, int32_t height) {
+  return impl_ != nullptr && impl_->decodable && impl_->Deliver(bits, stride, width, height);
+}
+
 bool VideoFile::ReadFrame(int32_t index, uint8_t* bits, int32_t stride, int32_t width,
                           int32_t height) {
-  return impl_ != nullptr && impl_->decodable && impl_->Read(index, bits, stride, width, height);
+  return DecodeFrame(index) && DeliverFrame(bits, stride, width, height);
 }
 
 }  // namespace qv

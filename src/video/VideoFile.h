@@ -53,6 +53,11 @@ class VideoFile {
   // rows bottom-up and `stride` bytes apart (see FrameConverter). False when the frame cannot be
   // delivered.
   bool ReadFrame(int32_t index, uint8_t* bits, int32_t stride, int32_t width, int32_t height);
+  // The same in two steps, for callers that want the destination only once there is a frame to
+  // write: DecodeFrame decodes up to frame `index` (false when it cannot be reached), and
+  // DeliverFrame then converts it into the picture memory.
+  bool DecodeFrame(int32_t index);
+  bool DeliverFrame(uint8_t* bits, int32_t stride, int32_t width, int32_t height);
 
   // How many times the file has been repositioned since it was opened (for tests and benchmarks).
   int64_t SeekCount() const;

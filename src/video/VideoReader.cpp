@@ -61,14 +61,17 @@ void CloseVideo() {
 bool FetchFrame(int32_t frame, cDIBSection& into) {
   VideoFile* file = gVideo.FrameGetter.get();
   const BitmapInfoHeader& format = gVideo.FrameFormat;
-  if (file == nullptr || into.DIBSectionBitsPtr() == nullptr || into.Width() != format.biWidth ||
-      into.Height() != format.biHeight) {
+  if (file == nullptr || into.Width() != format.biWidth || into.Height() != format.biHeight ||
+      into.Width() <= 0 || into.Height() <= 0) {
     return false;
   }
   const int64_t offset = int64_t{frame} - gVideo.StreamStart;
   if (offset < 0 || offset >= gVideo.StreamLength) return false;
-  return file->ReadFrame(static_cast<int32_t>(offset), into.DIBSectionBitsPtr(),
-                         into.BytesPerScanLine(), into.Width(), into.Height());
+  if (!file->DecodeFrame(static_cast<int32_t>(offset))) return false;
+  // Every pixel is written: memory the picture shares with views cut from it is replaced, not
+  // copied (the views keep the previous frame).
+  return file->DeliverFrame(into.BitsForOverwrite(), into.BytesPerScanLine(), into.Width(),
+                            into.Height());
 }
 
 PackedFrameGetter::PackedFrameGetter(VideoFile& file, const BitmapInfoHeader& format)

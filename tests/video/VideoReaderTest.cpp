@@ -6,6 +6,8 @@
 #include <vector>
 
 #include "MediaSupport.h"
+#include "image/FrameBuffers.h"
+#include "stereo/LoadPics.h"
 #include "video/VideoReader.h"
 
 namespace qv {
@@ -111,6 +113,22 @@ TEST(VideoReaderSeeking, OnlyJumpsBackOrPastAKeyFrameSeek) {
   fetch(22);
   fetch(29);
   EXPECT_EQ(Seeks(), 2);
+  CloseVideo();
+}
+
+TEST(VideoReaderSharing, ANewFrameLeavesViewsCutFromThePreviousOneAsTheyWere) {
+  RecordingSink sink;
+  PlaybackRequest request;
+  request.FileName = Media("ffv1.mkv");
+  ASSERT_TRUE(OpenVideo(request));
+  const auto references = test::ReadReference("ffv1.bgr", 160, 120);
+  gFrames.SourceFrame = NewFrame();
+  ASSERT_TRUE(FetchFrame(2, *gFrames.SourceFrame));
+  LoadJPS(0, false);  // the views share the frame's memory
+  ASSERT_TRUE(FetchFrame(3, *gFrames.SourceFrame));
+  EXPECT_TRUE(test::SamePicture(*gFrames.SourceFrame, *references[3]));
+  EXPECT_TRUE(test::SamePicture(*gFrames.StereoViews[0], *references[2]->Crop(120, 80, 0, 0)));
+  EXPECT_TRUE(test::SamePicture(*gFrames.StereoViews[1], *references[2]->Crop(120, 80, 80, 0)));
   CloseVideo();
 }
 
