@@ -14,7 +14,7 @@ build: deps
 	cmake --build build -j $(JOBS)
 
 run: build
-	./build/quorvex --help
+	scripts/run.sh
 
 test: deps
 	$(MAKE) test-plain test-asan test-fuzz
