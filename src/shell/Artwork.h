@@ -6,6 +6,8 @@
 #include <QPixmap>
 #include <QRect>
 
+class QPainter;
+
 namespace qv {
 
 // The control bar's picture and where its areas are, in the picture's pixels.
@@ -15,6 +17,10 @@ struct ControlBarArt {
 };
 
 ControlBarArt DrawControlBar(int width, int height, qreal devicePixelRatio = 1.0);
+
+// The main window's background picture, drawn into `area`: red/cyan glasses over a dark
+// backdrop, with the program's name and how to open a video.
+void DrawBackdrop(QPainter& painter, const QRect& area);
 
 // The icon of a glasses type (1 ... 7; anything else gives a plain frame).
 QIcon GlassesIcon(int glassesType, int size = 32);
