@@ -95,7 +95,7 @@ FrmMain::FrmMain(QWidget* parent)
   QPalette black = pictureArea_->palette();
   black.setColor(QPalette::Window, QColor(0x14, 0x16, 0x1a));
   pictureArea_->setPalette(black);
-  pictureArea_->setMinimumSize(320, 200);
+  pictureArea_->setMinimumSize(160, 90);
   pictureArea_->installEventFilter(this);
   setCentralWidget(pictureArea_);
   backImage_ = new BackImageWidget(pictureArea_);
