@@ -5,6 +5,7 @@
 #include <QIcon>
 #include <QPixmap>
 #include <QRect>
+#include <QString>
 
 class QPainter;
 
@@ -18,9 +19,11 @@ struct ControlBarArt {
 
 ControlBarArt DrawControlBar(int width, int height, qreal devicePixelRatio = 1.0);
 
-// The main window's background picture, drawn into `area`: red/cyan glasses over a dark
-// backdrop, with the program's name and how to open a video.
+// The dark backdrop of the main window's picture area.
 void DrawBackdrop(QPainter& painter, const QRect& area);
+// The main window's background picture, drawn over the backdrop: red/cyan glasses with a title
+// and a hint under them.
+void DrawWelcome(QPainter& painter, const QRect& area, const QString& title, const QString& hint);
 
 // The icon of a glasses type (1 ... 7; anything else gives a plain frame).
 QIcon GlassesIcon(int glassesType, int size = 32);

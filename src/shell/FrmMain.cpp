@@ -69,18 +69,43 @@ QString DefaultChooser(QWidget* parent, const QString& filter) {
   return QFileDialog::getOpenFileName(parent, QObject::tr("Open Video"), QString(), filter);
 }
 
-// The background picture: what the window shows when nothing plays.
-class BackImageWidget : public QWidget {
+// The area that windowed plays are drawn in, dark when nothing covers it.
+class PictureAreaWidget : public QWidget {
  public:
-  explicit BackImageWidget(QWidget* parent) : QWidget(parent) {
-    setAttribute(Qt::WA_OpaquePaintEvent);
-  }
+  using QWidget::QWidget;
 
  protected:
   void paintEvent(QPaintEvent*) override {
     QPainter p(this);
     DrawBackdrop(p, rect());
   }
+};
+
+// The background picture: what the window shows when nothing plays.
+class BackImageWidget : public QWidget {
+ public:
+  explicit BackImageWidget(QWidget* parent) : QWidget(parent) { ShowFile(QString()); }
+
+  void ShowFile(const QString& file) {
+    if (file.isEmpty()) {
+      title_ = QStringLiteral("Quorvex");
+      hint_ = QObject::tr("Drop a video here, or choose File \u203a Open");
+    } else {
+      title_ = QFileInfo(file).fileName();
+      hint_ = QObject::tr("Press Play, or drop another video here");
+    }
+    update();
+  }
+
+ protected:
+  void paintEvent(QPaintEvent*) override {
+    QPainter p(this);
+    DrawWelcome(p, rect(), title_, hint_);
+  }
+
+ private:
+  QString title_;
+  QString hint_;
 };
 
 }  // namespace
@@ -90,11 +115,7 @@ FrmMain::FrmMain(QWidget* parent)
   setWindowTitle(QString::fromUtf8(kAppName));
   setAcceptDrops(true);
 
-  pictureArea_ = new QWidget(this);
-  pictureArea_->setAutoFillBackground(true);
-  QPalette black = pictureArea_->palette();
-  black.setColor(QPalette::Window, QColor(0x14, 0x16, 0x1a));
-  pictureArea_->setPalette(black);
+  pictureArea_ = new PictureAreaWidget(this);
   pictureArea_->setMinimumSize(160, 90);
   pictureArea_->installEventFilter(this);
   setCentralWidget(pictureArea_);
@@ -204,6 +225,7 @@ void FrmMain::Open_File(const QString& fileName) {
       if (!LayoutName(layout).isEmpty()) CheckFormat(FormatOfLayout(layout));
       gui_->Update_GUI();
     }
+    static_cast<BackImageWidget*>(backImage_)->ShowFile(currentFile_);
     setWindowTitle("Quorvex - " + currentFile_);
   } catch (const std::exception& e) {
     MsgBox("An error occurred in Open_File. " + DescribeError(e));

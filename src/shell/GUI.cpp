@@ -20,9 +20,6 @@ namespace qv {
 
 namespace {
 
-constexpr int kPictureHeight = 48;
-constexpr int kProgressHeight = 8;
-
 // x > left, x < left + width, y > top, y < top + height: a point on the edge is outside.
 bool StrictlyInside(const QRect& r, QPoint p) {
   return p.x() > r.left() && p.x() < r.left() + r.width() && p.y() > r.top() &&
@@ -36,9 +33,9 @@ class ControlBarPicture : public QWidget {
  public:
   explicit ControlBarPicture(GUI& bar) : QWidget(&bar), bar_(bar) {
     setMouseTracking(true);
-    setFixedHeight(kPictureHeight);
+    setFixedHeight(GUI::kPictureHeight);
     setMinimumWidth(240);
-    art_ = DrawControlBar(240, kPictureHeight);
+    art_ = DrawControlBar(240, GUI::kPictureHeight);
   }
 
   const ControlBarArt& Art() const { return art_; }

@@ -24,6 +24,9 @@ class GUI : public QWidget {
  public:
   // The areas of the picture that answer a click.
   enum class Area { None, Move, Play, Stop, Full, Open };
+  // The picture fills the bar under a thin progress bar.
+  static constexpr int kPictureHeight = 48;
+  static constexpr int kProgressHeight = 8;
 
   explicit GUI(FrmMain& main);
   ~GUI() override;

@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QPalette>
+#include <QScreen>
 #include <QStyleFactory>
 #include <QTimer>
 
@@ -113,6 +114,12 @@ int RunPlayer(int argc, char** argv, const std::string& file) {
     BltSurface().SetTarget(main.PictureArea());
     SetDisplaySurface(SurfaceKind::Blit, &BltSurface());
 
+    // The window and the bar under it start in the middle of the screen.
+    if (const QScreen* primary = QGuiApplication::primaryScreen()) {
+      const QRect free = primary->availableGeometry();
+      main.move(free.center() -
+                QPoint(main.width() / 2, (main.height() + main.Gui().height()) / 2));
+    }
     main.show();
     main.Gui().show();
     main.GUI_Track();
