@@ -156,6 +156,26 @@ TEST_F(PlayerEndToEnd, PlaysASideBySideClipAsARedCyanAnaglyphUntilStopped) {
   const QImage after = Screenshot("player-stopped.png");
   EXPECT_LT(CountPixels(after, qRgb(255, 0, 0)), box / 10);
 
+  // Full during a play stops it and plays on full screen from where it stood; a click in the
+  // picture stops that play.
+  ClickBar(&ControlBarArt::play);
+  QTest::qWait(500);
+  ClickBar(&ControlBarArt::full);
+  QTest::qWait(1000);
+  const QImage fullscreen = Screenshot("player-fullscreen.png");
+  EXPECT_GE(CountPixels(fullscreen, qRgb(255, 0, 0)), 4 * box);
+  EXPECT_GE(CountPixels(fullscreen, qRgb(0, 255, 255)), 4 * box);
+  Xdo({"mousemove", QString::number(fullscreen.width() / 2),
+       QString::number(fullscreen.height() / 2), "click", "1"});
+  QTest::qWait(500);
+  const QString afterFull = NameOf(WaitForWindow("^Toolbar"));
+  EXPECT_TRUE(QRegularExpression("^Toolbar \\(0:0:[2-8] / 0:0:8\\)$").match(afterFull).hasMatch())
+      << afterFull.toStdString();
+  QTest::qWait(500);
+  EXPECT_EQ(NameOf(WaitForWindow("^Toolbar")), afterFull) << "the bar moves on after the stop";
+  const QImage afterFullShot = Screenshot("player-after-fullscreen.png");
+  EXPECT_LT(CountPixels(afterFullShot, qRgb(255, 0, 0)), box / 10);
+
   // Ctrl+Q is File>Exit.
   Xdo({"windowfocus", "--sync", main});
   Xdo({"key", "ctrl+q"});
