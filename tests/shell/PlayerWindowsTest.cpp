@@ -166,21 +166,7 @@ TEST_F(PlayerWindows, MenusHaveTheirItemsInOrderAndStartWith2DAndTheControlBarCh
   }
 }
 
-TEST_F(PlayerWindows, OpenWithAnEmptyNameForgetsTheFile) {
-  chosen = "";
-  Item("&File", "Open")->trigger();
-  EXPECT_EQ(chooserCalls, 1);
-  EXPECT_EQ(sink.Texts(), (std::vector<std::string>{"Filename does not contain a valid extension.",
-                                                    "Unable to open AVI file.",
-                                                    "This video appears to be " + kLayoutTail}));
-  EXPECT_TRUE(main.CurrentFile().isEmpty());
-  EXPECT_EQ(main.windowTitle(), "Quorvex - ");
-  EXPECT_EQ(main.Gui().ProgressBar1()->maximum(), 1);
-  EXPECT_EQ(main.Gui().windowTitle(), "Toolbar");
-  EXPECT_TRUE(Item("Format", "2D")->isChecked());
-}
-
-TEST_F(PlayerWindows, OpenChecksTheGuessedLayoutAndShowsTheFile) {
+TEST_F(PlayerWindows, OpenChecksTheGuessedLayoutOrForgetsAFileThatDoesNotOpen) {
   for (const auto& [clip, caption] : {std::pair{"sbs_scene.mkv", "Parallel"},
                                       {"ab_scene.mkv", "Above/Below"},
                                       {"flat_valley.mkv", "2D"}}) {
@@ -193,6 +179,19 @@ TEST_F(PlayerWindows, OpenChecksTheGuessedLayoutAndShowsTheFile) {
     EXPECT_EQ(main.Gui().ProgressBar1()->maximum(), 10);
     EXPECT_EQ(main.Gui().windowTitle(), "Toolbar (0:0:0 / 0:0:0)");
   }
+
+  // Nothing chosen in the file dialog: an open with an empty name.
+  sink.messages.clear();
+  Item("&File", "Open")->trigger();
+  EXPECT_EQ(chooserCalls, 1);
+  EXPECT_EQ(sink.Texts(), (std::vector<std::string>{"Filename does not contain a valid extension.",
+                                                    "Unable to open AVI file.",
+                                                    "This video appears to be " + kLayoutTail}));
+  EXPECT_TRUE(main.CurrentFile().isEmpty());
+  EXPECT_EQ(main.windowTitle(), "Quorvex - ");
+  EXPECT_EQ(main.Gui().ProgressBar1()->maximum(), 1);
+  EXPECT_EQ(main.Gui().windowTitle(), "Toolbar");
+  EXPECT_TRUE(Item("Format", "2D")->isChecked());
 }
 
 TEST_F(PlayerWindows, PlayBuildsTheRequestFromTheMenusTheGlassesAndTheBar) {
@@ -206,22 +205,18 @@ TEST_F(PlayerWindows, PlayBuildsTheRequestFromTheMenusTheGlassesAndTheBar) {
   Item("Play", "Start")->trigger();
   ASSERT_EQ(requests.size(), 1u);
   const PlaybackRequest& r = requests[0];
-  EXPECT_EQ(r.FileName, Media("sbs_scene.mkv"));
-  EXPECT_EQ(r.AudioFile, Media("sbs_scene.mkv"));
-  EXPECT_EQ(r.InputFormat, 5);
-  EXPECT_EQ(r.OutputMethod, 3);
-  EXPECT_FALSE(r.Fullscreen);
-  EXPECT_EQ(r.StartOffset, 3);
-  EXPECT_EQ(r.ResizeFactor, 1.0);
-  EXPECT_FALSE(r.OptionFlagA || r.OptionFlagB);
+  EXPECT_EQ(std::tuple(r.FileName, r.AudioFile),
+            std::tuple(Media("sbs_scene.mkv"), Media("sbs_scene.mkv")));
+  EXPECT_EQ(std::tuple(r.InputFormat, r.OutputMethod, r.Fullscreen, r.StartOffset),
+            std::tuple(5, 3, false, 3));
+  EXPECT_EQ(std::tuple(r.ResizeFactor, r.OptionFlagA, r.OptionFlagB, r.FrameRate),
+            std::tuple(1.0, false, false, 24.0));
   EXPECT_EQ(std::tuple(r.RepeatMode, r.AudioSource, r.AudioSync, r.UseStreamRate, r.OptionMode),
             std::tuple(0, 3, 1, 1, 0));
-  EXPECT_EQ(r.FrameRate, 24.0);
-  EXPECT_TRUE(timerDuringPlay);
-  EXPECT_FALSE(backImageDuringPlay);
-  EXPECT_FALSE(main.Gui().Progress_Timer()->isActive());
+  // The bar plays and the background picture is off while the session runs, not after it.
+  EXPECT_EQ(std::tuple(timerDuringPlay, backImageDuringPlay), std::tuple(true, false));
+  EXPECT_FALSE(main.Gui().Progress_Timer()->isActive() || main.Gui().IsPlayingState());
   EXPECT_TRUE(main.BackImage()->isVisible());
-  EXPECT_FALSE(main.Gui().IsPlayingState());
 
   // Full screen takes the glasses' full-screen method; glasses the table lacks keep the last one.
   gDisplay.GlassesType = 7;
@@ -246,10 +241,10 @@ TEST_F(PlayerWindows, PlayBuildsTheRequestFromTheMenusTheGlassesAndTheBar) {
 
 TEST_F(PlayerWindows, BarCaptionShowsPositionAndLengthAsHoursMinutesSeconds) {
   gVideo.StreamFrameRate = 25;
-  EXPECT_EQ(GUI::FormatTime(65 * 25), "0:1:5");
-  EXPECT_EQ(GUI::FormatTime(3 * 3600 * 25 + 25 * 61), "3:1:1");
-  EXPECT_EQ(GUI::FormatTime(12.5), "0:0:0");  // half a second rounds to the even 0
-  EXPECT_EQ(GUI::FormatTime(37.5), "0:0:2");
+  // Half seconds round to the even second.
+  EXPECT_EQ(QStringList({GUI::FormatTime(65 * 25), GUI::FormatTime(3 * 3600 * 25 + 25 * 61),
+                         GUI::FormatTime(12.5), GUI::FormatTime(37.5)}),
+            QStringList({"0:1:5", "3:1:1", "0:0:0", "0:0:2"}));
   gVideo.FrameCount = 250;
   main.Gui().SetMaximum(250);
   main.Gui().SetPosition(125);
@@ -285,7 +280,7 @@ TEST_F(PlayerWindows, BarAreasAnswerOnlyStrictlyInsideTheirEdges) {
   }
 }
 
-TEST_F(PlayerWindows, BarButtonsDoTheirCommands) {
+TEST_F(PlayerWindows, BarButtonsDoTheirCommandsAndClosingOnlyHidesTheBar) {
   GUI& bar = main.Gui();
   const ControlBarArt art = bar.Art();
   ClickArea(art.play);
@@ -302,6 +297,12 @@ TEST_F(PlayerWindows, BarButtonsDoTheirCommands) {
   EXPECT_EQ(bar.frameGeometry().topLeft(), main.frameGeometry().bottomLeft() + QPoint(0, 1));
   EXPECT_TRUE(requests.empty());
 
+  // Closing the bar hides it; View>Control Bar brings it back.
+  bar.close();
+  EXPECT_FALSE(bar.isVisible() || Item("View", "Control Bar")->isChecked());
+  Item("View", "Control Bar")->trigger();
+  EXPECT_TRUE(bar.isVisible() && Item("View", "Control Bar")->isChecked());
+
   // Full while stopped plays at once; during a play it stops that first, and the new play
   // starts where the old one stood.
   gSession.StopRequested = false;
@@ -313,6 +314,14 @@ TEST_F(PlayerWindows, BarButtonsDoTheirCommands) {
   EXPECT_EQ(std::tuple(requests[0].Fullscreen, stopsSeen[0]), std::tuple(true, false));
   EXPECT_EQ(std::tuple(requests[1].Fullscreen, stopsSeen[1], requests[1].StartOffset),
             std::tuple(true, true, 6));
+
+  // Resizing the window docks the bar again; the background picture leaves half an inch free.
+  bar.move(bar.pos() + QPoint(70, 90));
+  main.resize(main.width() + 40, main.height() + 30);
+  EXPECT_EQ(bar.frameGeometry().topLeft(), main.frameGeometry().bottomLeft() + QPoint(0, 1));
+  EXPECT_EQ(main.BackImage()->geometry(),
+            QRect(0, 0, main.PictureArea()->width(),
+                  main.PictureArea()->height() - CLng(720 / screen.TwipsPerPixelY())));
 }
 
 TEST_F(PlayerWindows, PressOnTheProgressBarSeeksOnlyWithAFile) {
@@ -334,22 +343,6 @@ TEST_F(PlayerWindows, PressOnTheProgressBarSeeksOnlyWithAFile) {
   gSession.CurrentFrame = 8;
   QTRY_COMPARE(progress->value(), 8);
   bar.CTRL_Stop();
-}
-
-TEST_F(PlayerWindows, ClosingTheBarHidesItAndTheViewItemBringsItBack) {
-  QAction* item = Item("View", "Control Bar");
-  main.Gui().close();
-  EXPECT_FALSE(main.Gui().isVisible());
-  EXPECT_FALSE(item->isChecked());
-  item->trigger();
-  EXPECT_TRUE(main.Gui().isVisible());
-  EXPECT_TRUE(item->isChecked());
-  main.resize(main.width() + 40, main.height() + 30);
-  QCoreApplication::processEvents();
-  EXPECT_EQ(main.Gui().pos(), main.frameGeometry().bottomLeft() + QPoint(0, 1));
-  EXPECT_EQ(main.BackImage()->geometry(),
-            QRect(0, 0, main.PictureArea()->width(),
-                  main.PictureArea()->height() - CLng(720 / screen.TwipsPerPixelY())));
 }
 
 TEST_F(PlayerWindows, StatisticsAndHelpOpenFromTheMenus) {
@@ -388,21 +381,7 @@ TEST_F(PlayerWindows, DroppedDirectoriesAndNonVideosGiveMessagesAndAreForgotten)
   EXPECT_EQ(main.CurrentFile().toStdString(), Media("sbs_scene.mkv"));
 }
 
-TEST_F(PlayerWindows, APlayRunsToTheEndAndTheBarStopsOnItsLastFrame) {
-  UseRealSessions();
-  main.Open_File(QString::fromStdString(Media("sbs_scene.mkv")));
-  sink.messages.clear();
-  Item("Play", "Start")->trigger();
-  EXPECT_TRUE(sink.messages.empty()) << sink.Texts().front();
-  EXPECT_FALSE(SessionRunning());
-  EXPECT_EQ(gSession.CurrentFrame, 9);
-  EXPECT_EQ(main.Gui().ProgressBar1()->value(), 9);
-  EXPECT_FALSE(main.Gui().Progress_Timer()->isActive());
-  EXPECT_TRUE(main.BackImage()->isVisible());
-  EXPECT_GT(gSession.StageTimes[0], 0.0f);
-}
-
-TEST_F(PlayerWindows, AFileThatDisappearsBeforePlayGivesAMessageAndNoPlay) {
+TEST_F(PlayerWindows, AVanishedFileOrNonsenseSettingsGiveAMessageAndThePlayerGoesOn) {
   UseRealSessions();
   const std::string copy = dir.File("clip.mkv");
   std::filesystem::copy_file(Media("sbs_scene.mkv"), copy);
@@ -414,24 +393,21 @@ TEST_F(PlayerWindows, AFileThatDisappearsBeforePlayGivesAMessageAndNoPlay) {
   EXPECT_EQ(sink.Texts()[0].rfind("An error occurred in OpenVideo. ", 0), 0u) << sink.Texts()[0];
   EXPECT_FALSE(main.Gui().IsPlayingState());
   EXPECT_TRUE(main.BackImage()->isVisible());
-}
 
-TEST_F(PlayerWindows, SettingsEditedIntoNonsenseLeaveTheGlassesUnknownAndThePlaySaysSo) {
-  UseRealSessions();
+  // Settings edited into nonsense leave the glasses unknown, so a fresh window has no method.
   std::ofstream(dir.File("Quorvex.conf")) << "[3D]\nGlasses=banana\n\x01\x02=[[\n[DX7\nRes=huge\n";
   SettingsStore store(dir.File("Quorvex.conf"));
   DisplaySettingsModel model;
   gDisplay.GlassesType = 0;
   StartEngine(store, model);
-  GlassesSet dialog(model, store, &main);
+  GlassesSet dialog(model, store);
   EXPECT_EQ(gDisplay.GlassesType, 0);
-  main.Open_File(QString::fromStdString(Media("sbs_scene.mkv")));
+  FrmMain fresh;
+  fresh.Open_File(QString::fromStdString(Media("sbs_scene.mkv")));
   sink.messages.clear();
-  main.Video_Play(false);
-  ASSERT_FALSE(sink.messages.empty());
-  EXPECT_EQ(sink.Texts()[0], "Invalid output format.0");
+  fresh.Video_Play(false);
+  EXPECT_EQ(sink.Texts().at(0), "Invalid output format.0");
   EXPECT_FALSE(SessionRunning());
-  EXPECT_TRUE(main.isVisible());
 }
 
 TEST_F(PlayerWindows, ADropDuringAPlayStopsItBeforeTheFileIsOpened) {
