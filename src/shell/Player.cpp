@@ -1,6 +1,7 @@
 #include "shell/Player.h"
 
 #include <QApplication>
+#include <QFileInfo>
 #include <QPalette>
 #include <QScreen>
 #include <QStyleFactory>
@@ -124,7 +125,8 @@ int RunPlayer(int argc, char** argv, const std::string& file) {
     main.Gui().show();
     main.GUI_Track();
     if (!file.empty()) {
-      const QString name = QString::fromStdString(file);
+      // Dropped files come with their full path; so does this one.
+      const QString name = QFileInfo(QString::fromStdString(file)).absoluteFilePath();
       QTimer::singleShot(0, &main, [&main, name] { main.DropFile(name); });
     }
     status = QApplication::exec();
