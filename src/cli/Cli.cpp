@@ -1,5 +1,6 @@
 #include "cli/Cli.h"
 
+#include <filesystem>
 #include <iostream>
 #include <string>
 #include <string_view>
@@ -9,6 +10,7 @@
 #include "cli/Commands.h"
 #include "cli/DemoClip.h"
 #include "playback/Modes.h"
+#include "shell/Player.h"
 
 #ifndef QUORVEX_VERSION
 #define QUORVEX_VERSION "0.0.0"
@@ -53,6 +55,15 @@ void PrintHelp(std::ostream& out) {
          "  --codec NAME               (convert) video encoder\n";
 }
 
+// Anything that is not a command and exists, or looks like a path or a file name with an
+// extension, is a file for the player; other words are mistyped commands.
+bool NamesAFile(std::string_view argument) {
+  if (argument.empty() || argument[0] == '-') return false;
+  std::error_code ignored;
+  return std::filesystem::exists(std::string(argument), ignored) ||
+         argument.find_first_of("/.") != std::string_view::npos;
+}
+
 }  // namespace
 
 int Run(int argc, char** argv) {
@@ -79,14 +90,17 @@ int Run(int argc, char** argv) {
     std::cout << out << "\n";
     return 0;
   }
-  if (command.empty()) {
-    std::cerr << "quorvex: the player window is not part of this build yet.\n\n";
-    PrintHelp(std::cerr);
-    return 2;
-  }
+  if (command.empty()) return RunPlayer(argc, argv, "");
   const std::vector<std::string> rest(argv + 2, argv + argc);
   if (command == "detect") return RunDetect(rest);
   if (command == "render") return RunRender(rest);
+  if (NamesAFile(command)) {
+    if (argc > 2) {
+      std::cerr << "quorvex: the player opens one file\nTry 'quorvex --help'.\n";
+      return 2;
+    }
+    return RunPlayer(argc, argv, std::string(command));
+  }
   std::cerr << "quorvex: unknown command '" << command << "'\n"
             << "Try 'quorvex --help'.\n";
   return 2;

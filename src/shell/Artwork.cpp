@@ -1,8 +1,10 @@
 #include "shell/Artwork.h"
 
+#include <QFont>
 #include <QLinearGradient>
 #include <QPainter>
 #include <QPainterPath>
+#include <QRadialGradient>
 
 namespace qv {
 
@@ -129,6 +131,42 @@ ControlBarArt DrawControlBar(int width, int height, qreal devicePixelRatio) {
   return art;
 }
 
+void DrawBackdrop(QPainter& p, const QRect& area) {
+  QRadialGradient glow(area.center(), std::max(area.width(), area.height()) * 0.7);
+  glow.setColorAt(0, QColor(0x2a, 0x2f, 0x38));
+  glow.setColorAt(1, QColor(0x14, 0x16, 0x1a));
+  p.fillRect(area, glow);
+}
+
+void DrawWelcome(QPainter& p, const QRect& area, const QString& title, const QString& hint) {
+  p.save();
+  p.setRenderHint(QPainter::Antialiasing);
+  const int icon = std::clamp(std::min(area.width(), area.height()) / 3, 32, 128);
+  const int textHeight = icon / 2;
+  const int top = area.center().y() - (icon + textHeight) / 2;
+  p.drawPixmap(area.center().x() - icon / 2, top, GlassesIcon(5, icon).pixmap(icon, icon));
+
+  QFont titleFont = p.font();
+  titleFont.setPixelSize(std::max(12, icon / 5));
+  titleFont.setBold(true);
+  p.setFont(titleFont);
+  p.setPen(QColor(0xe8, 0xec, 0xf1));
+  const QRect titleRect(area.left() + 8, top + icon, area.width() - 16,
+                        titleFont.pixelSize() * 3 / 2);
+  p.drawText(titleRect, Qt::AlignCenter,
+             p.fontMetrics().elidedText(title, Qt::ElideMiddle, titleRect.width()));
+
+  QFont hintFont = p.font();
+  hintFont.setBold(false);
+  hintFont.setPixelSize(std::max(10, icon / 9));
+  p.setFont(hintFont);
+  p.setPen(QColor(0x9a, 0xa3, 0xaf));
+  p.drawText(
+      QRect(area.left() + 8, titleRect.bottom() + 2, area.width() - 16, hintFont.pixelSize() * 2),
+      Qt::AlignHCenter | Qt::AlignTop, hint);
+  p.restore();
+}
+
 QIcon GlassesIcon(int glassesType, int size) {
   QPixmap pixmap(size, size);
   pixmap.fill(Qt::transparent);
@@ -137,22 +175,38 @@ QIcon GlassesIcon(int glassesType, int size) {
   const qreal s = size;
   QColor left(40, 44, 52), right(40, 44, 52);
   switch (glassesType) {
-    case 1: case 2: case 3: left = right = QColor(30, 32, 38); break;  // shutter lenses
-    case 4: left = QColor(90, 160, 255); right = QColor(255, 160, 60); break;
-    case 5: left = QColor(220, 40, 40); right = QColor(30, 200, 210); break;
-    case 6: left = QColor(230, 200, 30); right = QColor(40, 80, 230); break;
-    case 7: left = right = QColor(118, 185, 0); break;
-    default: break;
+    case 1:
+    case 2:
+    case 3:
+      left = right = QColor(30, 32, 38);
+      break;  // shutter lenses
+    case 4:
+      left = QColor(90, 160, 255);
+      right = QColor(255, 160, 60);
+      break;
+    case 5:
+      left = QColor(220, 40, 40);
+      right = QColor(30, 200, 210);
+      break;
+    case 6:
+      left = QColor(230, 200, 30);
+      right = QColor(40, 80, 230);
+      break;
+    case 7:
+      left = right = QColor(118, 185, 0);
+      break;
+    default:
+      break;
   }
   const QRectF leftLens(s * 0.06, s * 0.32, s * 0.38, s * 0.34);
   const QRectF rightLens(s * 0.56, s * 0.32, s * 0.38, s * 0.34);
   p.setPen(QPen(QColor(20, 20, 24), s * 0.06));
+  p.setBrush(Qt::NoBrush);
+  p.drawArc(QRectF(s * 0.42, s * 0.36, s * 0.16, s * 0.16), 0, 180 * 16);  // bridge, under the rims
   p.setBrush(left);
   p.drawRoundedRect(leftLens, s * 0.1, s * 0.1);
   p.setBrush(right);
   p.drawRoundedRect(rightLens, s * 0.1, s * 0.1);
-  p.setBrush(Qt::NoBrush);
-  p.drawArc(QRectF(s * 0.42, s * 0.36, s * 0.16, s * 0.16), 0, 180 * 16);  // bridge
   if (glassesType >= 1 && glassesType <= 3) {
     // Shutter glasses carry a small receiver on the bridge.
     p.setPen(Qt::NoPen);

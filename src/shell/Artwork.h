@@ -5,6 +5,9 @@
 #include <QIcon>
 #include <QPixmap>
 #include <QRect>
+#include <QString>
+
+class QPainter;
 
 namespace qv {
 
@@ -15,6 +18,12 @@ struct ControlBarArt {
 };
 
 ControlBarArt DrawControlBar(int width, int height, qreal devicePixelRatio = 1.0);
+
+// The dark backdrop of the main window's picture area.
+void DrawBackdrop(QPainter& painter, const QRect& area);
+// The main window's background picture, drawn over the backdrop: red/cyan glasses with a title
+// and a hint under them.
+void DrawWelcome(QPainter& painter, const QRect& area, const QString& title, const QString& hint);
 
 // The icon of a glasses type (1 ... 7; anything else gives a plain frame).
 QIcon GlassesIcon(int glassesType, int size = 32);

@@ -1,0 +1,433 @@
+// The main window and the control bar on the offscreen platform. Plays either run a real session
+// on the blit surface, or hand their request to a recorder that stands in for the session.
+#include <gtest/gtest.h>
+
+#include <QAction>
+#include <QApplication>
+#include <QDesktopServices>
+#include <QDropEvent>
+#include <QListWidget>
+#include <QMenuBar>
+#include <QMimeData>
+#include <QProgressBar>
+#include <QTest>
+#include <QTimer>
+#include <QUrl>
+
+#include <filesystem>
+#include <fstream>
+
+#include "base/DisplayConfig.h"
+#include "base/Numbers.h"
+#include "display/QtSeams.h"
+#include "display/frmBltSurface.h"
+#include "playback/PlaySession.h"
+#include "playback/SessionState.h"
+#include "playback/Surfaces.h"
+#include "shell/DisplaySettingsModel.h"
+#include "shell/FrmMain.h"
+#include "shell/GUI.h"
+#include "shell/GlassesSet.h"
+#include "shell/Profiler.h"
+#include "shell/SettingsStore.h"
+#include "shell/Startup.h"
+#include "stereo/LoadPics.h"
+#include "video/MediaSupport.h"
+#include "video/VideoReader.h"
+
+namespace qv {
+namespace {
+
+using test::Media;
+
+}  // namespace
+
+// Takes the URLs that the desktop would open.
+class UrlRecorder : public QObject {
+  Q_OBJECT
+ public:
+  QList<QUrl> urls;
+  Q_INVOKABLE void open(const QUrl& url) { urls << url; }
+};
+
+namespace {
+
+const std::string kLayoutTail =
+    ". If this is incorrect then it can be changed by selecting the 'Format' drop down menu.";
+const std::string kPlayWithoutFile = "Please select a video file to play first. (File>Open)";
+
+class PlayerWindows : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    SetScreenInfo(&screen);
+    SetEventPump(&pump);
+    gVideo.FrameCount = 0;
+    gVideo.StreamFrameRate = 0;
+    gSession = SessionState{};
+    gDisplay.GlassesType = 5;
+    main.SetFileChooser([this](QWidget*, const QString& filter) {
+      ++chooserCalls;
+      EXPECT_EQ(filter, FrmMain::OpenFileFilter());
+      return chosen;
+    });
+    main.SetSessionRunner([this](PlaybackRequest& request) {
+      requests.push_back(request);
+      stopsSeen.push_back(gSession.StopRequested);
+      timerDuringPlay = main.Gui().Progress_Timer()->isActive();
+      backImageDuringPlay = main.BackImage()->isVisible();
+    });
+    main.show();
+    main.Gui().show();
+    main.GUI_Track();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&main));
+  }
+  void TearDown() override {
+    SetDisplaySurface(SurfaceKind::Blit, nullptr);
+    BltSurface().CloseDisplay();
+    BltSurface().SetTarget(nullptr);
+    SetEventPump(nullptr);
+    SetScreenInfo(nullptr);
+  }
+  // Plays through the real session on the blit surface in the main window.
+  void UseRealSessions() {
+    main.SetSessionRunner(PlaySession);
+    BltSurface().SetTarget(main.PictureArea());
+    SetDisplaySurface(SurfaceKind::Blit, &BltSurface());
+  }
+  QAction* Item(const QString& menu, const QString& item) {
+    for (QAction* m : main.menuBar()->actions()) {
+      if (m->text() != menu) continue;
+      for (QAction* a : m->menu()->actions()) {
+        if (a->text() == item) return a;
+      }
+    }
+    ADD_FAILURE() << "no item " << item.toStdString();
+    return nullptr;
+  }
+  void ClickArea(const QRect& area) {
+    QTest::mouseClick(main.Gui().Picture(), Qt::LeftButton, {}, area.center());
+  }
+  void Drop(const QString& path) {
+    QMimeData data;
+    data.setUrls({QUrl::fromLocalFile(path)});
+    QDragEnterEvent enter(QPoint(20, 20), Qt::CopyAction | Qt::MoveAction, &data, Qt::LeftButton,
+                          {});
+    main.dragEnterEvent(&enter);
+    EXPECT_TRUE(enter.isAccepted());
+    QDropEvent drop(QPointF(20, 20), Qt::CopyAction | Qt::MoveAction, &data, Qt::LeftButton, {});
+    drop.setAccepted(false);
+    main.dropEvent(&drop);
+    EXPECT_TRUE(drop.isAccepted());
+    EXPECT_EQ(drop.dropAction(), Qt::CopyAction);
+    QCoreApplication::processEvents();
+  }
+
+  QtScreenInfo screen;
+  QtEventPump pump;
+  test::RecordingSink sink;
+  test::TempDir dir;
+  // The window's drag-and-drop handlers are called as the window system would call them.
+  struct DropTarget : FrmMain {
+    using FrmMain::dragEnterEvent;
+    using FrmMain::dropEvent;
+  } main;
+  QString chosen;
+  int chooserCalls = 0;
+  std::vector<PlaybackRequest> requests;
+  std::vector<bool> stopsSeen;  // whether a stop had been asked for when each play started
+  bool timerDuringPlay = false;
+  bool backImageDuringPlay = true;
+};
+
+TEST_F(PlayerWindows, MenusHaveTheirItemsInOrderAndStartWith2DAndTheControlBarChecked) {
+  QStringList layout;
+  for (QAction* menu : main.menuBar()->actions()) {
+    QStringList items;
+    for (QAction* a : menu->menu()->actions()) items << (a->isSeparator() ? "-" : a->text());
+    layout << menu->text() + ": " + items.join(", ");
+  }
+  EXPECT_EQ(layout,
+            QStringList({"&File: Open, Settings, -, Exit",
+                         "View: Control Bar, -, Statistics, -, Fullscreen", "Play: Start, Stop",
+                         "Format: 2D, Parallel, Above/Below", "Help: About, Contents"}));
+  EXPECT_TRUE(Item("Format", "2D")->isChecked());
+  EXPECT_EQ(main.CheckedInputFormat(), 4);
+  EXPECT_TRUE(Item("View", "Control Bar")->isChecked());
+
+  // Exactly one Format item stays checked, whichever is chosen, even chosen twice.
+  for (const auto& [caption, format] :
+       {std::pair{"Parallel", 5}, {"Parallel", 5}, {"Above/Below", 1}, {"2D", 4}}) {
+    Item("Format", caption)->trigger();
+    int checked = 0;
+    for (const char* c : {"2D", "Parallel", "Above/Below"})
+      checked += Item("Format", c)->isChecked();
+    EXPECT_EQ(checked, 1) << caption;
+    EXPECT_EQ(main.CheckedInputFormat(), format) << caption;
+  }
+}
+
+TEST_F(PlayerWindows, OpenChecksTheGuessedLayoutOrForgetsAFileThatDoesNotOpen) {
+  for (const auto& [clip, caption] : {std::pair{"sbs_scene.mkv", "Parallel"},
+                                      {"ab_scene.mkv", "Above/Below"},
+                                      {"flat_valley.mkv", "2D"}}) {
+    sink.messages.clear();
+    main.Open_File(QString::fromStdString(Media(clip)));
+    EXPECT_EQ(sink.Texts(), std::vector<std::string>{"This video appears to be " +
+                                                     std::string(caption) + kLayoutTail});
+    EXPECT_TRUE(Item("Format", caption)->isChecked()) << clip;
+    EXPECT_EQ(main.windowTitle().toStdString(), "Quorvex - " + Media(clip));
+    EXPECT_EQ(main.Gui().ProgressBar1()->maximum(), 10);
+    EXPECT_EQ(main.Gui().windowTitle(), "Toolbar (0:0:0 / 0:0:0)");
+  }
+
+  // Nothing chosen in the file dialog: an open with an empty name.
+  sink.messages.clear();
+  Item("&File", "Open")->trigger();
+  EXPECT_EQ(chooserCalls, 1);
+  EXPECT_EQ(sink.Texts(), (std::vector<std::string>{"Filename does not contain a valid extension.",
+                                                    "Unable to open AVI file.",
+                                                    "This video appears to be " + kLayoutTail}));
+  EXPECT_TRUE(main.CurrentFile().isEmpty());
+  EXPECT_EQ(main.windowTitle(), "Quorvex - ");
+  EXPECT_EQ(main.Gui().ProgressBar1()->maximum(), 1);
+  EXPECT_EQ(main.Gui().windowTitle(), "Toolbar");
+  EXPECT_TRUE(Item("Format", "2D")->isChecked());
+}
+
+TEST_F(PlayerWindows, PlayBuildsTheRequestFromTheMenusTheGlassesAndTheBar) {
+  Item("Play", "Start")->trigger();
+  EXPECT_EQ(sink.Texts(), std::vector<std::string>{kPlayWithoutFile});
+  EXPECT_TRUE(requests.empty());
+  EXPECT_EQ(main.Gui().VidState, 1);
+
+  main.Open_File(QString::fromStdString(Media("sbs_scene.mkv")));
+  main.Gui().SetPosition(3.7);
+  Item("Play", "Start")->trigger();
+  ASSERT_EQ(requests.size(), 1u);
+  const PlaybackRequest& r = requests[0];
+  EXPECT_EQ(std::tuple(r.FileName, r.AudioFile),
+            std::tuple(Media("sbs_scene.mkv"), Media("sbs_scene.mkv")));
+  EXPECT_EQ(std::tuple(r.InputFormat, r.OutputMethod, r.Fullscreen, r.StartOffset),
+            std::tuple(5, 3, false, 3));
+  EXPECT_EQ(std::tuple(r.ResizeFactor, r.OptionFlagA, r.OptionFlagB, r.FrameRate),
+            std::tuple(1.0, false, false, 24.0));
+  EXPECT_EQ(std::tuple(r.RepeatMode, r.AudioSource, r.AudioSync, r.UseStreamRate, r.OptionMode),
+            std::tuple(0, 3, 1, 1, 0));
+  // The bar plays and the background picture is off while the session runs, not after it.
+  EXPECT_EQ(std::tuple(timerDuringPlay, backImageDuringPlay), std::tuple(true, false));
+  EXPECT_FALSE(main.Gui().Progress_Timer()->isActive() || main.Gui().IsPlayingState());
+  EXPECT_TRUE(main.BackImage()->isVisible());
+
+  // Full screen takes the glasses' full-screen method; glasses the table lacks keep the last one.
+  gDisplay.GlassesType = 7;
+  Item("Format", "Above/Below")->trigger();
+  Item("View", "Fullscreen")->trigger();
+  gDisplay.GlassesType = 9;
+  main.Video_Play(false);
+  ASSERT_EQ(requests.size(), 3u);
+  EXPECT_EQ(std::tuple(requests[1].InputFormat, requests[1].OutputMethod, requests[1].Fullscreen),
+            std::tuple(1, 6, true));
+  EXPECT_EQ(requests[2].OutputMethod, 6);
+  EXPECT_EQ(requests[2].StartOffset, 0);  // CTRL_Stop left the bar at CurrentFrame
+
+  // Names that go through the script bridge play the script, with the file's own sound.
+  qputenv("XDG_DATA_HOME", dir.Path().c_str());
+  main.Open_File(QString::fromStdString(Media("sbs_scene.mpg")));
+  main.Video_Play(false);
+  EXPECT_EQ(requests.back().FileName, dir.File("Quorvex/sbs_scene.avs"));
+  EXPECT_EQ(requests.back().AudioFile, Media("sbs_scene.mpg"));
+  qunsetenv("XDG_DATA_HOME");
+}
+
+TEST_F(PlayerWindows, BarCaptionShowsPositionAndLengthAsHoursMinutesSeconds) {
+  gVideo.StreamFrameRate = 25;
+  // Half seconds round to the even second.
+  EXPECT_EQ(QStringList({GUI::FormatTime(65 * 25), GUI::FormatTime(3 * 3600 * 25 + 25 * 61),
+                         GUI::FormatTime(12.5), GUI::FormatTime(37.5)}),
+            QStringList({"0:1:5", "3:1:1", "0:0:0", "0:0:2"}));
+  gVideo.FrameCount = 250;
+  main.Gui().SetMaximum(250);
+  main.Gui().SetPosition(125);
+  main.Gui().Update_GUI();
+  EXPECT_EQ(main.Gui().windowTitle(), "Toolbar (0:0:5 / 0:0:10)");
+  gVideo.StreamFrameRate = 0;
+  EXPECT_EQ(GUI::FormatTime(100), "");
+  main.Gui().Update_GUI();
+  EXPECT_EQ(main.Gui().windowTitle(), "Toolbar ( / )");
+  gVideo.FrameCount = 0;
+  main.Gui().Update_GUI();
+  EXPECT_EQ(main.Gui().windowTitle(), "Toolbar");
+}
+
+TEST_F(PlayerWindows, BarAreasAnswerOnlyStrictlyInsideTheirEdges) {
+  const GUI& bar = main.Gui();
+  const ControlBarArt& art = bar.Art();
+  ASSERT_EQ(art.picture.size(), bar.Picture()->size());
+  const std::pair<QRect, GUI::Area> areas[] = {
+      {art.move1, GUI::Area::Move}, {art.move2, GUI::Area::Move}, {art.play, GUI::Area::Play},
+      {art.stop, GUI::Area::Stop},  {art.full, GUI::Area::Full},  {art.open, GUI::Area::Open}};
+  for (const auto& [r, area] : areas) {
+    const int l = r.left(), t = r.top(), cx = r.center().x(), cy = r.center().y();
+    const int right = l + r.width(), bottom = t + r.height();
+    for (const QPoint edge :
+         {QPoint(l, cy), QPoint(right, cy), QPoint(cx, t), QPoint(cx, bottom)}) {
+      EXPECT_NE(bar.AreaAt(edge), area) << edge.x() << "," << edge.y();
+    }
+    for (const QPoint inside :
+         {QPoint(l + 1, t + 1), QPoint(right - 1, bottom - 1), QPoint(cx, cy)}) {
+      EXPECT_EQ(bar.AreaAt(inside), area) << inside.x() << "," << inside.y();
+    }
+  }
+}
+
+TEST_F(PlayerWindows, BarButtonsDoTheirCommandsAndClosingOnlyHidesTheBar) {
+  GUI& bar = main.Gui();
+  const ControlBarArt art = bar.Art();
+  ClickArea(art.play);
+  EXPECT_EQ(sink.Texts(), std::vector<std::string>{kPlayWithoutFile});
+  gSession.StopRequested = false;
+  ClickArea(art.stop);
+  EXPECT_TRUE(gSession.StopRequested);
+  chosen = QString::fromStdString(Media("ab_scene.mkv"));
+  ClickArea(art.open);
+  EXPECT_EQ(chooserCalls, 1);
+  EXPECT_EQ(main.CurrentFile(), chosen);
+  bar.move(bar.pos() + QPoint(70, 90));
+  ClickArea(art.move2);
+  EXPECT_EQ(bar.frameGeometry().topLeft(), main.frameGeometry().bottomLeft() + QPoint(0, 1));
+  EXPECT_TRUE(requests.empty());
+
+  // Closing the bar hides it; View>Control Bar brings it back.
+  bar.close();
+  EXPECT_FALSE(bar.isVisible() || Item("View", "Control Bar")->isChecked());
+  Item("View", "Control Bar")->trigger();
+  EXPECT_TRUE(bar.isVisible() && Item("View", "Control Bar")->isChecked());
+
+  // Full while stopped plays at once; during a play it stops that first, and the new play
+  // starts where the old one stood.
+  gSession.StopRequested = false;
+  ClickArea(art.full);
+  bar.EnterPlayingState();
+  gSession.CurrentFrame = 6;
+  ClickArea(art.full);
+  ASSERT_EQ(requests.size(), 2u);
+  EXPECT_EQ(std::tuple(requests[0].Fullscreen, stopsSeen[0]), std::tuple(true, false));
+  EXPECT_EQ(std::tuple(requests[1].Fullscreen, stopsSeen[1], requests[1].StartOffset),
+            std::tuple(true, true, 6));
+
+  // Resizing the window docks the bar again; the background picture leaves half an inch free.
+  bar.move(bar.pos() + QPoint(70, 90));
+  main.resize(main.width() + 40, main.height() + 30);
+  EXPECT_EQ(bar.frameGeometry().topLeft(), main.frameGeometry().bottomLeft() + QPoint(0, 1));
+  EXPECT_EQ(main.BackImage()->geometry(),
+            QRect(0, 0, main.PictureArea()->width(),
+                  main.PictureArea()->height() - CLng(720 / screen.TwipsPerPixelY())));
+}
+
+TEST_F(PlayerWindows, PressOnTheProgressBarSeeksOnlyWithAFile) {
+  GUI& bar = main.Gui();
+  QProgressBar* progress = bar.ProgressBar1();
+  QTest::mousePress(progress, Qt::LeftButton, {}, QPoint(progress->width() / 2, 3));
+  EXPECT_EQ(bar.Position(), 0);
+
+  main.Open_File(QString::fromStdString(Media("sbs_scene.mkv")));
+  const int x = progress->width() * 9 / 20;
+  QTest::mousePress(progress, Qt::LeftButton, {}, QPoint(x, 3));
+  EXPECT_DOUBLE_EQ(bar.Position(), 10.0 * x / progress->width());
+  EXPECT_EQ(progress->value(), 4);
+  main.Video_Play(false);
+  EXPECT_EQ(requests.at(0).StartOffset, 4);
+
+  // While playing the timer copies the frame being played into the bar.
+  bar.EnterPlayingState();
+  gSession.CurrentFrame = 8;
+  QTRY_COMPARE(progress->value(), 8);
+  bar.CTRL_Stop();
+}
+
+TEST_F(PlayerWindows, StatisticsAndHelpOpenFromTheMenus) {
+  QStringList lines;
+  QTimer::singleShot(0, [&] {
+    auto* profiler = qobject_cast<Profiler*>(QApplication::activeModalWidget());
+    ASSERT_NE(profiler, nullptr);
+    for (int i = 0; i < profiler->List1()->count(); ++i)
+      lines << profiler->List1()->item(i)->text();
+    profiler->close();
+  });
+  Item("View", "Statistics")->trigger();
+  EXPECT_EQ(lines, QStringList({"Get Frame: 0", "Decode: 0", "Encode: 0", "Put: 0"}));
+
+  UrlRecorder recorder;
+  QDesktopServices::setUrlHandler("file", &recorder, "open");
+  Item("Help", "Contents")->trigger();
+  QDesktopServices::unsetUrlHandler("file");
+  ASSERT_EQ(recorder.urls.size(), 1);
+  EXPECT_TRUE(recorder.urls[0].toLocalFile().endsWith("/docs/manual.html"));
+  EXPECT_TRUE(sink.messages.empty());
+}
+
+TEST_F(PlayerWindows, DroppedDirectoriesAndNonVideosGiveMessagesAndAreForgotten) {
+  std::ofstream(dir.File("notes.txt")) << "not a video\n";
+  for (const std::string& path : {dir.Path().string(), dir.File("notes.txt")}) {
+    sink.messages.clear();
+    Drop(QString::fromStdString(path));
+    EXPECT_EQ(DroppedFile, path);
+    ASSERT_FALSE(sink.messages.empty()) << path;
+    EXPECT_EQ(sink.Texts().back(), "This video appears to be " + kLayoutTail);
+    EXPECT_TRUE(main.CurrentFile().isEmpty());
+    EXPECT_EQ(main.windowTitle(), "Quorvex - ");
+  }
+  Drop(QString::fromStdString(Media("sbs_scene.mkv")));
+  EXPECT_EQ(main.CurrentFile().toStdString(), Media("sbs_scene.mkv"));
+}
+
+TEST_F(PlayerWindows, AVanishedFileOrNonsenseSettingsGiveAMessageAndThePlayerGoesOn) {
+  UseRealSessions();
+  const std::string copy = dir.File("clip.mkv");
+  std::filesystem::copy_file(Media("sbs_scene.mkv"), copy);
+  main.Open_File(QString::fromStdString(copy));
+  std::filesystem::remove(copy);
+  sink.messages.clear();
+  main.Video_Play(false);
+  ASSERT_FALSE(sink.messages.empty());
+  EXPECT_EQ(sink.Texts()[0].rfind("An error occurred in OpenVideo. ", 0), 0u) << sink.Texts()[0];
+  EXPECT_FALSE(main.Gui().IsPlayingState());
+  EXPECT_TRUE(main.BackImage()->isVisible());
+
+  // Settings edited into nonsense leave the glasses unknown, so a fresh window has no method.
+  std::ofstream(dir.File("Quorvex.conf")) << "[3D]\nGlasses=banana\n\x01\x02=[[\n[DX7\nRes=huge\n";
+  SettingsStore store(dir.File("Quorvex.conf"));
+  DisplaySettingsModel model;
+  gDisplay.GlassesType = 0;
+  StartEngine(store, model);
+  GlassesSet dialog(model, store);
+  EXPECT_EQ(gDisplay.GlassesType, 0);
+  FrmMain fresh;
+  fresh.Open_File(QString::fromStdString(Media("sbs_scene.mkv")));
+  sink.messages.clear();
+  fresh.Video_Play(false);
+  EXPECT_EQ(sink.Texts().at(0), "Invalid output format.0");
+  EXPECT_FALSE(SessionRunning());
+}
+
+TEST_F(PlayerWindows, ADropDuringAPlayStopsItBeforeTheFileIsOpened) {
+  UseRealSessions();
+  main.Open_File(QString::fromStdString(Media("sbs_valley.mkv")));
+  main.Gui().SetPosition(0);
+  bool playingAtDrop = false;
+  QTimer::singleShot(50, [&] {
+    playingAtDrop = SessionRunning();
+    Drop(QString::fromStdString(Media("ab_scene.mkv")));
+    EXPECT_EQ(main.CurrentFile().toStdString(), Media("sbs_valley.mkv"));  // not yet
+  });
+  sink.messages.clear();
+  main.Video_Play(false);
+  EXPECT_TRUE(playingAtDrop);
+  QTRY_COMPARE(main.CurrentFile().toStdString(), Media("ab_scene.mkv"));
+  EXPECT_TRUE(main.Gui().VidState == 1);
+}
+
+}  // namespace
+}  // namespace qv
+
+#include "PlayerWindowsTest.moc"
