@@ -213,11 +213,18 @@ void frmBltSurface::PlaceWindow() {
   const BltLayout& l = layout_;
   if (fullscreen_) {
     canvas_->setGeometry(l.WindowLeft, l.WindowTop, l.WindowWidth, l.WindowHeight);
+  } else if (target_) {
+    // The 50 extra rows stand for the room the main window's own parts (title and menu bars)
+    // take; the desktop decides how much that is, so the window gets what its parts take beside
+    // the target, and the picture fills the target with no band beneath it.
+    QWidget* window = target_->window();
+    const QSize around = window->size() - target_->size();
+    window->move(l.WindowLeft, l.WindowTop);
+    window->resize(l.PictureWidth + around.width(), l.PictureHeight + around.height());
   } else {
     // Pixels throughout: the window system takes pixel positions and sizes.
-    QWidget* window = target_ ? target_->window() : canvas_.data();
-    window->move(l.WindowLeft, l.WindowTop);
-    window->resize(l.WindowWidth, l.WindowHeight);
+    canvas_->move(l.WindowLeft, l.WindowTop);
+    canvas_->resize(l.WindowWidth, l.WindowHeight);
   }
 }
 

@@ -1,5 +1,6 @@
 #include <QTest>
 #include <QTimer>
+#include <QVBoxLayout>
 #include <QWidget>
 
 #include <chrono>
@@ -79,18 +80,26 @@ TEST_F(BltSurfaceTest, LayoutCentresTheWindowOrLetterboxesTheFullScreenPicture) 
   }
 }
 
-TEST_F(BltSurfaceTest, WindowedIntoATargetMovesItsWindowAndCoversTheTarget) {
-  QWidget mainWindow;
-  auto* area = new QWidget(&mainWindow);
+TEST_F(BltSurfaceTest, WindowedIntoATargetMovesItsWindowAndFitsTheTargetToTheFrame) {
+  QWidget mainWindow;  // a 20-pixel bar above the picture area, as a menu bar would be
+  auto* layout = new QVBoxLayout(&mainWindow);
+  layout->setContentsMargins(0, 0, 0, 0);
+  layout->setSpacing(0);
+  auto* bar = new QWidget;
+  bar->setFixedHeight(20);
+  layout->addWidget(bar);
+  auto* area = new QWidget;
+  layout->addWidget(area, 1);
+  mainWindow.resize(200, 150);
   mainWindow.show();
   surface.SetTarget(area);
   ASSERT_TRUE(Open(false, 320, 240));
   EXPECT_EQ(surface.Canvas()->parentWidget(), area);
   EXPECT_TRUE(surface.Canvas()->isVisible());
   EXPECT_EQ(mainWindow.pos(), QPoint(352, 264));  // where its frame goes
-  EXPECT_EQ(mainWindow.size(), QSize(320, 290));
-  area->resize(320, 270);
-  EXPECT_EQ(surface.Canvas()->geometry(), QRect(0, 0, 320, 270));
+  EXPECT_EQ(mainWindow.size(), QSize(320, 260));
+  EXPECT_EQ(area->size(), QSize(320, 240));
+  EXPECT_EQ(surface.Canvas()->geometry(), QRect(0, 0, 320, 240));
 
   surface.CloseDisplay();
   QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
