@@ -150,15 +150,7 @@ PlaybackRequest BuildRequest(const OutputOptions& options, const std::string& fi
                              int16_t inputFormat) {
   PlaybackRequest request;
   request.FileName = fileToOpen;
-  request.AudioFile = options.input;
-  request.ResizeFactor = 1.0;
-  request.OptionFlagA = request.OptionFlagB = false;
-  request.RepeatMode = 0;
-  request.AudioSource = 3;
-  request.AudioSync = 1;
-  request.FrameRate = 24.0;
-  request.UseStreamRate = 1;
-  request.OptionMode = 0;
+  request.AudioFile = options.input;  // pacing and option fields: the defaults Play uses
   request.InputFormat = inputFormat;
   request.Fullscreen = options.fullscreen;
   if (options.method) {

@@ -1,7 +1,8 @@
 #pragma once
 // The record that describes one playback session, passed by reference to every stage of it.
-// Booleans keep the program's convention where it is observable: the integer switches
-// RepeatMode, AudioSync, UseStreamRate and OptionMode mean "on" only when equal to 1.
+// The defaults are the values Play gives every request. Booleans keep the program's convention
+// where it is observable: the integer switches RepeatMode, AudioSync, UseStreamRate and
+// OptionMode mean "on" only when equal to 1.
 
 #include <cstdint>
 #include <string>

@@ -257,16 +257,7 @@ void FrmMain::Video_Play(bool fullscreen) {
   const std::string script = MakeAviSynthScript(file);
   if (!script.empty()) request.FileName = script;
   request.AudioFile = file;
-
-  request.ResizeFactor = 1.0;
-  request.OptionFlagA = false;
-  request.OptionFlagB = false;
-  request.RepeatMode = 0;
-  request.AudioSource = 3;
-  request.AudioSync = 1;
-  request.FrameRate = 24.0;
-  request.UseStreamRate = 1;
-  request.OptionMode = 0;
+  // The pacing and option fields keep the request's defaults, which are what Play uses.
   request.StartOffset = static_cast<int32_t>(Int(gui_->Position()));
 
   gui_->EnterPlayingState();
