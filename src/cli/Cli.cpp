@@ -87,6 +87,7 @@ int Run(int argc, char** argv) {
   const std::vector<std::string> rest(argv + 2, argv + argc);
   if (command == "detect") return RunDetect(rest);
   if (command == "render") return RunRender(rest);
+  if (command == "convert") return RunConvert(rest);
   std::cerr << "quorvex: unknown command '" << command << "'\n"
             << "Try 'quorvex --help'.\n";
   return 2;

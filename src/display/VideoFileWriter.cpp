@@ -115,6 +115,47 @@ struct VideoFileWriter::Impl {
     }
   }
 
+  // Converts samples (or, with nullptr, what the resampler still holds) into the encoder's
+  // format and queues them.
+  bool Resample(const uint8_t** in, int count) {
+    const int out = swr_get_out_samples(resampler, count);
+    if (out <= 0) return true;
+    std::vector<uint8_t*> planes(static_cast<size_t>(std::max(1, audio->ch_layout.nb_channels)));
+    int rc = av_samples_alloc(planes.data(), nullptr, audio->ch_layout.nb_channels, out,
+                              audio->sample_fmt, 0);
+    if (rc < 0) return Fail("out of memory", rc);
+    const int converted = swr_convert(resampler, planes.data(), out, in, count);
+    bool ok = converted >= 0;
+    if (ok && converted > 0) {
+      ok = av_audio_fifo_write(fifo, reinterpret_cast<void**>(planes.data()), converted) ==
+           converted;
+    }
+    av_freep(&planes[0]);
+    return ok || Fail("cannot convert the sound", 0);
+  }
+
+  // Encoders with a fixed frame size that refuse a short last frame get it filled with silence.
+  bool PadLastAudioFrame() {
+    const int frameSize = audio->frame_size;
+    const int capabilities = audio->codec->capabilities;
+    const int rest = frameSize > 0 ? av_audio_fifo_size(fifo) % frameSize : 0;
+    if (rest == 0 ||
+        (capabilities & (AV_CODEC_CAP_VARIABLE_FRAME_SIZE | AV_CODEC_CAP_SMALL_LAST_FRAME))) {
+      return true;
+    }
+    const int missing = frameSize - rest;
+    std::vector<uint8_t*> planes(static_cast<size_t>(std::max(1, audio->ch_layout.nb_channels)));
+    int rc = av_samples_alloc(planes.data(), nullptr, audio->ch_layout.nb_channels, missing,
+                              audio->sample_fmt, 0);
+    if (rc < 0) return Fail("out of memory", rc);
+    av_samples_set_silence(planes.data(), 0, missing, audio->ch_layout.nb_channels,
+                           audio->sample_fmt);
+    const bool ok =
+        av_audio_fifo_write(fifo, reinterpret_cast<void**>(planes.data()), missing) == missing;
+    av_freep(&planes[0]);
+    return ok || Fail("out of memory", 0);
+  }
+
   bool EncodeAudioFrames(bool flush) {
     const int frameSize = audio->frame_size > 0 ? audio->frame_size : 1024;
     while (av_audio_fifo_size(fifo) >= frameSize || (flush && av_audio_fifo_size(fifo) > 0)) {
@@ -139,7 +180,10 @@ struct VideoFileWriter::Impl {
   bool Finish(std::string& error) {
     closed = true;
     bool ok = true;
-    if (audio) ok = EncodeAudioFrames(true) && Encode(audio.get(), audioStream, nullptr);
+    if (audio) {
+      ok = Resample(nullptr, 0) && PadLastAudioFrame() && EncodeAudioFrames(true) &&
+           Encode(audio.get(), audioStream, nullptr);
+    }
     if (ok && video) ok = Encode(video.get(), videoStream, nullptr);
     const int rc = av_write_trailer(format);
     if (ok && rc < 0) ok = Fail("writing the end of the file failed", rc);
@@ -168,7 +212,9 @@ std::unique_ptr<VideoFileWriter> VideoFileWriter::Open(const VideoFileOptions& o
   }
   int rc = avformat_alloc_output_context2(&impl->format, nullptr, nullptr, options.path.c_str());
   if (rc < 0 || impl->format == nullptr) {
-    return fail("no known video file format for '" + options.path + "' (use an extension such as .mkv, .mp4, .avi or .nut)", rc);
+    return fail("no known video file format for '" + options.path +
+                    "' (use an extension such as .mkv, .mp4, .avi or .nut)",
+                rc);
   }
   const AVOutputFormat* container = impl->format->oformat;
 
@@ -235,7 +281,8 @@ std::unique_ptr<VideoFileWriter> VideoFileWriter::Open(const VideoFileOptions& o
       rc = avcodec_open2(a, audioEncoder, nullptr);
       if (rc >= 0) break;
     }
-    if (rc < 0) return fail("cannot start the sound encoder " + std::string(audioEncoder->name), rc);
+    if (rc < 0)
+      return fail("cannot start the sound encoder " + std::string(audioEncoder->name), rc);
     AVCodecContext* a = impl->audio.get();
     impl->audioStream = avformat_new_stream(impl->format, nullptr);
     if (impl->audioStream == nullptr) return fail("out of memory");
@@ -272,10 +319,12 @@ bool VideoFileWriter::WriteFrame(const cDIBSection& picture) {
   Impl& d = *impl_;
   const PixelGrid grid = picture.Grid();
   if (d.closed || grid.Empty()) return d.Fail("no picture to write", 0);
-  if (d.scaler == nullptr || d.scalerSourceWidth != grid.width || d.scalerSourceHeight != grid.height) {
+  if (d.scaler == nullptr || d.scalerSourceWidth != grid.width ||
+      d.scalerSourceHeight != grid.height) {
     sws_freeContext(d.scaler);
-    d.scaler = sws_getContext(grid.width, grid.height, AV_PIX_FMT_BGR24, d.video->width,
-                              d.video->height, d.video->pix_fmt, SWS_BICUBIC, nullptr, nullptr, nullptr);
+    d.scaler =
+        sws_getContext(grid.width, grid.height, AV_PIX_FMT_BGR24, d.video->width, d.video->height,
+                       d.video->pix_fmt, SWS_BICUBIC, nullptr, nullptr, nullptr);
     if (d.scaler == nullptr) return d.Fail("cannot convert the picture for the encoder", 0);
     d.scalerSourceWidth = grid.width;
     d.scalerSourceHeight = grid.height;
@@ -296,20 +345,8 @@ bool VideoFileWriter::WriteAudio(const float* samples, int32_t sampleCount) {
   Impl& d = *impl_;
   if (d.closed) return d.Fail("the file is closed", 0);
   if (!d.audio || sampleCount <= 0) return true;
-  const int out = swr_get_out_samples(d.resampler, sampleCount);
-  std::vector<uint8_t*> planes(static_cast<size_t>(std::max(1, d.audio->ch_layout.nb_channels)));
-  int rc = av_samples_alloc(planes.data(), nullptr, d.audio->ch_layout.nb_channels, out,
-                            d.audio->sample_fmt, 0);
-  if (rc < 0) return d.Fail("out of memory", rc);
   const uint8_t* in[1] = {reinterpret_cast<const uint8_t*>(samples)};
-  const int converted = swr_convert(d.resampler, planes.data(), out, in, sampleCount);
-  bool ok = converted >= 0;
-  if (ok && converted > 0) {
-    ok = av_audio_fifo_write(d.fifo, reinterpret_cast<void**>(planes.data()), converted) == converted;
-  }
-  av_freep(&planes[0]);
-  if (!ok) return d.Fail("cannot convert the sound", 0);
-  return d.EncodeAudioFrames(false);
+  return d.Resample(in, sampleCount) && d.EncodeAudioFrames(false);
 }
 
 bool VideoFileWriter::Close(std::string& error) {
@@ -317,8 +354,14 @@ bool VideoFileWriter::Close(std::string& error) {
   return impl_->Finish(error);
 }
 
-int64_t VideoFileWriter::FramesWritten() const { return impl_->framesWritten; }
-std::string VideoFileWriter::VideoCodecName() const { return impl_->video->codec->name; }
-std::string VideoFileWriter::LastError() const { return impl_->lastError; }
+int64_t VideoFileWriter::FramesWritten() const {
+  return impl_->framesWritten;
+}
+std::string VideoFileWriter::VideoCodecName() const {
+  return impl_->video->codec->name;
+}
+std::string VideoFileWriter::LastError() const {
+  return impl_->lastError;
+}
 
 }  // namespace qv
