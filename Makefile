@@ -14,7 +14,7 @@ build: deps
 	cmake --build build -j $(JOBS)
 
 run: build
-	./build/quorvex --help
+	scripts/run.sh
 
 test: deps
 	$(MAKE) test-plain test-asan test-fuzz
@@ -38,7 +38,7 @@ test-fuzz:
 bench: deps
 	cmake -S . -B build-bench -DCMAKE_BUILD_TYPE=Release -DQUORVEX_TESTS=OFF -DQUORVEX_BENCH=ON
 	cmake --build build-bench -j $(JOBS)
-	./build-bench/bench/quorvex_bench
+	SDL_AUDIODRIVER=$${SDL_AUDIODRIVER:-dummy} scripts/with-display.sh ./build-bench/bench/quorvex_bench
 
 format:
 	git ls-files '*.cpp' '*.h' '*.inl' | xargs clang-format -i

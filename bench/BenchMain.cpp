@@ -14,6 +14,11 @@ std::vector<RatioTarget>& RatioTargets() {
   return targets;
 }
 
+std::vector<CounterLimit>& CounterLimits() {
+  static std::vector<CounterLimit> limits;
+  return limits;
+}
+
 namespace {
 
 // Console output as usual, and the real time per iteration of every run kept by name.
@@ -26,14 +31,22 @@ class CollectingReporter : public benchmark::ConsoleReporter {
       const double perIteration =
           run.GetAdjustedRealTime() * benchmark::GetTimeUnitMultiplier(run.time_unit);
       // With repetitions the median stands for the benchmark; without, its single run.
+      std::string name;
       if (run.run_type == Run::RT_Aggregate && run.aggregate_name == "median") {
-        seconds[run.run_name.function_name] = perIteration;
+        name = run.run_name.function_name;
       } else if (run.run_type == Run::RT_Iteration && run.repetitions <= 1) {
-        seconds[run.benchmark_name()] = perIteration;
+        // Named without the iteration count and time kind that the run's full name carries.
+        name = run.run_name.function_name;
+        if (!run.run_name.args.empty()) name += "/" + run.run_name.args;
+      } else {
+        continue;
       }
+      seconds[name] = perIteration;
+      for (const auto& [counter, value] : run.counters) counters[name][counter] = value.value;
     }
   }
   std::map<std::string, double> seconds;
+  std::map<std::string, std::map<std::string, double>> counters;
 };
 
 }  // namespace
@@ -57,6 +70,16 @@ int main(int argc, char** argv) {
     missed += !ok;
     std::printf("%-44s %-34s %8.3f %7.2f  %s %s\n", t.subject.c_str(), t.baseline.c_str(), ratio,
                 t.limit, ok ? "ok" : "MISSED", t.note.c_str());
+  }
+  for (const CounterLimit& c : CounterLimits()) {
+    const auto run = reporter.counters.find(c.benchmark);
+    if (run == reporter.counters.end()) continue;  // filtered out
+    const auto value = run->second.find(c.counter);
+    const bool ok = value != run->second.end() && value->second <= c.limit;
+    missed += !ok;
+    std::printf("%-44s %-34s %8.3f %7.2f  %s %s\n", c.benchmark.c_str(), c.counter.c_str(),
+                value != run->second.end() ? value->second : -1.0, c.limit, ok ? "ok" : "MISSED",
+                c.note.c_str());
   }
   return missed == 0 ? 0 : 1;
 }

@@ -5,7 +5,6 @@
 // decoding and composing.
 #include <benchmark/benchmark.h>
 
-#include <QApplication>
 #include <QElapsedTimer>
 #include <QImage>
 #include <QWidget>
@@ -14,22 +13,13 @@
 #include <chrono>
 #include <thread>
 
+#include "BenchApp.h"
 #include "Ratios.h"
 #include "base/Seams.h"
 #include "display/frmBltSurface.h"
 
 namespace qv::bench {
 namespace {
-
-void EnsureApplication() {
-  static int argc = 1;
-  static char name[] = "quorvex_bench";
-  static char* argv[] = {name, nullptr};
-  if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM")) {
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-  }
-  static QApplication app(argc, argv);
-}
 
 DibRef Frame(int32_t width, int32_t height) {
   auto frame = std::make_shared<cDIBSection>();

@@ -31,8 +31,12 @@ void Memcpy(benchmark::State& state, size_t bytes) {
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * bytes));
 }
 
-void BM_Memcpy_Frame1080(benchmark::State& state) { Memcpy(state, StrideFor(kWidth) * kHeight); }
-void BM_Memcpy_HalfFrame1080(benchmark::State& state) { Memcpy(state, StrideFor(kWidth / 2) * kHeight); }
+void BM_Memcpy_Frame1080(benchmark::State& state) {
+  Memcpy(state, StrideFor(kWidth) * kHeight);
+}
+void BM_Memcpy_HalfFrame1080(benchmark::State& state) {
+  Memcpy(state, StrideFor(kWidth / 2) * kHeight);
+}
 
 void BM_Create_1080(benchmark::State& state) {
   for (auto _ : state) {

@@ -23,4 +23,21 @@ struct DeclareRatio {
   }
 };
 
+// A figure a benchmark reports as a counter (frames skipped, say) that must not exceed `limit`.
+struct CounterLimit {
+  std::string benchmark;
+  std::string counter;
+  double limit;
+  std::string note;
+};
+
+std::vector<CounterLimit>& CounterLimits();
+
+struct DeclareCounterLimit {
+  DeclareCounterLimit(std::string benchmark, std::string counter, double limit,
+                      std::string note = {}) {
+    CounterLimits().push_back({std::move(benchmark), std::move(counter), limit, std::move(note)});
+  }
+};
+
 }  // namespace qv::bench

@@ -44,7 +44,8 @@ DibRef SideBySideFrame() {
     const PixelGrid grid = picture->Grid();
     for (int32_t y = 0; y < grid.height; ++y) {  // give blue some values too
       uint8_t* row = grid.MemoryRow(y);
-      for (int32_t x = 0; x < grid.width; ++x) row[3 * x] = static_cast<uint8_t>(row[3 * x + 1] ^ row[3 * x + 2]);
+      for (int32_t x = 0; x < grid.width; ++x)
+        row[3 * x] = static_cast<uint8_t>(row[3 * x + 1] ^ row[3 * x + 2]);
     }
     return picture;
   }();
@@ -55,7 +56,8 @@ DibRef SideBySideFrame() {
 class Silence : public MessageSink {
  public:
   void ShowMessage(const std::string& text, int, const std::string&) override { last = text; }
-  std::optional<std::string> InputBox(const std::string&, const std::string&, const std::string& d) override {
+  std::optional<std::string> InputBox(const std::string&, const std::string&,
+                                      const std::string& d) override {
     return d;
   }
   std::string last;
@@ -88,13 +90,16 @@ void FilterBenchmark(benchmark::State& state, const char* inLayout, const char* 
   graph->nb_threads = 1;
   AVFilterContext *source = nullptr, *stereo = nullptr, *sink = nullptr;
   char sourceArgs[128];
-  std::snprintf(sourceArgs, sizeof sourceArgs, "video_size=%dx%d:pix_fmt=%d:time_base=1/25:pixel_aspect=1/1",
-                2 * kEyeWidth, kHeight, static_cast<int>(AV_PIX_FMT_BGR24));
+  std::snprintf(sourceArgs, sizeof sourceArgs,
+                "video_size=%dx%d:pix_fmt=%d:time_base=1/25:pixel_aspect=1/1", 2 * kEyeWidth,
+                kHeight, static_cast<int>(AV_PIX_FMT_BGR24));
   const std::string stereoArgs = std::string("in=") + inLayout + ":out=" + outLayout;
-  if (avfilter_graph_create_filter(&source, avfilter_get_by_name("buffer"), "in", sourceArgs, nullptr, graph.get()) < 0 ||
-      avfilter_graph_create_filter(&stereo, avfilter_get_by_name("stereo3d"), "stereo3d", stereoArgs.c_str(), nullptr,
-                                   graph.get()) < 0 ||
-      avfilter_graph_create_filter(&sink, avfilter_get_by_name("buffersink"), "out", nullptr, nullptr, graph.get()) < 0 ||
+  if (avfilter_graph_create_filter(&source, avfilter_get_by_name("buffer"), "in", sourceArgs,
+                                   nullptr, graph.get()) < 0 ||
+      avfilter_graph_create_filter(&stereo, avfilter_get_by_name("stereo3d"), "stereo3d",
+                                   stereoArgs.c_str(), nullptr, graph.get()) < 0 ||
+      avfilter_graph_create_filter(&sink, avfilter_get_by_name("buffersink"), "out", nullptr,
+                                   nullptr, graph.get()) < 0 ||
       avfilter_link(source, 0, stereo, 0) < 0 || avfilter_link(stereo, 0, sink, 0) < 0 ||
       avfilter_graph_config(graph.get(), nullptr) < 0) {
     state.SkipWithError("the stereo3d filter graph could not be set up");
@@ -125,11 +130,21 @@ void FilterBenchmark(benchmark::State& state, const char* inLayout, const char* 
   }
 }
 
-void BM_Stereo_AnaColour(benchmark::State& s) { ComposerBenchmark(s, SaveAnaColour); }
-void BM_Stereo_AnaGray(benchmark::State& s) { ComposerBenchmark(s, SaveAnaGray); }
-void BM_Stereo_AnaYellow(benchmark::State& s) { ComposerBenchmark(s, SaveAnaYellow); }
-void BM_Stereo_InterlaceWindowed(benchmark::State& s) { ComposerBenchmark(s, [] { SaveInterlace(false); }); }
-void BM_Stereo_SideBySide(benchmark::State& s) { ComposerBenchmark(s, SaveSideBySide); }
+void BM_Stereo_AnaColour(benchmark::State& s) {
+  ComposerBenchmark(s, SaveAnaColour);
+}
+void BM_Stereo_AnaGray(benchmark::State& s) {
+  ComposerBenchmark(s, SaveAnaGray);
+}
+void BM_Stereo_AnaYellow(benchmark::State& s) {
+  ComposerBenchmark(s, SaveAnaYellow);
+}
+void BM_Stereo_InterlaceWindowed(benchmark::State& s) {
+  ComposerBenchmark(s, [] { SaveInterlace(false); });
+}
+void BM_Stereo_SideBySide(benchmark::State& s) {
+  ComposerBenchmark(s, SaveSideBySide);
+}
 // For comparison: the anaglyph as its sequence of steps, and the decoder alone.
 void BM_Stereo_AnaColourStepByStep(benchmark::State& s) {
   ComposerBenchmark(s, [] { SaveAnaglyphStepByStep(AnaglyphKind::Colour); });
@@ -138,14 +153,27 @@ void BM_Stereo_LoadJPSOnly(benchmark::State& s) {
   ComposerBenchmark(s, [] { gFrames.OutputFrame = gFrames.StereoViews[0]; });
 }
 
-void BM_Stereo3d_arcc(benchmark::State& s) { FilterBenchmark(s, "sbsl", "arcc"); }
-void BM_Stereo3d_arcg(benchmark::State& s) { FilterBenchmark(s, "sbsl", "arcg"); }
-void BM_Stereo3d_aybc(benchmark::State& s) { FilterBenchmark(s, "sbsl", "aybc"); }
-void BM_Stereo3d_irl(benchmark::State& s) { FilterBenchmark(s, "sbsl", "irl"); }
-void BM_Stereo3d_sbsl(benchmark::State& s) { FilterBenchmark(s, "sbsl", "sbsl"); }
-void BM_Stereo3d_sbsr_to_sbsl(benchmark::State& s) { FilterBenchmark(s, "sbsr", "sbsl"); }
+void BM_Stereo3d_arcc(benchmark::State& s) {
+  FilterBenchmark(s, "sbsl", "arcc");
+}
+void BM_Stereo3d_arcg(benchmark::State& s) {
+  FilterBenchmark(s, "sbsl", "arcg");
+}
+void BM_Stereo3d_aybc(benchmark::State& s) {
+  FilterBenchmark(s, "sbsl", "aybc");
+}
+void BM_Stereo3d_irl(benchmark::State& s) {
+  FilterBenchmark(s, "sbsl", "irl");
+}
+void BM_Stereo3d_sbsl(benchmark::State& s) {
+  FilterBenchmark(s, "sbsl", "sbsl");
+}
+void BM_Stereo3d_sbsr_to_sbsl(benchmark::State& s) {
+  FilterBenchmark(s, "sbsr", "sbsl");
+}
 
-#define QV_STEREO_BENCH(name) BENCHMARK(name)->Unit(benchmark::kMillisecond)->Repetitions(7)->ReportAggregatesOnly(true)
+#define QV_STEREO_BENCH(name) \
+  BENCHMARK(name)->Unit(benchmark::kMillisecond)->Repetitions(7)->ReportAggregatesOnly(true)
 QV_STEREO_BENCH(BM_Stereo_AnaColour);
 QV_STEREO_BENCH(BM_Stereo_AnaGray);
 QV_STEREO_BENCH(BM_Stereo_AnaYellow);

@@ -11,7 +11,7 @@ packages=(
   libavformat-dev libavcodec-dev libavutil-dev libswscale-dev libswresample-dev libavfilter-dev
   libsdl2-dev libxrandr-dev
   ffmpeg xvfb xauth x11-utils xdotool imagemagick fonts-dejavu-core
-  libgl1-mesa-dri xdg-utils
+  libgl1-mesa-dri xdg-utils ccache
 )
 
 missing=()

@@ -24,8 +24,12 @@ bool MonotonicFrequency(int64_t& frequency) {
   return true;
 }
 
-int32_t Low(int64_t v) { return static_cast<int32_t>(static_cast<uint32_t>(v)); }
-int32_t High(int64_t v) { return static_cast<int32_t>(static_cast<uint32_t>(static_cast<uint64_t>(v) >> 32)); }
+int32_t Low(int64_t v) {
+  return static_cast<int32_t>(static_cast<uint32_t>(v));
+}
+int32_t High(int64_t v) {
+  return static_cast<int32_t>(static_cast<uint32_t>(static_cast<uint64_t>(v) >> 32));
+}
 
 }  // namespace
 
@@ -34,9 +38,13 @@ CTime::CTime() : CTime(ReadMonotonic, MonotonicFrequency) {}
 CTime::CTime(ClockReader clock, FrequencyReader frequency)
     : clock_(clock), frequencyReader_(frequency) {}
 
-void CTime::StartTimer() { lastResult_ = clock_(startCount_); }
+void CTime::StartTimer() {
+  lastResult_ = clock_(startCount_);
+}
 
-void CTime::StopTimer() { lastResult_ = clock_(stopCount_); }
+void CTime::StopTimer() {
+  lastResult_ = clock_(stopCount_);
+}
 
 double CTime::Elapsed() {
   start_ = CountToDouble(Low(startCount_), High(startCount_));

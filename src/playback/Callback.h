@@ -16,7 +16,7 @@ namespace callback {
 inline constexpr int16_t kNothing = 0;
 inline constexpr int16_t kCloseDisplay = 1;  // the surface's own CloseDisplay
 inline constexpr int16_t kStop = 2;          // gSession.StopRequested = true
-inline constexpr int16_t kSlideShow = 3;     // the slide-show window's handlers (click and key only)
+inline constexpr int16_t kSlideShow = 3;  // the slide-show window's handlers (click and key only)
 }  // namespace callback
 
 // Stores the codes for a click, the loss of the focus and a key.

@@ -3,13 +3,29 @@
 // and pace against the sound track, until the range ends or a stop is requested. Runs on the
 // user-interface thread and lets the user interface process its messages once a frame.
 
+#include <cstdint>
+#include <string>
+
 #include "playback/PlaybackRequest.h"
 
 namespace qv {
 
+// A session ends with a message, after closing what it opened, when a frame cannot be delivered
+// (damaged or truncated file), when 2D video is to be turned into stereo (not part of this build)
+// and when there is no memory for the video's frames. Invalid input formats and output methods
+// are reported by the dispatch (OutputDispatch.h).
+std::string FrameUndeliverableMessage(int32_t frameFromStart);
+inline constexpr const char* kConversionUnavailable =
+    "Turning 2D video into stereo is not available in this version of Quorvex. Choose "
+    "Parallel or Above/Below in the Format menu.";
+inline constexpr const char* kNoMemoryForFrames =
+    "There is not enough memory for the frames of this video.";
+
 // Runs a whole session and returns when it has ended; every failure is reported inside it.
 // Called while another session runs (from a handler inside that session's message processing),
-// it asks that session to stop and starts once that one has closed its video and display.
+// it asks that session to stop, keeps a copy of the request and returns at once; the outer call
+// runs the new session once the running one has closed its video and display. SessionRunning()
+// stays true until that queued session has ended too.
 void PlaySession(PlaybackRequest& request);
 
 // Whether a session is running now.

@@ -9,11 +9,11 @@
 namespace qv {
 
 struct SessionState {
-  int32_t CurrentFrame = 0;         // absolute stream frame number being played
-  bool StopRequested = false;       // the loop ends after the frame in hand
-  bool DisplayPending = false;      // True from the start of a session until the display opens
+  int32_t CurrentFrame = 0;           // absolute stream frame number being played
+  bool StopRequested = false;         // the loop ends after the frame in hand
+  bool DisplayPending = false;        // True from the start of a session until the display opens
   std::array<float, 4> StageTimes{};  // smoothed seconds per frame: Get Frame, Decode, Encode, Put
-  float ConvertFrameTime = 0.0f;    // smoothed seconds per converted 2D frame; 0 until one ran
+  float ConvertFrameTime = 0.0f;      // smoothed seconds per converted 2D frame; 0 until one ran
 };
 
 inline SessionState gSession;

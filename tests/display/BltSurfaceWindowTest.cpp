@@ -7,9 +7,15 @@
 #include <QWidget>
 
 #include <chrono>
+#include <cstdlib>
 
+#include "base/DisplayConfig.h"
 #include "display/QtSeams.h"
 #include "display/frmBltSurface.h"
+#include "playback/CTime.h"
+#include "playback/PlaySession.h"
+#include "playback/SessionState.h"
+#include "playback/Surfaces.h"
 #include "support/TestSupport.h"
 
 namespace qv {
@@ -101,6 +107,44 @@ TEST_F(BltSurfaceWindowTest, FullScreenShowsTheLineCodeThenTheLetterboxedFrame) 
   EXPECT_EQ(shot.pixel(3 * width / 4, middle), kCyan);
   EXPECT_EQ(shot.pixel(width / 2, l.PictureY - 2), kBlack);  // the letterbox bars
   EXPECT_EQ(shot.pixel(width / 2, l.PictureY + l.PictureHeight + 1), kBlack);
+}
+
+TEST_F(BltSurfaceWindowTest, APlayingSessionShowsItsAnaglyphUntilTheWindowIsClicked) {
+  // A second of a side-by-side pair with a sound track: the left eye sees white|black, the right
+  // eye black|white, so the red/cyan anaglyph is red on the left and cyan on the right.
+  test::TempDir folder;
+  const std::string clip = folder.File("pair.mkv");
+  const std::string command =
+      "ffmpeg -nostdin -hide_banner -loglevel error -y -f lavfi -i "
+      "color=white:s=80x120:r=25:d=1 -f lavfi -i color=black:s=80x120:r=25:d=1 -f lavfi -i "
+      "sine=sample_rate=48000:d=1 -filter_complex '[0][1]hstack[l];[1][0]hstack[r];[l][r]hstack' "
+      "-c:v ffv1 -pix_fmt bgr0 -c:a flac '" +
+      clip + "'";
+  ASSERT_EQ(std::system(command.c_str()), 0);
+
+  gTiming.PerfFrequency = gTiming.PerfTimer.Frequency();
+  gDisplay.InterlaceViaOpenGL = true;
+  SetDisplaySurface(SurfaceKind::Blit, &surface);
+  QImage shot;
+  QPoint at;
+  QTimer::singleShot(400, [&] {
+    at = surface.Canvas()->mapToGlobal(QPoint(0, 0));
+    shot = GrabScreen("blt-session-anaglyph.png");
+    QTest::mouseClick(surface.Canvas(), Qt::LeftButton, {}, QPoint(10, 10));
+  });
+  PlaybackRequest request;
+  request.FileName = request.AudioFile = clip;
+  request.InputFormat = 5;
+  request.OutputMethod = 3;
+  PlaySession(request);
+  SetDisplaySurface(SurfaceKind::Blit, nullptr);
+
+  ASSERT_FALSE(shot.isNull());
+  EXPECT_EQ(shot.pixel(at + QPoint(40, 60)), kRed);
+  EXPECT_EQ(shot.pixel(at + QPoint(120, 60)), kCyan);
+  EXPECT_TRUE(gSession.StopRequested);
+  EXPECT_LT(gSession.CurrentFrame, 24) << "the click ends the session before its last frame";
+  EXPECT_FALSE(surface.IsOpen());
 }
 
 }  // namespace

@@ -13,7 +13,9 @@ bool QueuedClock(int64_t& count) {
   gReadings.erase(gReadings.begin());
   return true;
 }
-bool NoHighResolution(int64_t&) { return false; }
+bool NoHighResolution(int64_t&) {
+  return false;
+}
 bool Frequency10MHz(int64_t& f) {
   f = 10000000;
   return true;

@@ -5,10 +5,12 @@
 
 #include <functional>
 
+#include "RecordingSurface.h"
 #include "base/DisplayConfig.h"
 #include "image/BufferHelpers.h"
 #include "image/FrameBuffers.h"
 #include "playback/OutputDispatch.h"
+#include "playback/Surfaces.h"
 #include "stereo/LoadPics.h"
 #include "stereo/SavePics.h"
 #include "support/TestSupport.h"
@@ -89,6 +91,65 @@ TEST(ComposeFrame, RunsTheComposerOfTheOutputMethod) {
   ComposeFrame(request, true);
   EXPECT_EQ(gFrames.OutputFrame, nullptr);
   EXPECT_THAT(sink.Texts(), ElementsAre("Invalid output format.0", "Invalid output format.9"));
+}
+
+TEST(DisplayDispatch, EachMethodOpensPutsOnAndClosesItsOwnSurface) {
+  RecordingSink sink;
+  test::RecordingSurface blit, openGL, directX;
+  SetDisplaySurface(SurfaceKind::Blit, &blit);
+  SetDisplaySurface(SurfaceKind::OpenGL, &openGL);
+  SetDisplaySurface(SurfaceKind::DirectX, &directX);
+  gDisplay.InterlaceViaOpenGL = true;
+  gFrames.OutputFrame = test::PatternPicture(32, 16);
+  constexpr int kFrame = -1;  // the output frame itself stands for both line-code pictures
+  struct Case {
+    int16_t method;
+    bool fullscreen;
+    test::RecordingSurface* surface;
+    bool openFullscreen, modeFlag, lineCode;
+    int lineCodeWidth;  // kFrame, 0 for an empty picture, or the start code's width
+    bool resize;
+  };
+  const Case cases[] = {
+      {1, false, &openGL, true, false, true, 9, false},  // the Eye3D sync code
+      {2, false, &blit, false, true, false, kFrame, true},
+      {3, true, &blit, true, true, false, 0, true},
+      {4, false, &blit, false, true, false, kFrame, true},
+      {5, false, &blit, false, true, false, kFrame, false},
+      {5, true, &openGL, true, false, true, 9, false},  // the interlace code
+      {6, false, &directX, true, true, false, kFrame, true},
+      {7, true, &openGL, true, false, true, 20, false},  // the eDimensional sync code
+      {8, false, &openGL, false, true, false, kFrame, true},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(::testing::Message() << "method " << c.method << " full screen " << c.fullscreen);
+    blit = openGL = directX = test::RecordingSurface{};
+    PlaybackRequest request;
+    request.OutputMethod = c.method;
+    request.Fullscreen = c.fullscreen;
+    OpenOutput(request);
+    EXPECT_TRUE(PutFrame(request, true));
+    CloseOutput(request);
+    for (test::RecordingSurface* other : {&blit, &openGL, &directX}) {
+      if (other != c.surface) EXPECT_TRUE(other->events.empty());
+    }
+    ASSERT_THAT(c.surface->events, ElementsAre("open", ::testing::StartsWith("put"), "close"));
+    const auto& opened = c.surface->opens[0];
+    EXPECT_EQ(opened.fullscreen, c.openFullscreen);
+    EXPECT_EQ(opened.width, 32);
+    EXPECT_EQ(opened.height, 16);
+    EXPECT_EQ(opened.modeFlag, c.modeFlag);
+    EXPECT_EQ(opened.useLineCode, c.lineCode);
+    if (c.lineCodeWidth == kFrame) {
+      EXPECT_EQ(opened.lineCodeStart, gFrames.OutputFrame);
+    } else {
+      EXPECT_EQ(opened.lineCodeStart->Width(), c.lineCodeWidth);
+    }
+    EXPECT_EQ(c.surface->puts[0].resize, c.resize);
+  }
+  EXPECT_TRUE(sink.messages.empty());
+  for (SurfaceKind kind : {SurfaceKind::Blit, SurfaceKind::OpenGL, SurfaceKind::DirectX})
+    SetDisplaySurface(kind, nullptr);
 }
 
 TEST(CanPassThrough, OnlySideBySideToSideBySideAndInterleavedToWindowedInterlace) {

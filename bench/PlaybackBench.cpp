@@ -1,0 +1,128 @@
+// A whole playback session in a real window: a 1280 x 720, 30 frames-per-second Parallel clip
+// with a sound track, shown as a red/cyan anaglyph on the blit surface and paced by its sound
+// (SDL's dummy driver under make bench). Every frame should reach the window: the session
+// reports how many it skipped to keep up with the sound, and the largest gap between the sound
+// heard and the frame shown, at the moment each frame is shown. The baseline is the clip's own
+// length: a session takes as long as its sound.
+#include <benchmark/benchmark.h>
+
+#include <QCoreApplication>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <thread>
+
+#include "BenchApp.h"
+#include "Ratios.h"
+#include "base/DisplayConfig.h"
+#include "base/Seams.h"
+#include "display/QtSeams.h"
+#include "display/frmBltSurface.h"
+#include "playback/CTime.h"
+#include "playback/PlaySession.h"
+#include "playback/SessionState.h"
+#include "playback/SoundTrack.h"
+#include "playback/Surfaces.h"
+
+namespace qv::bench {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr double kClipSeconds = 8.0;
+constexpr double kFrameRate = 30.0;
+
+fs::path Clip() {
+  const fs::path clip =
+      fs::read_symlink("/proc/self/exe").parent_path() / "media" / "parallel720p30.mkv";
+  if (!fs::exists(clip)) {
+    fs::create_directories(clip.parent_path());
+    const fs::path partial = clip.string() + ".part.mkv";
+    const std::string seconds = std::to_string(kClipSeconds);
+    const std::string command =
+        "ffmpeg -nostdin -hide_banner -loglevel error -y -f lavfi -i "
+        "testsrc2=size=1280x720:rate=30:"
+        "duration=" +
+        seconds + " -f lavfi -i sine=frequency=440:sample_rate=48000:duration=" + seconds +
+        " -c:v libx264 -preset veryfast -pix_fmt yuv420p -c:a aac '" + partial.string() + "'";
+    if (std::system(command.c_str()) != 0) return {};
+    fs::rename(partial, clip);
+  }
+  return clip;
+}
+
+// The blit surface, with a note of every frame it shows and where the sound was at that moment.
+class MeasuringSurface : public DisplaySurface {
+ public:
+  bool OpenDisplay(bool fullscreen, int32_t srcX, int32_t srcY, bool modeFlag, bool useLineCode,
+                   const DibRef& start, const DibRef& end) override {
+    return BltSurface().OpenDisplay(fullscreen, srcX, srcY, modeFlag, useLineCode, start, end);
+  }
+  bool PutImage(const cDIBSection& picture, bool resize, bool quick) override {
+    const bool ok = BltSurface().PutImage(picture, resize, quick);
+    ++shown;
+    const double heard = GraphPosition();
+    if (heard >= 0.0)
+      maxGap = std::max(maxGap, std::abs(heard - gSession.CurrentFrame / kFrameRate));
+    return ok;
+  }
+  void ResizeSurface(int32_t srcX, int32_t srcY) override {
+    BltSurface().ResizeSurface(srcX, srcY);
+  }
+  bool CloseDisplay() override { return BltSurface().CloseDisplay(); }
+
+  int shown = 0;
+  double maxGap = 0.0;
+};
+
+void BM_ClipLength(benchmark::State& state) {
+  for (auto _ : state) std::this_thread::sleep_for(std::chrono::duration<double>(kClipSeconds));
+}
+
+void BM_Play_Parallel720p30_Anaglyph(benchmark::State& state) {
+  EnsureApplication();
+  const fs::path clip = Clip();
+  if (clip.empty()) return state.SkipWithError("the ffmpeg command could not make the clip");
+  QtScreenInfo screen;
+  QtEventPump pump;
+  SetScreenInfo(&screen);
+  SetEventPump(&pump);
+  gTiming.PerfFrequency = gTiming.PerfTimer.Frequency();
+  gDisplay.InterlaceViaOpenGL = true;
+  MeasuringSurface surface;
+  SetDisplaySurface(SurfaceKind::Blit, &surface);
+
+  int skipped = 0;
+  for (auto _ : state) {
+    PlaybackRequest request;
+    request.FileName = request.AudioFile = clip.string();
+    request.InputFormat = 5;
+    request.OutputMethod = 3;
+    surface.shown = 0;
+    PlaySession(request);
+    skipped += static_cast<int>(std::lround(kClipSeconds * kFrameRate)) - surface.shown;
+  }
+  state.counters["frames_skipped"] = skipped;
+  state.counters["max_sound_gap_ms"] = surface.maxGap * 1000.0;
+  SetDisplaySurface(SurfaceKind::Blit, nullptr);
+  SetEventPump(nullptr);
+  SetScreenInfo(nullptr);
+}
+
+BENCHMARK(BM_ClipLength)->Iterations(1)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Play_Parallel720p30_Anaglyph)
+    ->Iterations(1)
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+
+DeclareRatio playLengthTarget("BM_Play_Parallel720p30_Anaglyph", "BM_ClipLength", 1.05,
+                              "a session lasts as long as its sound");
+DeclareCounterLimit playSkipTarget("BM_Play_Parallel720p30_Anaglyph", "frames_skipped", 0,
+                                   "every frame shown");
+
+}  // namespace
+}  // namespace qv::bench
