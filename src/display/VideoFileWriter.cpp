@@ -1,6 +1,10 @@
 #include "display/VideoFileWriter.h"
 
 #include <algorithm>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <thread>
 #include <vector>
 
 extern "C" {
@@ -61,13 +65,22 @@ void QuietLibraryLog() {
 
 }  // namespace
 
+// Encoding and writing run on a thread of the writer's own, so that the caller makes its next
+// frame while this one is encoded. The caller converts each picture into one of a few frames that
+// go round between the two threads; sound goes over as the caller's samples.
+struct Job {
+  FramePtr picture;            // a converted picture, or else
+  std::vector<float> samples;  // interleaved sound samples
+};
+
 struct VideoFileWriter::Impl {
+  static constexpr size_t kFramesInFlight = 3;
+
   AVFormatContext* format = nullptr;
   CodecContextPtr video;
   CodecContextPtr audio;
   AVStream* videoStream = nullptr;
   AVStream* audioStream = nullptr;
-  FramePtr videoFrame;
   FramePtr audioFrame;
   PacketPtr packet;
   SwsContext* scaler = nullptr;
@@ -75,17 +88,30 @@ struct VideoFileWriter::Impl {
   int32_t scalerSourceHeight = 0;
   SwrContext* resampler = nullptr;
   AVAudioFifo* fifo = nullptr;
-  int64_t framesWritten = 0;
+  int32_t inputChannels = 0;
+  int64_t framesWritten = 0;  // pictures handed to the encoding thread
   int64_t samplesWritten = 0;
   bool headerWritten = false;
   bool closed = false;
+  mutable std::mutex errorMutex;
   std::string lastError;
+
+  // Shared by the caller and the encoding thread, under `mutex`.
+  std::thread worker;
+  std::mutex mutex;
+  std::condition_variable changed;
+  std::deque<Job> jobs;
+  std::vector<FramePtr> spareFrames;
+  size_t framesMade = 0;
+  bool quit = false;
+  bool workerFailed = false;
 
   ~Impl() {
     if (format && headerWritten && !closed) {
       std::string ignored;
       Finish(ignored);
     }
+    StopWorker();
     sws_freeContext(scaler);
     swr_free(&resampler);
     if (fifo) av_audio_fifo_free(fifo);
@@ -96,8 +122,80 @@ struct VideoFileWriter::Impl {
   }
 
   bool Fail(const std::string& what, int code) {
+    std::lock_guard lock(errorMutex);
     lastError = what + (code < 0 ? ": " + AvError(code) : std::string());
     return false;
+  }
+
+  // A frame for the caller to convert a picture into; nullptr after a failure.
+  FramePtr TakeSpareFrame() {
+    {
+      std::unique_lock lock(mutex);
+      changed.wait(lock, [&] {
+        return workerFailed || !spareFrames.empty() || framesMade < kFramesInFlight;
+      });
+      if (workerFailed) return nullptr;
+      if (!spareFrames.empty()) {
+        FramePtr frame = std::move(spareFrames.back());
+        spareFrames.pop_back();
+        return frame;
+      }
+      ++framesMade;
+    }
+    FramePtr frame(av_frame_alloc());
+    if (frame == nullptr) return Fail("out of memory", 0), nullptr;
+    frame->format = video->pix_fmt;
+    frame->width = video->width;
+    frame->height = video->height;
+    const int rc = av_frame_get_buffer(frame.get(), 0);
+    if (rc < 0) return Fail("out of memory", rc), nullptr;
+    return frame;
+  }
+
+  bool Submit(Job job) {
+    std::lock_guard lock(mutex);
+    if (workerFailed) return false;
+    jobs.push_back(std::move(job));
+    changed.notify_all();
+    return true;
+  }
+
+  // The encoding thread: every job in order; after a failure the rest are only dropped.
+  void Work() {
+    for (;;) {
+      Job job;
+      bool ok = false;
+      {
+        std::unique_lock lock(mutex);
+        changed.wait(lock, [&] { return quit || !jobs.empty(); });
+        if (jobs.empty()) return;
+        job = std::move(jobs.front());
+        jobs.pop_front();
+        ok = !workerFailed;
+      }
+      if (ok && job.picture) {
+        ok = Encode(video.get(), videoStream, job.picture.get());
+      } else if (ok) {
+        const uint8_t* in[1] = {reinterpret_cast<const uint8_t*>(job.samples.data())};
+        ok = Resample(in, static_cast<int>(job.samples.size() / inputChannels)) &&
+             EncodeAudioFrames(false);
+      }
+      std::lock_guard lock(mutex);
+      if (!ok) workerFailed = true;
+      if (job.picture) spareFrames.push_back(std::move(job.picture));
+      changed.notify_all();
+    }
+  }
+
+  // Lets the encoding thread finish the jobs handed to it and end. True when they all went well.
+  bool StopWorker() {
+    {
+      std::lock_guard lock(mutex);
+      quit = true;
+    }
+    changed.notify_all();
+    if (worker.joinable()) worker.join();
+    return !workerFailed;
   }
 
   // Sends a frame (or nullptr to flush) and writes every packet the encoder hands back.
@@ -179,8 +277,8 @@ struct VideoFileWriter::Impl {
 
   bool Finish(std::string& error) {
     closed = true;
-    bool ok = true;
-    if (audio) {
+    bool ok = StopWorker();
+    if (ok && audio) {
       ok = Resample(nullptr, 0) && PadLastAudioFrame() && EncodeAudioFrames(true) &&
            Encode(audio.get(), audioStream, nullptr);
     }
@@ -249,13 +347,6 @@ std::unique_ptr<VideoFileWriter> VideoFileWriter::Open(const VideoFileOptions& o
   impl->videoStream->avg_frame_rate = v->framerate;
   avcodec_parameters_from_context(impl->videoStream->codecpar, v);
 
-  impl->videoFrame.reset(av_frame_alloc());
-  impl->videoFrame->format = v->pix_fmt;
-  impl->videoFrame->width = v->width;
-  impl->videoFrame->height = v->height;
-  rc = av_frame_get_buffer(impl->videoFrame.get(), 0);
-  if (rc < 0) return fail("out of memory", rc);
-
   // Sound encoder.
   if (options.audioSampleRate > 0 && options.audioChannels > 0) {
     const AVCodec* audioEncoder = options.audioCodec.empty()
@@ -284,6 +375,7 @@ std::unique_ptr<VideoFileWriter> VideoFileWriter::Open(const VideoFileOptions& o
     if (rc < 0)
       return fail("cannot start the sound encoder " + std::string(audioEncoder->name), rc);
     AVCodecContext* a = impl->audio.get();
+    impl->inputChannels = options.audioChannels;
     impl->audioStream = avformat_new_stream(impl->format, nullptr);
     if (impl->audioStream == nullptr) return fail("out of memory");
     impl->audioStream->time_base = a->time_base;
@@ -312,6 +404,7 @@ std::unique_ptr<VideoFileWriter> VideoFileWriter::Open(const VideoFileOptions& o
   rc = avformat_write_header(impl->format, nullptr);
   if (rc < 0) return fail("cannot write the file header", rc);
   impl->headerWritten = true;
+  impl->worker = std::thread([d = impl.get()] { d->Work(); });
   return std::unique_ptr<VideoFileWriter>(new VideoFileWriter(std::move(impl)));
 }
 
@@ -329,14 +422,17 @@ bool VideoFileWriter::WriteFrame(const cDIBSection& picture) {
     d.scalerSourceWidth = grid.width;
     d.scalerSourceHeight = grid.height;
   }
-  int rc = av_frame_make_writable(d.videoFrame.get());
+  FramePtr frame = d.TakeSpareFrame();
+  if (frame == nullptr) return false;
+  // The encoder may still hold the frame's memory from its last round.
+  const int rc = av_frame_make_writable(frame.get());
   if (rc < 0) return d.Fail("out of memory", rc);
   // Rows are stored bottom-up: start at the top row and step backwards.
   const uint8_t* top[1] = {grid.DeviceRow(0)};
   const int stride[1] = {-grid.stride};
-  sws_scale(d.scaler, top, stride, 0, grid.height, d.videoFrame->data, d.videoFrame->linesize);
-  d.videoFrame->pts = d.framesWritten;
-  if (!d.Encode(d.video.get(), d.videoStream, d.videoFrame.get())) return false;
+  sws_scale(d.scaler, top, stride, 0, grid.height, frame->data, frame->linesize);
+  frame->pts = d.framesWritten;
+  if (!d.Submit(Job{std::move(frame), {}})) return false;
   ++d.framesWritten;
   return true;
 }
@@ -345,8 +441,8 @@ bool VideoFileWriter::WriteAudio(const float* samples, int32_t sampleCount) {
   Impl& d = *impl_;
   if (d.closed) return d.Fail("the file is closed", 0);
   if (!d.audio || sampleCount <= 0) return true;
-  const uint8_t* in[1] = {reinterpret_cast<const uint8_t*>(samples)};
-  return d.Resample(in, sampleCount) && d.EncodeAudioFrames(false);
+  return d.Submit(
+      Job{nullptr, std::vector<float>(samples, samples + int64_t{sampleCount} * d.inputChannels)});
 }
 
 bool VideoFileWriter::Close(std::string& error) {
@@ -361,6 +457,7 @@ std::string VideoFileWriter::VideoCodecName() const {
   return impl_->video->codec->name;
 }
 std::string VideoFileWriter::LastError() const {
+  std::lock_guard lock(impl_->errorMutex);
   return impl_->lastError;
 }
 
