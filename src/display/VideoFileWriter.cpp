@@ -232,28 +232,6 @@ struct VideoFileWriter::Impl {
     return ok || Fail("cannot convert the sound", 0);
   }
 
-  // Encoders with a fixed frame size that refuse a short last frame get it filled with silence.
-  bool PadLastAudioFrame() {
-    const int frameSize = audio->frame_size;
-    const int capabilities = audio->codec->capabilities;
-    const int rest = frameSize > 0 ? av_audio_fifo_size(fifo) % frameSize : 0;
-    if (rest == 0 ||
-        (capabilities & (AV_CODEC_CAP_VARIABLE_FRAME_SIZE | AV_CODEC_CAP_SMALL_LAST_FRAME))) {
-      return true;
-    }
-    const int missing = frameSize - rest;
-    std::vector<uint8_t*> planes(static_cast<size_t>(std::max(1, audio->ch_layout.nb_channels)));
-    int rc = av_samples_alloc(planes.data(), nullptr, audio->ch_layout.nb_channels, missing,
-                              audio->sample_fmt, 0);
-    if (rc < 0) return Fail("out of memory", rc);
-    av_samples_set_silence(planes.data(), 0, missing, audio->ch_layout.nb_channels,
-                           audio->sample_fmt);
-    const bool ok =
-        av_audio_fifo_write(fifo, reinterpret_cast<void**>(planes.data()), missing) == missing;
-    av_freep(&planes[0]);
-    return ok || Fail("out of memory", 0);
-  }
-
   bool EncodeAudioFrames(bool flush) {
     const int frameSize = audio->frame_size > 0 ? audio->frame_size : 1024;
     while (av_audio_fifo_size(fifo) >= frameSize || (flush && av_audio_fifo_size(fifo) > 0)) {
@@ -279,7 +257,7 @@ struct VideoFileWriter::Impl {
     closed = true;
     bool ok = StopWorker();
     if (ok && audio) {
-      ok = Resample(nullptr, 0) && PadLastAudioFrame() && EncodeAudioFrames(true) &&
+      ok = Resample(nullptr, 0) && EncodeAudioFrames(true) &&
            Encode(audio.get(), audioStream, nullptr);
     }
     if (ok && video) ok = Encode(video.get(), videoStream, nullptr);
