@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <condition_variable>
+#include <cstring>
 #include <deque>
 #include <mutex>
 #include <thread>
@@ -69,7 +70,8 @@ void QuietLibraryLog() {
 // frame while this one is encoded. The caller converts each picture into one of a few frames that
 // go round between the two threads; sound goes over as the caller's samples.
 struct Job {
-  FramePtr picture;            // a converted picture, or else
+  FramePtr picture;            // a converted picture, or
+  PacketPtr rawPicture;        // a picture that needs no encoder, or else
   std::vector<float> samples;  // interleaved sound samples
 };
 
@@ -91,6 +93,10 @@ struct VideoFileWriter::Impl {
   int32_t inputChannels = 0;
   int64_t framesWritten = 0;  // pictures handed to the encoding thread
   int64_t samplesWritten = 0;
+  // Raw 24-bit pictures need no encoder: the picture's rows, top row first, are the packet.
+  bool rawPictures = false;
+  AVBufferPool* rawPool = nullptr;
+  int rawBytes = 0;
   bool headerWritten = false;
   bool closed = false;
   mutable std::mutex errorMutex;
@@ -103,6 +109,7 @@ struct VideoFileWriter::Impl {
   std::deque<Job> jobs;
   std::vector<FramePtr> spareFrames;
   size_t framesMade = 0;
+  size_t rawQueued = 0;
   bool quit = false;
   bool workerFailed = false;
 
@@ -112,6 +119,7 @@ struct VideoFileWriter::Impl {
       Finish(ignored);
     }
     StopWorker();
+    av_buffer_pool_uninit(&rawPool);
     sws_freeContext(scaler);
     swr_free(&resampler);
     if (fifo) av_audio_fifo_free(fifo);
@@ -155,6 +163,7 @@ struct VideoFileWriter::Impl {
   bool Submit(Job job) {
     std::lock_guard lock(mutex);
     if (workerFailed) return false;
+    if (job.rawPicture) ++rawQueued;
     jobs.push_back(std::move(job));
     changed.notify_all();
     return true;
@@ -175,7 +184,9 @@ struct VideoFileWriter::Impl {
       }
       if (ok && job.picture) {
         ok = Encode(video.get(), videoStream, job.picture.get());
-      } else if (ok) {
+      } else if (ok && job.rawPicture) {
+        ok = Write(job.rawPicture.get(), video.get(), videoStream);
+      } else if (ok && !job.samples.empty()) {
         const uint8_t* in[1] = {reinterpret_cast<const uint8_t*>(job.samples.data())};
         ok = Resample(in, static_cast<int>(job.samples.size() / inputChannels)) &&
              EncodeAudioFrames(false);
@@ -183,6 +194,7 @@ struct VideoFileWriter::Impl {
       std::lock_guard lock(mutex);
       if (!ok) workerFailed = true;
       if (job.picture) spareFrames.push_back(std::move(job.picture));
+      if (job.rawPicture) --rawQueued;
       changed.notify_all();
     }
   }
@@ -206,11 +218,39 @@ struct VideoFileWriter::Impl {
       rc = avcodec_receive_packet(codec, packet.get());
       if (rc == AVERROR(EAGAIN) || rc == AVERROR_EOF) return true;
       if (rc < 0) return Fail("encoding failed", rc);
-      av_packet_rescale_ts(packet.get(), codec->time_base, stream->time_base);
-      packet->stream_index = stream->index;
-      rc = av_interleaved_write_frame(format, packet.get());
-      if (rc < 0) return Fail("writing the file failed", rc);
+      if (!Write(packet.get(), codec, stream)) return false;
     }
+  }
+
+  // Writes a packet whose times are in the codec's time base.
+  bool Write(AVPacket* out, const AVCodecContext* codec, AVStream* stream) {
+    av_packet_rescale_ts(out, codec->time_base, stream->time_base);
+    out->stream_index = stream->index;
+    const int rc = av_interleaved_write_frame(format, out);
+    return rc >= 0 || Fail("writing the file failed", rc);
+  }
+
+  // Hands a picture of the file's size over as a raw packet.
+  bool SubmitRaw(const PixelGrid& grid) {
+    {
+      std::unique_lock lock(mutex);
+      changed.wait(lock, [&] { return workerFailed || rawQueued < kFramesInFlight; });
+      if (workerFailed) return false;
+    }
+    PacketPtr raw(av_packet_alloc());
+    if (raw == nullptr || (raw->buf = av_buffer_pool_get(rawPool)) == nullptr) {
+      return Fail("out of memory", 0);
+    }
+    raw->data = raw->buf->data;
+    raw->size = rawBytes;
+    const size_t row = static_cast<size_t>(3) * grid.width;
+    for (int32_t y = 0; y < grid.height; ++y) {
+      std::memcpy(raw->data + row * y, grid.DeviceRow(y), row);
+    }
+    raw->pts = raw->dts = framesWritten;
+    raw->duration = 1;
+    raw->flags |= AV_PKT_FLAG_KEY;
+    return Submit(Job{nullptr, std::move(raw), {}});
   }
 
   // Converts samples (or, with nullptr, what the resampler still holds) into the encoder's
@@ -324,6 +364,12 @@ std::unique_ptr<VideoFileWriter> VideoFileWriter::Open(const VideoFileOptions& o
   impl->videoStream->time_base = v->time_base;
   impl->videoStream->avg_frame_rate = v->framerate;
   avcodec_parameters_from_context(impl->videoStream->codecpar, v);
+  if (videoEncoder->id == AV_CODEC_ID_RAWVIDEO && v->pix_fmt == AV_PIX_FMT_BGR24) {
+    impl->rawPictures = true;
+    impl->rawBytes = av_image_get_buffer_size(AV_PIX_FMT_BGR24, v->width, v->height, 1);
+    impl->rawPool = av_buffer_pool_init(static_cast<size_t>(impl->rawBytes), nullptr);
+    if (impl->rawBytes <= 0 || impl->rawPool == nullptr) return fail("out of memory");
+  }
 
   // Sound encoder.
   if (options.audioSampleRate > 0 && options.audioChannels > 0) {
@@ -390,6 +436,11 @@ bool VideoFileWriter::WriteFrame(const cDIBSection& picture) {
   Impl& d = *impl_;
   const PixelGrid grid = picture.Grid();
   if (d.closed || grid.Empty()) return d.Fail("no picture to write", 0);
+  if (d.rawPictures && grid.width == d.video->width && grid.height == d.video->height) {
+    if (!d.SubmitRaw(grid)) return false;
+    ++d.framesWritten;
+    return true;
+  }
   if (d.scaler == nullptr || d.scalerSourceWidth != grid.width ||
       d.scalerSourceHeight != grid.height) {
     sws_freeContext(d.scaler);
@@ -410,7 +461,7 @@ bool VideoFileWriter::WriteFrame(const cDIBSection& picture) {
   const int stride[1] = {-grid.stride};
   sws_scale(d.scaler, top, stride, 0, grid.height, frame->data, frame->linesize);
   frame->pts = d.framesWritten;
-  if (!d.Submit(Job{std::move(frame), {}})) return false;
+  if (!d.Submit(Job{std::move(frame), nullptr, {}})) return false;
   ++d.framesWritten;
   return true;
 }
@@ -420,7 +471,8 @@ bool VideoFileWriter::WriteAudio(const float* samples, int32_t sampleCount) {
   if (d.closed) return d.Fail("the file is closed", 0);
   if (!d.audio || sampleCount <= 0) return true;
   return d.Submit(
-      Job{nullptr, std::vector<float>(samples, samples + int64_t{sampleCount} * d.inputChannels)});
+      Job{nullptr, nullptr,
+          std::vector<float>(samples, samples + int64_t{sampleCount} * d.inputChannels)});
 }
 
 bool VideoFileWriter::Close(std::string& error) {
