@@ -94,6 +94,7 @@ int Run(int argc, char** argv) {
   const std::vector<std::string> rest(argv + 2, argv + argc);
   if (command == "detect") return RunDetect(rest);
   if (command == "render") return RunRender(rest);
+  if (command == "convert") return RunConvert(rest);
   if (NamesAFile(command)) {
     if (argc > 2) {
       std::cerr << "quorvex: the player opens one file\nTry 'quorvex --help'.\n";

@@ -12,5 +12,7 @@ namespace qv::cli {
 int RunDetect(const std::vector<std::string>& args);
 // quorvex render FILE -o OUT.bmp|OUT.png [options]
 int RunRender(const std::vector<std::string>& args);
+// quorvex convert FILE -o OUT [options]
+int RunConvert(const std::vector<std::string>& args);
 
 }  // namespace qv::cli

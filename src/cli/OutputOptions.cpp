@@ -1,6 +1,7 @@
 #include "cli/OutputOptions.h"
 
 #include <charconv>
+#include <iostream>
 #include <limits>
 #include <span>
 
@@ -9,6 +10,8 @@
 #include "shell/DisplaySettingsModel.h"
 #include "shell/SettingsStore.h"
 #include "shell/Startup.h"
+#include "video/AviSynthBridge.h"
+#include "video/VideoReader.h"
 
 namespace qv::cli {
 
@@ -144,6 +147,28 @@ void LoadDisplaySettings(const OutputOptions& options) {
   if (options.screenWidth) gDisplay.ScreenWidth = *options.screenWidth;
   if (options.screenHeight) gDisplay.ScreenHeight = *options.screenHeight;
   if (options.vertOffset) gDisplay.VertOffset = *options.vertOffset;
+}
+
+int Fail(const std::string& why) {
+  std::cerr << "quorvex: " << why << "\n";
+  return 1;
+}
+
+int ChooseInput(const OutputOptions& options, std::string& fileToOpen, int16_t& inputFormat) {
+  const std::string script = MakeAviSynthScript(options.input);
+  fileToOpen = script.empty() ? options.input : script;
+  if (options.format) {
+    inputFormat = *options.format;
+  } else {
+    int16_t layout = 0;
+    if (DetectVideo(fileToOpen, layout) < 1) return 1;
+    inputFormat = FormatForLayout(layout);
+  }
+  if (inputFormat == 4) {
+    return Fail("the " + std::string(FindInputFormat(4)->name) +
+                " format (2D video turned into stereo) is not available yet");
+  }
+  return 0;
 }
 
 PlaybackRequest BuildRequest(const OutputOptions& options, const std::string& fileToOpen,

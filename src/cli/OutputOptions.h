@@ -54,6 +54,16 @@ std::string LayoutCaption(int16_t layout);
 // and applies --screen and --vert-offset.
 void LoadDisplaySettings(const OutputOptions& options);
 
+// Prints "quorvex: " and why to standard error; returns 1, the status of an input that could not
+// be processed.
+int Fail(const std::string& why);
+
+// What Play would open for the input (the script the bridge writes for it, or the input itself)
+// and its input format: --format, or the one the guessed layout chooses. 0 when both are known;
+// otherwise 1, after telling the user why (the file could not be opened, or a format that is not
+// available).
+int ChooseInput(const OutputOptions& options, std::string& fileToOpen, int16_t& inputFormat);
+
 // The request that Play (or Full, with --fullscreen) would build for `fileToOpen` (the input or
 // its script): the method from --method or from the glasses type and window mode; 0 when the
 // stored glasses type names no glasses, which the dispatch reports.

@@ -12,7 +12,6 @@
 #include "image/FrameBuffers.h"
 #include "playback/Modes.h"
 #include "playback/OutputDispatch.h"
-#include "video/AviSynthBridge.h"
 #include "video/VideoReader.h"
 
 namespace qv::cli {
@@ -23,11 +22,6 @@ bool EndsWithNoCase(std::string text, const std::string& tail) {
   for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
   return text.size() >= tail.size() &&
          text.compare(text.size() - tail.size(), tail.size(), tail) == 0;
-}
-
-int Fail(const std::string& why) {
-  std::cerr << "quorvex: " << why << "\n";
-  return 1;
 }
 
 // Fetches, decodes and composes frame `offset` of the open video into gFrames.OutputFrame.
@@ -71,20 +65,9 @@ int RunRender(const std::vector<std::string>& args) {
   }
   LoadDisplaySettings(options);
 
-  const std::string script = MakeAviSynthScript(options.input);
-  const std::string fileToOpen = script.empty() ? options.input : script;
+  std::string fileToOpen;
   int16_t format = 0;
-  if (options.format) {
-    format = *options.format;
-  } else {
-    int16_t layout = 0;
-    if (DetectVideo(fileToOpen, layout) < 1) return 1;
-    format = FormatForLayout(layout);
-  }
-  if (format == 4) {
-    return Fail("the " + std::string(FindInputFormat(4)->name) +
-                " format (2D video turned into stereo) is not available yet");
-  }
+  if (const int status = ChooseInput(options, fileToOpen, format); status != 0) return status;
 
   PlaybackRequest request = BuildRequest(options, fileToOpen, format);
   request.StartOffset = options.frame;

@@ -1,6 +1,11 @@
 #include "display/VideoFileWriter.h"
 
 #include <algorithm>
+#include <condition_variable>
+#include <cstring>
+#include <deque>
+#include <mutex>
+#include <thread>
 #include <vector>
 
 extern "C" {
@@ -61,13 +66,23 @@ void QuietLibraryLog() {
 
 }  // namespace
 
+// Encoding and writing run on a thread of the writer's own, so that the caller makes its next
+// frame while this one is encoded. The caller converts each picture into one of a few frames that
+// go round between the two threads; sound goes over as the caller's samples.
+struct Job {
+  FramePtr picture;            // a converted picture, or
+  PacketPtr rawPicture;        // a picture that needs no encoder, or else
+  std::vector<float> samples;  // interleaved sound samples
+};
+
 struct VideoFileWriter::Impl {
+  static constexpr size_t kFramesInFlight = 3;
+
   AVFormatContext* format = nullptr;
   CodecContextPtr video;
   CodecContextPtr audio;
   AVStream* videoStream = nullptr;
   AVStream* audioStream = nullptr;
-  FramePtr videoFrame;
   FramePtr audioFrame;
   PacketPtr packet;
   SwsContext* scaler = nullptr;
@@ -75,17 +90,36 @@ struct VideoFileWriter::Impl {
   int32_t scalerSourceHeight = 0;
   SwrContext* resampler = nullptr;
   AVAudioFifo* fifo = nullptr;
-  int64_t framesWritten = 0;
+  int32_t inputChannels = 0;
+  int64_t framesWritten = 0;  // pictures handed to the encoding thread
   int64_t samplesWritten = 0;
+  // Raw 24-bit pictures need no encoder: the picture's rows, top row first, are the packet.
+  bool rawPictures = false;
+  AVBufferPool* rawPool = nullptr;
+  int rawBytes = 0;
   bool headerWritten = false;
   bool closed = false;
+  mutable std::mutex errorMutex;
   std::string lastError;
+
+  // Shared by the caller and the encoding thread, under `mutex`.
+  std::thread worker;
+  std::mutex mutex;
+  std::condition_variable changed;
+  std::deque<Job> jobs;
+  std::vector<FramePtr> spareFrames;
+  size_t framesMade = 0;
+  size_t rawQueued = 0;
+  bool quit = false;
+  bool workerFailed = false;
 
   ~Impl() {
     if (format && headerWritten && !closed) {
       std::string ignored;
       Finish(ignored);
     }
+    StopWorker();
+    av_buffer_pool_uninit(&rawPool);
     sws_freeContext(scaler);
     swr_free(&resampler);
     if (fifo) av_audio_fifo_free(fifo);
@@ -96,8 +130,84 @@ struct VideoFileWriter::Impl {
   }
 
   bool Fail(const std::string& what, int code) {
+    std::lock_guard lock(errorMutex);
     lastError = what + (code < 0 ? ": " + AvError(code) : std::string());
     return false;
+  }
+
+  // A frame for the caller to convert a picture into; nullptr after a failure.
+  FramePtr TakeSpareFrame() {
+    {
+      std::unique_lock lock(mutex);
+      changed.wait(lock, [&] {
+        return workerFailed || !spareFrames.empty() || framesMade < kFramesInFlight;
+      });
+      if (workerFailed) return nullptr;
+      if (!spareFrames.empty()) {
+        FramePtr frame = std::move(spareFrames.back());
+        spareFrames.pop_back();
+        return frame;
+      }
+      ++framesMade;
+    }
+    FramePtr frame(av_frame_alloc());
+    if (frame == nullptr) return Fail("out of memory", 0), nullptr;
+    frame->format = video->pix_fmt;
+    frame->width = video->width;
+    frame->height = video->height;
+    const int rc = av_frame_get_buffer(frame.get(), 0);
+    if (rc < 0) return Fail("out of memory", rc), nullptr;
+    return frame;
+  }
+
+  bool Submit(Job job) {
+    std::lock_guard lock(mutex);
+    if (workerFailed) return false;
+    if (job.rawPicture) ++rawQueued;
+    jobs.push_back(std::move(job));
+    changed.notify_all();
+    return true;
+  }
+
+  // The encoding thread: every job in order; after a failure the rest are only dropped.
+  void Work() {
+    for (;;) {
+      Job job;
+      bool ok = false;
+      {
+        std::unique_lock lock(mutex);
+        changed.wait(lock, [&] { return quit || !jobs.empty(); });
+        if (jobs.empty()) return;
+        job = std::move(jobs.front());
+        jobs.pop_front();
+        ok = !workerFailed;
+      }
+      if (ok && job.picture) {
+        ok = Encode(video.get(), videoStream, job.picture.get());
+      } else if (ok && job.rawPicture) {
+        ok = Write(job.rawPicture.get(), video.get(), videoStream);
+      } else if (ok && !job.samples.empty()) {
+        const uint8_t* in[1] = {reinterpret_cast<const uint8_t*>(job.samples.data())};
+        ok = Resample(in, static_cast<int>(job.samples.size() / inputChannels)) &&
+             EncodeAudioFrames(false);
+      }
+      std::lock_guard lock(mutex);
+      if (!ok) workerFailed = true;
+      if (job.picture) spareFrames.push_back(std::move(job.picture));
+      if (job.rawPicture) --rawQueued;
+      changed.notify_all();
+    }
+  }
+
+  // Lets the encoding thread finish the jobs handed to it and end. True when they all went well.
+  bool StopWorker() {
+    {
+      std::lock_guard lock(mutex);
+      quit = true;
+    }
+    changed.notify_all();
+    if (worker.joinable()) worker.join();
+    return !workerFailed;
   }
 
   // Sends a frame (or nullptr to flush) and writes every packet the encoder hands back.
@@ -108,11 +218,58 @@ struct VideoFileWriter::Impl {
       rc = avcodec_receive_packet(codec, packet.get());
       if (rc == AVERROR(EAGAIN) || rc == AVERROR_EOF) return true;
       if (rc < 0) return Fail("encoding failed", rc);
-      av_packet_rescale_ts(packet.get(), codec->time_base, stream->time_base);
-      packet->stream_index = stream->index;
-      rc = av_interleaved_write_frame(format, packet.get());
-      if (rc < 0) return Fail("writing the file failed", rc);
+      if (!Write(packet.get(), codec, stream)) return false;
     }
+  }
+
+  // Writes a packet whose times are in the codec's time base.
+  bool Write(AVPacket* out, const AVCodecContext* codec, AVStream* stream) {
+    av_packet_rescale_ts(out, codec->time_base, stream->time_base);
+    out->stream_index = stream->index;
+    const int rc = av_interleaved_write_frame(format, out);
+    return rc >= 0 || Fail("writing the file failed", rc);
+  }
+
+  // Hands a picture of the file's size over as a raw packet.
+  bool SubmitRaw(const PixelGrid& grid) {
+    {
+      std::unique_lock lock(mutex);
+      changed.wait(lock, [&] { return workerFailed || rawQueued < kFramesInFlight; });
+      if (workerFailed) return false;
+    }
+    PacketPtr raw(av_packet_alloc());
+    if (raw == nullptr || (raw->buf = av_buffer_pool_get(rawPool)) == nullptr) {
+      return Fail("out of memory", 0);
+    }
+    raw->data = raw->buf->data;
+    raw->size = rawBytes;
+    const size_t row = static_cast<size_t>(3) * grid.width;
+    for (int32_t y = 0; y < grid.height; ++y) {
+      std::memcpy(raw->data + row * y, grid.DeviceRow(y), row);
+    }
+    raw->pts = raw->dts = framesWritten;
+    raw->duration = 1;
+    raw->flags |= AV_PKT_FLAG_KEY;
+    return Submit(Job{nullptr, std::move(raw), {}});
+  }
+
+  // Converts samples (or, with nullptr, what the resampler still holds) into the encoder's
+  // format and queues them.
+  bool Resample(const uint8_t** in, int count) {
+    const int out = swr_get_out_samples(resampler, count);
+    if (out <= 0) return true;
+    std::vector<uint8_t*> planes(static_cast<size_t>(std::max(1, audio->ch_layout.nb_channels)));
+    int rc = av_samples_alloc(planes.data(), nullptr, audio->ch_layout.nb_channels, out,
+                              audio->sample_fmt, 0);
+    if (rc < 0) return Fail("out of memory", rc);
+    const int converted = swr_convert(resampler, planes.data(), out, in, count);
+    bool ok = converted >= 0;
+    if (ok && converted > 0) {
+      ok = av_audio_fifo_write(fifo, reinterpret_cast<void**>(planes.data()), converted) ==
+           converted;
+    }
+    av_freep(&planes[0]);
+    return ok || Fail("cannot convert the sound", 0);
   }
 
   bool EncodeAudioFrames(bool flush) {
@@ -138,8 +295,11 @@ struct VideoFileWriter::Impl {
 
   bool Finish(std::string& error) {
     closed = true;
-    bool ok = true;
-    if (audio) ok = EncodeAudioFrames(true) && Encode(audio.get(), audioStream, nullptr);
+    bool ok = StopWorker();
+    if (ok && audio) {
+      ok = Resample(nullptr, 0) && EncodeAudioFrames(true) &&
+           Encode(audio.get(), audioStream, nullptr);
+    }
     if (ok && video) ok = Encode(video.get(), videoStream, nullptr);
     const int rc = av_write_trailer(format);
     if (ok && rc < 0) ok = Fail("writing the end of the file failed", rc);
@@ -168,7 +328,9 @@ std::unique_ptr<VideoFileWriter> VideoFileWriter::Open(const VideoFileOptions& o
   }
   int rc = avformat_alloc_output_context2(&impl->format, nullptr, nullptr, options.path.c_str());
   if (rc < 0 || impl->format == nullptr) {
-    return fail("no known video file format for '" + options.path + "' (use an extension such as .mkv, .mp4, .avi or .nut)", rc);
+    return fail("no known video file format for '" + options.path +
+                    "' (use an extension such as .mkv, .mp4, .avi or .nut)",
+                rc);
   }
   const AVOutputFormat* container = impl->format->oformat;
 
@@ -202,13 +364,12 @@ std::unique_ptr<VideoFileWriter> VideoFileWriter::Open(const VideoFileOptions& o
   impl->videoStream->time_base = v->time_base;
   impl->videoStream->avg_frame_rate = v->framerate;
   avcodec_parameters_from_context(impl->videoStream->codecpar, v);
-
-  impl->videoFrame.reset(av_frame_alloc());
-  impl->videoFrame->format = v->pix_fmt;
-  impl->videoFrame->width = v->width;
-  impl->videoFrame->height = v->height;
-  rc = av_frame_get_buffer(impl->videoFrame.get(), 0);
-  if (rc < 0) return fail("out of memory", rc);
+  if (videoEncoder->id == AV_CODEC_ID_RAWVIDEO && v->pix_fmt == AV_PIX_FMT_BGR24) {
+    impl->rawPictures = true;
+    impl->rawBytes = av_image_get_buffer_size(AV_PIX_FMT_BGR24, v->width, v->height, 1);
+    impl->rawPool = av_buffer_pool_init(static_cast<size_t>(impl->rawBytes), nullptr);
+    if (impl->rawBytes <= 0 || impl->rawPool == nullptr) return fail("out of memory");
+  }
 
   // Sound encoder.
   if (options.audioSampleRate > 0 && options.audioChannels > 0) {
@@ -235,8 +396,10 @@ std::unique_ptr<VideoFileWriter> VideoFileWriter::Open(const VideoFileOptions& o
       rc = avcodec_open2(a, audioEncoder, nullptr);
       if (rc >= 0) break;
     }
-    if (rc < 0) return fail("cannot start the sound encoder " + std::string(audioEncoder->name), rc);
+    if (rc < 0)
+      return fail("cannot start the sound encoder " + std::string(audioEncoder->name), rc);
     AVCodecContext* a = impl->audio.get();
+    impl->inputChannels = options.audioChannels;
     impl->audioStream = avformat_new_stream(impl->format, nullptr);
     if (impl->audioStream == nullptr) return fail("out of memory");
     impl->audioStream->time_base = a->time_base;
@@ -265,6 +428,7 @@ std::unique_ptr<VideoFileWriter> VideoFileWriter::Open(const VideoFileOptions& o
   rc = avformat_write_header(impl->format, nullptr);
   if (rc < 0) return fail("cannot write the file header", rc);
   impl->headerWritten = true;
+  impl->worker = std::thread([d = impl.get()] { d->Work(); });
   return std::unique_ptr<VideoFileWriter>(new VideoFileWriter(std::move(impl)));
 }
 
@@ -272,22 +436,32 @@ bool VideoFileWriter::WriteFrame(const cDIBSection& picture) {
   Impl& d = *impl_;
   const PixelGrid grid = picture.Grid();
   if (d.closed || grid.Empty()) return d.Fail("no picture to write", 0);
-  if (d.scaler == nullptr || d.scalerSourceWidth != grid.width || d.scalerSourceHeight != grid.height) {
+  if (d.rawPictures && grid.width == d.video->width && grid.height == d.video->height) {
+    if (!d.SubmitRaw(grid)) return false;
+    ++d.framesWritten;
+    return true;
+  }
+  if (d.scaler == nullptr || d.scalerSourceWidth != grid.width ||
+      d.scalerSourceHeight != grid.height) {
     sws_freeContext(d.scaler);
-    d.scaler = sws_getContext(grid.width, grid.height, AV_PIX_FMT_BGR24, d.video->width,
-                              d.video->height, d.video->pix_fmt, SWS_BICUBIC, nullptr, nullptr, nullptr);
+    d.scaler =
+        sws_getContext(grid.width, grid.height, AV_PIX_FMT_BGR24, d.video->width, d.video->height,
+                       d.video->pix_fmt, SWS_BICUBIC, nullptr, nullptr, nullptr);
     if (d.scaler == nullptr) return d.Fail("cannot convert the picture for the encoder", 0);
     d.scalerSourceWidth = grid.width;
     d.scalerSourceHeight = grid.height;
   }
-  int rc = av_frame_make_writable(d.videoFrame.get());
+  FramePtr frame = d.TakeSpareFrame();
+  if (frame == nullptr) return false;
+  // The encoder may still hold the frame's memory from its last round.
+  const int rc = av_frame_make_writable(frame.get());
   if (rc < 0) return d.Fail("out of memory", rc);
   // Rows are stored bottom-up: start at the top row and step backwards.
   const uint8_t* top[1] = {grid.DeviceRow(0)};
   const int stride[1] = {-grid.stride};
-  sws_scale(d.scaler, top, stride, 0, grid.height, d.videoFrame->data, d.videoFrame->linesize);
-  d.videoFrame->pts = d.framesWritten;
-  if (!d.Encode(d.video.get(), d.videoStream, d.videoFrame.get())) return false;
+  sws_scale(d.scaler, top, stride, 0, grid.height, frame->data, frame->linesize);
+  frame->pts = d.framesWritten;
+  if (!d.Submit(Job{std::move(frame), nullptr, {}})) return false;
   ++d.framesWritten;
   return true;
 }
@@ -296,20 +470,9 @@ bool VideoFileWriter::WriteAudio(const float* samples, int32_t sampleCount) {
   Impl& d = *impl_;
   if (d.closed) return d.Fail("the file is closed", 0);
   if (!d.audio || sampleCount <= 0) return true;
-  const int out = swr_get_out_samples(d.resampler, sampleCount);
-  std::vector<uint8_t*> planes(static_cast<size_t>(std::max(1, d.audio->ch_layout.nb_channels)));
-  int rc = av_samples_alloc(planes.data(), nullptr, d.audio->ch_layout.nb_channels, out,
-                            d.audio->sample_fmt, 0);
-  if (rc < 0) return d.Fail("out of memory", rc);
-  const uint8_t* in[1] = {reinterpret_cast<const uint8_t*>(samples)};
-  const int converted = swr_convert(d.resampler, planes.data(), out, in, sampleCount);
-  bool ok = converted >= 0;
-  if (ok && converted > 0) {
-    ok = av_audio_fifo_write(d.fifo, reinterpret_cast<void**>(planes.data()), converted) == converted;
-  }
-  av_freep(&planes[0]);
-  if (!ok) return d.Fail("cannot convert the sound", 0);
-  return d.EncodeAudioFrames(false);
+  return d.Submit(
+      Job{nullptr, nullptr,
+          std::vector<float>(samples, samples + int64_t{sampleCount} * d.inputChannels)});
 }
 
 bool VideoFileWriter::Close(std::string& error) {
@@ -317,8 +480,15 @@ bool VideoFileWriter::Close(std::string& error) {
   return impl_->Finish(error);
 }
 
-int64_t VideoFileWriter::FramesWritten() const { return impl_->framesWritten; }
-std::string VideoFileWriter::VideoCodecName() const { return impl_->video->codec->name; }
-std::string VideoFileWriter::LastError() const { return impl_->lastError; }
+int64_t VideoFileWriter::FramesWritten() const {
+  return impl_->framesWritten;
+}
+std::string VideoFileWriter::VideoCodecName() const {
+  return impl_->video->codec->name;
+}
+std::string VideoFileWriter::LastError() const {
+  std::lock_guard lock(impl_->errorMutex);
+  return impl_->lastError;
+}
 
 }  // namespace qv

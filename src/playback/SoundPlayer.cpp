@@ -186,14 +186,20 @@ double SoundPlayer::HeardSamples(double now) {
 
 void SoundPlayer::Pull(unsigned char* out, int bytes, double heardAt) {
   std::lock_guard lock(mutex_);
-  const size_t wanted = static_cast<size_t>(bytes) - static_cast<size_t>(bytes) % frameBytes_;
+  PullLocked(out, static_cast<size_t>(bytes), heardAt);
+}
+
+// Hands over what the buffer holds, up to `bytes` (whole sample frames), and fills the rest of
+// `out` with silence. Returns the bytes of real samples.
+size_t SoundPlayer::PullLocked(unsigned char* out, size_t bytes, double heardAt) {
+  const size_t wanted = bytes - bytes % frameBytes_;
   const size_t n = std::min(wanted, ringBytes_);
   const size_t firstPart = std::min(n, ring_.size() - ringHead_);
   std::memcpy(out, ring_.data() + ringHead_, firstPart);
   std::memcpy(out + firstPart, ring_.data(), n - firstPart);
   ringHead_ = (ringHead_ + n) % ring_.size();
   ringBytes_ -= n;
-  std::memset(out + n, 0, static_cast<size_t>(bytes) - n);  // 0.0f is all zero bits
+  std::memset(out + n, 0, bytes - n);  // 0.0f is all zero bits
   if (n > 0) {
     const int64_t frames = static_cast<int64_t>(n / frameBytes_);
     last_ = Chunk{handedEnd_, frames, heardAt};
@@ -201,6 +207,25 @@ void SoundPlayer::Pull(unsigned char* out, int bytes, double heardAt) {
     haveChunk_ = true;
     changed_.notify_all();
   }
+  return n;
+}
+
+int64_t SoundPlayer::Take(float* out, int64_t frames) {
+  // Without a running (or finished) decoder the wait below would never end.
+  if (!HasSound() || !output_ || !decoder_.joinable()) throw err::ObjectNotSet();
+  auto* to = reinterpret_cast<unsigned char*>(out);
+  size_t left = static_cast<size_t>(std::max<int64_t>(frames, 0)) * frameBytes_;
+  size_t real = 0;
+  std::unique_lock lock(mutex_);
+  while (left > 0) {
+    // The buffer holds at most ring_.size() bytes: a longer request is served in parts.
+    const size_t part = std::min(left, ring_.size());
+    changed_.wait(lock, [&] { return decodingDone_ || ringBytes_ >= part; });
+    real += PullLocked(to, part, clock_.Now());
+    to += part;
+    left -= part;
+  }
+  return static_cast<int64_t>(real / frameBytes_);
 }
 
 void SoundPlayer::StopDecoder() {

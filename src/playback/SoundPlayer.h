@@ -63,6 +63,12 @@ class SoundPlayer {
   SoundStatus Status();
   const DeviceFormat& Format() const { return format_; }
 
+  // For a consumer that takes the samples itself instead of a device (a video file being
+  // written): waits until the next `frames` sample frames are decoded, or the track has ended,
+  // and hands them over as a pull would, in the device format. Returns how many of them are real
+  // samples; the rest of `out` is silence. The output must be one that never pulls on its own.
+  int64_t Take(float* out, int64_t frames);
+
  private:
   struct Chunk {
     int64_t first = 0;  // sample index of the first real sample handed over
@@ -70,8 +76,9 @@ class SoundPlayer {
     double heardAt = 0.0;
   };
 
-  void Pull(unsigned char* out, int bytes, double heardAt);  // output's thread
-  void DecodeLoop();                                         // decoder thread
+  void Pull(unsigned char* out, int bytes, double heardAt);             // output's thread
+  size_t PullLocked(unsigned char* out, size_t bytes, double heardAt);  // under mutex_
+  void DecodeLoop();                                                    // decoder thread
   void Seek(int64_t targetSample);
   void ConvertAndQueue(const AVFrame* frame);
   bool Queue(const float* samples, int64_t frames);  // false when a stop was asked

@@ -5,51 +5,16 @@
 
 #include <cstdlib>
 #include <fstream>
-#include <sstream>
 
-#include <sys/wait.h>
-
-#include "image/cDib.h"
-#include "support/TestSupport.h"
-#include "video/MediaSupport.h"
+#include "cli/CliTestSupport.h"
 
 namespace qv {
 namespace {
 
 using test::Bgr;
+using test::Cli;
 using test::Media;
 using test::PixelAt;
-
-class Cli : public ::testing::Test {
- protected:
-  // Runs quorvex with the arguments; its own settings and data folders are fresh.
-  int Run(const std::string& arguments) {
-    const std::string command = "XDG_CONFIG_HOME='" + home_.File("config") + "' XDG_DATA_HOME='" +
-                                home_.File("data") + "' '" QUORVEX_PROGRAM "' " + arguments +
-                                " >'" + home_.File("out.txt") + "' 2>'" + home_.File("err.txt") +
-                                "'";
-    const int status = std::system(command.c_str());
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  }
-  std::string Read(const std::string& name) {
-    std::ifstream in(home_.File(name), std::ios::binary);
-    std::ostringstream s;
-    s << in.rdbuf();
-    return s.str();
-  }
-  DibRef ReadBmp(const std::string& name) {
-    cDib dib;
-    if (!dib.CreateFromFile(home_.File(name))) return nullptr;
-    auto picture = std::make_shared<cDIBSection>();
-    picture->Create(dib.Width(), dib.Height());
-    dib.CopyToSection(*picture);
-    return picture;
-  }
-  std::string Out(const std::string& name) { return "'" + home_.File(name) + "'"; }
-
-  test::TempDir home_;
-  test::RecordingSink quiet_;
-};
 
 uint8_t Luminance(Bgr p) {  // round((222 R + 707 G + 71 B) / 1000), halves to even
   const int n = 222 * p.r + 707 * p.g + 71 * p.b;

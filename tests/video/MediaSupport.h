@@ -18,9 +18,9 @@ inline std::string Media(const std::string& name) {
   return std::string(QUORVEX_TEST_MEDIA) + "/" + name;
 }
 
-// The frames of a raw reference file as pictures.
-inline std::vector<DibRef> ReadReference(const std::string& name, int32_t width, int32_t height) {
-  std::ifstream in(Media(name), std::ios::binary);
+// The frames of a raw BGR24 file (top-down, rows without padding) as pictures.
+inline std::vector<DibRef> ReadRawFrames(const std::string& path, int32_t width, int32_t height) {
+  std::ifstream in(path, std::ios::binary);
   const std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(in)),
                                    std::istreambuf_iterator<char>());
   const size_t frameBytes = static_cast<size_t>(width) * height * 3;
@@ -32,6 +32,11 @@ inline std::vector<DibRef> ReadReference(const std::string& name, int32_t width,
     }));
   }
   return frames;
+}
+
+// The frames of a raw reference file as pictures.
+inline std::vector<DibRef> ReadReference(const std::string& name, int32_t width, int32_t height) {
+  return ReadRawFrames(Media(name), width, height);
 }
 
 // Mean absolute difference per channel byte of two pictures of the same size.

@@ -1,0 +1,182 @@
+// quorvex convert: a playback session whose display is a video file. Every frame of the range is
+// fetched, decoded and composed exactly as playback would, as fast as the stages allow, and
+// encoded with the input's sound.
+
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <iostream>
+#include <optional>
+#include <string>
+
+#include "base/Error.h"
+#include "base/Seams.h"
+#include "cli/Commands.h"
+#include "cli/OutputOptions.h"
+#include "display/VideoFileSurface.h"
+#include "playback/PlaySession.h"
+#include "playback/SessionState.h"
+#include "playback/Surfaces.h"
+#include "video/VideoReader.h"
+
+namespace qv::cli {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Where the session's messages and its once-a-frame event processing go during a conversion:
+// messages to standard error (counted: any of them means the input was not processed as asked),
+// and a progress bar on standard error when that is a terminal.
+class ConvertConsole : public MessageSink, public EventPump {
+ public:
+  ConvertConsole(int32_t start, std::optional<int32_t> frames)
+      : start_(start), frames_(frames), bar_(isatty(STDERR_FILENO) == 1) {}
+
+  void ShowMessage(const std::string& text, int, const std::string& title) override {
+    ClearBar();
+    std::cerr << (title.empty() ? kAppName : title) << ": " << text << std::endl;
+    ++messages_;
+  }
+  std::optional<std::string> InputBox(const std::string&, const std::string&,
+                                      const std::string& defaultAnswer) override {
+    return defaultAnswer;
+  }
+
+  void ProcessEvents() override {
+    if (!bar_) return;
+    const Clock::time_point now = Clock::now();
+    if (drawn_ && now - lastDraw_ < std::chrono::milliseconds(250)) return;
+    lastDraw_ = now;
+    DrawBar();
+  }
+
+  void ClearBar() {
+    if (!drawn_) return;
+    std::cerr << "\r\033[K" << std::flush;
+    drawn_ = false;
+  }
+
+  int Messages() const { return messages_; }
+
+ private:
+  void DrawBar() {
+    int64_t total = int64_t{gVideo.StreamLength} - start_;
+    if (frames_ && *frames_ < total) total = *frames_;
+    const int64_t done = int64_t{gSession.CurrentFrame} - gVideo.StreamStart - start_ + 1;
+    if (total <= 0 || done < 0) return;
+    constexpr int kWidth = 30;
+    const int filled = static_cast<int>(kWidth * std::min(done, total) / total);
+    std::cerr << "\r[" << std::string(filled, '#') << std::string(kWidth - filled, '-') << "] "
+              << 100 * std::min(done, total) / total << "%  " << done << "/" << total << " frames"
+              << std::flush;
+    drawn_ = true;
+  }
+
+  int32_t start_;
+  std::optional<int32_t> frames_;
+  bool bar_;
+  bool drawn_ = false;
+  Clock::time_point lastDraw_;
+  int messages_ = 0;
+};
+
+// Installs the conversion's surface and console for the session and takes them away again.
+class SessionHooks {
+ public:
+  SessionHooks(DisplaySurface& surface, ConvertConsole& console) {
+    for (SurfaceKind kind : {SurfaceKind::Blit, SurfaceKind::OpenGL, SurfaceKind::DirectX}) {
+      SetDisplaySurface(kind, &surface);
+    }
+    SetMessageSink(&console);
+    SetEventPump(&console);
+  }
+  ~SessionHooks() {
+    for (SurfaceKind kind : {SurfaceKind::Blit, SurfaceKind::OpenGL, SurfaceKind::DirectX}) {
+      SetDisplaySurface(kind, nullptr);
+    }
+    SetMessageSink(nullptr);
+    SetEventPump(nullptr);
+  }
+  SessionHooks(const SessionHooks&) = delete;
+  SessionHooks& operator=(const SessionHooks&) = delete;
+};
+
+bool SameFile(const std::string& a, const std::string& b) {
+  std::error_code error;
+  return std::filesystem::equivalent(a, b, error);
+}
+
+void PrintSummary(const std::string& output, int64_t frames, double seconds) {
+  const auto& t = gSession.StageTimes;
+  char line[320];
+  std::snprintf(line, sizeof line,
+                "%s: %lld frames in %.2f s (%.1f frames/s); Get Frame %.2f ms, Decode %.2f ms, "
+                "Encode %.2f ms, Put %.2f ms",
+                output.c_str(), static_cast<long long>(frames), seconds,
+                seconds > 0 ? frames / seconds : 0.0, t[0] * 1e3, t[1] * 1e3, t[2] * 1e3,
+                t[3] * 1e3);
+  std::cout << line << "\n";
+}
+
+}  // namespace
+
+int RunConvert(const std::vector<std::string>& args) {
+  OutputOptions options;
+  try {
+    options = ParseOutputOptions(args, Command::kConvert);
+  } catch (const UsageError& e) {
+    std::cerr << "quorvex: " << e.what() << "\nTry 'quorvex --help'.\n";
+    return 2;
+  }
+  if (SameFile(options.input, options.output)) {
+    return Fail("the output file " + options.output + " is the input file");
+  }
+  LoadDisplaySettings(options);
+
+  std::string fileToOpen;
+  int16_t format = 0;
+  if (const int status = ChooseInput(options, fileToOpen, format); status != 0) return status;
+
+  PlaybackRequest request = BuildRequest(options, fileToOpen, format);
+  request.AudioSource = 0;
+  request.AudioSync = 0;
+  request.RepeatMode = 0;
+  request.StartOffset = options.start;
+
+  VideoFileSurface surface({options.output, options.codec, request.AudioFile, options.frames});
+  ConvertConsole console(options.start, options.frames);
+  const Clock::time_point began = Clock::now();
+  {
+    SessionHooks hooks(surface, console);
+    PlaySession(request);
+    console.ClearBar();
+  }
+  const double seconds = std::chrono::duration<double>(Clock::now() - began).count();
+
+  if (console.Messages() > 0 || surface.Failed()) return 1;
+  const int64_t written = surface.FramesWritten();
+  if (written == 0) {
+    if (options.start >= gVideo.StreamLength) {
+      return Fail("--start " + std::to_string(options.start) + " is past the end of the video (" +
+                  std::to_string(gVideo.StreamLength) + " frames)");
+    }
+    return Fail("no frame of " + options.input + " could be converted");
+  }
+  int64_t expected = int64_t{gVideo.StreamLength} - options.start;
+  if (options.frames && *options.frames < expected) expected = *options.frames;
+  if (written < expected) {
+    std::cerr << "quorvex: only " << written << " of " << expected << " frames of " << options.input
+              << " could be read\n";
+  }
+  if (!surface.HasSound()) {
+    std::cerr << "quorvex: " << options.input << " has no sound track; " << options.output
+              << " has pictures only\n";
+  }
+  PrintSummary(options.output, written, seconds);
+  return 0;
+}
+
+}  // namespace qv::cli
