@@ -48,13 +48,14 @@ class PlayerEndToEnd : public ::testing::Test {
   void SetUp() override {
     // A home of its own: the user's settings and scripts are left alone.
     const QString dir = QString::fromStdString(home.Path().string());
-    env.insert("HOME", dir);
-    env.insert("XDG_CONFIG_HOME", dir + "/config");
-    env.insert("XDG_DATA_HOME", dir + "/data");
-    env.insert("XDG_RUNTIME_DIR", dir);
-    env.insert("SDL_AUDIODRIVER", "dummy");
-    env.insert("QT_QPA_PLATFORM", "xcb");
-    env.insert("DBUS_SESSION_BUS_ADDRESS", "disabled:");
+    for (const auto& [name, value] : {std::pair<QString, QString>{"HOME", dir},
+                                      {"XDG_CONFIG_HOME", dir + "/config"},
+                                      {"XDG_DATA_HOME", dir + "/data"},
+                                      {"XDG_RUNTIME_DIR", dir},
+                                      {"SDL_AUDIODRIVER", "dummy"},
+                                      {"QT_QPA_PLATFORM", "xcb"},
+                                      {"DBUS_SESSION_BUS_ADDRESS", "disabled:"}})
+      env.insert(name, value);
     QDir().mkpath(dir + "/config/Quorvex");
     std::ofstream(home.File("config/Quorvex/Quorvex.conf")) << "[3D]\nGlasses=5\n";
     clip = home.File("side-by-side.mkv");
@@ -92,27 +93,19 @@ class PlayerEndToEnd : public ::testing::Test {
     return {};
   }
   QString NameOf(const QString& window) { return Xdo({"getwindowname", window}); }
-  bool WaitForName(const QString& window, const QString& pattern) {
-    const QRegularExpression wanted(pattern);
-    for (int i = 0; i < 100; ++i) {
-      if (wanted.match(NameOf(window)).hasMatch()) return true;
-      QTest::qWait(100);
-    }
-    return false;
+  QString BarName() { return NameOf(WaitForWindow("^Toolbar")); }
+  static bool Matches(const QString& text, const QString& pattern) {
+    return QRegularExpression(pattern).match(text).hasMatch();
   }
-  QSize SizeOf(const QString& window) {
-    const QString shell = Xdo({"getwindowgeometry", "--shell", window});
+  // Clicks the middle of an area of the control bar's picture, which fills the bar's bottom.
+  void ClickBar(QRect ControlBarArt::*area) {
+    const QString bar = WaitForWindow("^Toolbar");
+    const QString shell = Xdo({"getwindowgeometry", "--shell", bar});
     const auto value = [&](const char* key) {
       return QRegularExpression(QString(key) + "=(\\d+)").match(shell).captured(1).toInt();
     };
-    return {value("WIDTH"), value("HEIGHT")};
-  }
-  // Clicks the middle of an area of the control bar's picture.
-  void ClickBar(QRect ControlBarArt::*area) {
-    const QString bar = WaitForWindow("^Toolbar");
-    const QSize size = SizeOf(bar);
-    const QPoint at = (DrawControlBar(size.width(), GUI::kPictureHeight).*area).center() +
-                      QPoint(0, size.height() - GUI::kPictureHeight);
+    const QPoint at = (DrawControlBar(value("WIDTH"), GUI::kPictureHeight).*area).center() +
+                      QPoint(0, value("HEIGHT") - GUI::kPictureHeight);
     Xdo({"mousemove", "--window", bar, QString::number(at.x()), QString::number(at.y()), "click",
          "1"});
   }
@@ -120,6 +113,17 @@ class PlayerEndToEnd : public ::testing::Test {
     const QString path = QUORVEX_SCREENSHOT_DIR "/" + name;
     Run("import", {"-window", "root", path});
     return QImage(path).convertToFormat(QImage::Format_RGB32);
+  }
+
+  // After a stop the caption shows a position in `seconds` and stays there; the anaglyph is gone.
+  void ExpectStopped(const QString& seconds, const QString& screenshot) {
+    QTest::qWait(500);
+    const QString stopped = BarName();
+    EXPECT_TRUE(Matches(stopped, "^Toolbar \\(0:0:[" + seconds + "] / 0:0:8\\)$"))
+        << stopped.toStdString();
+    QTest::qWait(500);
+    EXPECT_EQ(BarName(), stopped) << "the bar moves on after the stop";
+    EXPECT_LT(CountPixels(Screenshot(screenshot), qRgb(255, 0, 0)), kBoxWidth * kBoxHeight / 10);
   }
 
   test::TempDir home;
@@ -142,27 +146,22 @@ TEST_F(PlayerEndToEnd, PlaysASideBySideClipAsARedCyanAnaglyphUntilStopped) {
     QTest::qWait(200);
   }
   ASSERT_EQ(NameOf(main), opened);
-  EXPECT_EQ(NameOf(WaitForWindow("^Toolbar")), "Toolbar (0:0:0 / 0:0:8)");
-  const QImage before = Screenshot("player-opened.png");
-  EXPECT_EQ(CountPixels(before, qRgb(255, 0, 0)), 0);
+  EXPECT_EQ(BarName(), "Toolbar (0:0:0 / 0:0:8)");
+  EXPECT_EQ(CountPixels(Screenshot("player-opened.png"), qRgb(255, 0, 0)), 0);
 
   ClickBar(&ControlBarArt::play);
-  EXPECT_TRUE(WaitForName(WaitForWindow("^Toolbar"), "^Toolbar \\(0:0:[1-7] / 0:0:8\\)$"));
+  bool moving = false;
+  for (int i = 0; i < 100 && !moving; ++i, QTest::qWait(100))
+    moving = Matches(BarName(), "^Toolbar \\(0:0:[1-7] / 0:0:8\\)$");
+  EXPECT_TRUE(moving);
   const QImage playing = Screenshot("player-playing.png");
   const int box = kBoxWidth * kBoxHeight;
   EXPECT_GE(CountPixels(playing, qRgb(255, 0, 0)), box);
   EXPECT_GE(CountPixels(playing, qRgb(0, 255, 255)), box);
 
   ClickBar(&ControlBarArt::stop);
-  QTest::qWait(500);
-  const QString stopped = NameOf(WaitForWindow("^Toolbar"));
-  EXPECT_TRUE(QRegularExpression("^Toolbar \\(0:0:[1-7] / 0:0:8\\)$").match(stopped).hasMatch())
-      << stopped.toStdString();
-  QTest::qWait(500);
-  EXPECT_EQ(NameOf(WaitForWindow("^Toolbar")), stopped) << "the bar moves on after Stop";
+  ExpectStopped("1-7", "player-stopped.png");
   EXPECT_EQ(NameOf(main), opened);
-  const QImage after = Screenshot("player-stopped.png");
-  EXPECT_LT(CountPixels(after, qRgb(255, 0, 0)), box / 10);
 
   // Full during a play stops it and plays on full screen from where it stood; a click in the
   // picture stops that play.
@@ -178,14 +177,7 @@ TEST_F(PlayerEndToEnd, PlaysASideBySideClipAsARedCyanAnaglyphUntilStopped) {
   EXPECT_GE(CountPixels(fullscreen, qRgb(0, 255, 255)), 4 * box);
   Xdo({"mousemove", QString::number(fullscreen.width() / 2),
        QString::number(fullscreen.height() / 2), "click", "1"});
-  QTest::qWait(500);
-  const QString afterFull = NameOf(WaitForWindow("^Toolbar"));
-  EXPECT_TRUE(QRegularExpression("^Toolbar \\(0:0:[1-8] / 0:0:8\\)$").match(afterFull).hasMatch())
-      << afterFull.toStdString();
-  QTest::qWait(500);
-  EXPECT_EQ(NameOf(WaitForWindow("^Toolbar")), afterFull) << "the bar moves on after the stop";
-  const QImage afterFullShot = Screenshot("player-after-fullscreen.png");
-  EXPECT_LT(CountPixels(afterFullShot, qRgb(255, 0, 0)), box / 10);
+  ExpectStopped("1-8", "player-after-fullscreen.png");
 
   // Ctrl+Q is File>Exit.
   Xdo({"windowfocus", "--sync", main});
