@@ -5,17 +5,14 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <iterator>
+#include <filesystem>
 
 #include "cli/CliTestSupport.h"
 
 namespace qv {
 namespace {
 
-using test::Media;
 using ::testing::HasSubstr;
 
 constexpr int kRate = 44100;
@@ -26,19 +23,11 @@ class Convert : public test::Cli {
   // The side-by-side scene (10 frames at 25 per second) with a sound track that is silent but for
   // a 1 kHz burst during frame 5 (0.2 s to 0.24 s).
   void SetUp() override {
-    ASSERT_EQ(Ffmpeg("-i '" + Media("sbs_scene.mkv") +
-                     "' -f lavfi -i \"aevalsrc=0.9*sin(2*PI*1000*t)*between(t\\,0.2\\,0.24):s=" +
+    ASSERT_EQ(Ffmpeg("-i " + In("sbs_scene.mkv") +
+                     " -f lavfi -i \"aevalsrc=0.9*sin(2*PI*1000*t)*between(t\\,0.2\\,0.24):s=" +
                      std::to_string(kRate) + ":d=0.4\" -map 0:v -map 1:a -c:v copy -c:a flac " +
                      Out("sound.mkv")),
               0);
-  }
-  int Ffmpeg(const std::string& arguments) {
-    return std::system(("ffmpeg -nostdin -hide_banner -loglevel error -y " + arguments).c_str());
-  }
-  std::vector<DibRef> Frames(const std::string& name) {
-    if (Ffmpeg("-i " + Out(name) + " -map 0:v -f rawvideo -pix_fmt bgr24 " + Out("frames.bgr")))
-      return {};
-    return test::ReadRawFrames(home_.File("frames.bgr"), 160, 120);
   }
   // The sound as mono samples at the input's rate.
   std::vector<float> Sound(const std::string& name) {
@@ -56,12 +45,17 @@ class Convert : public test::Cli {
     }
     return -1;
   }
-  // The frame `quorvex render` composes with the same options.
-  DibRef Rendered(const std::string& options, int frame) {
-    if (Run("render " + Out("sound.mkv") + " -o " + Out("frame.bmp") + " " + options + " --frame " +
-            std::to_string(frame)) != 0)
-      return nullptr;
-    return ReadBmp("frame.bmp");
+  // Every frame of the converted file is the one `quorvex render` composes with the options.
+  void ExpectRenderedFrames(const std::string& name, const std::string& options, int first,
+                            int count) {
+    const auto frames = Frames(name, 160, 120);
+    ASSERT_EQ(frames.size(), static_cast<size_t>(count));
+    for (int n = 0; n < count; ++n) {
+      const DibRef expected =
+          Render(Out("sound.mkv"), options + " --frame " + std::to_string(first + n));
+      ASSERT_NE(expected, nullptr);
+      EXPECT_TRUE(test::SamePicture(*frames[n], *expected)) << "frame " << first + n;
+    }
   }
 };
 
@@ -73,13 +67,7 @@ TEST_F(Convert, EveryFrameIsTheOneRenderComposesAndTheSoundLastsAsLong) {
   EXPECT_THAT(Read("out.txt"), ::testing::MatchesRegex(".*ana.mkv: 10 frames in .* frames/s\\); "
                                                        "Get Frame .* ms, Decode .* ms, Encode .* "
                                                        "ms, Put .* ms\n"));
-  const auto frames = Frames("ana.mkv");
-  ASSERT_EQ(frames.size(), 10u);
-  for (int n = 0; n < 10; ++n) {
-    const DibRef expected = Rendered(method, n);
-    ASSERT_NE(expected, nullptr) << Read("err.txt");
-    EXPECT_TRUE(test::SamePicture(*frames[n], *expected)) << "frame " << n;
-  }
+  ExpectRenderedFrames("ana.mkv", method, 0, 10);
   const auto sound = Sound("ana.mkv");
   EXPECT_NEAR(static_cast<double>(sound.size()), 10.0 * kSamplesPerFrame, kSamplesPerFrame);
   EXPECT_NEAR(FirstLoudSample(sound), 5 * kSamplesPerFrame, kRate / 200);
@@ -91,13 +79,7 @@ TEST_F(Convert, StartAndFramesChooseTheRangeAndTheSoundFollows) {
                 " --codec rawvideo --start 3 --frames 4"),
             0)
       << Read("err.txt");
-  const auto frames = Frames("part.nut");
-  ASSERT_EQ(frames.size(), 4u);
-  for (int n = 0; n < 4; ++n) {
-    const DibRef expected = Rendered("", 3 + n);
-    ASSERT_NE(expected, nullptr) << Read("err.txt");
-    EXPECT_TRUE(test::SamePicture(*frames[n], *expected)) << "frame " << 3 + n;
-  }
+  ExpectRenderedFrames("part.nut", "", 3, 4);
   const auto sound = Sound("part.nut");
   EXPECT_NEAR(static_cast<double>(sound.size()), 4.0 * kSamplesPerFrame, kSamplesPerFrame);
   EXPECT_NEAR(FirstLoudSample(sound), 2 * kSamplesPerFrame, kRate / 200);
@@ -108,9 +90,7 @@ TEST_F(Convert, StartAndFramesChooseTheRangeAndTheSoundFollows) {
                 " --codec ffv1 --glasses 4 --start 7 --frames 2"),
             0)
       << Read("err.txt");
-  ASSERT_EQ(Ffmpeg("-i " + Out("tail.mkv") + " -f rawvideo -pix_fmt bgr24 " + Out("frames.bgr")),
-            0);
-  const auto passed = test::ReadRawFrames(home_.File("frames.bgr"), 320, 120);
+  const auto passed = Frames("tail.mkv", 320, 120);
   const auto source = test::ReadReference("sbs_scene.bgr", 320, 120);
   ASSERT_EQ(passed.size(), 2u);
   EXPECT_TRUE(test::SamePicture(*passed[0], *source[7]));
@@ -119,8 +99,7 @@ TEST_F(Convert, StartAndFramesChooseTheRangeAndTheSoundFollows) {
 
 TEST_F(Convert, AClipWithoutSoundGivesPicturesOnly) {
   // A limit past the end: every frame there is.
-  ASSERT_EQ(Run("convert '" + Media("sbs_scene.mkv") + "' -o " + Out("quiet.mkv") + " --frames 50"),
-            0)
+  ASSERT_EQ(Run("convert " + In("sbs_scene.mkv") + " -o " + Out("quiet.mkv") + " --frames 50"), 0)
       << Read("err.txt");
   EXPECT_THAT(Read("err.txt"), HasSubstr("has no sound track"));
   ASSERT_EQ(std::system(("ffprobe -v error -show_entries stream=codec_type -of csv=p=0 " +
@@ -128,32 +107,30 @@ TEST_F(Convert, AClipWithoutSoundGivesPicturesOnly) {
                             .c_str()),
             0);
   EXPECT_EQ(Read("streams.txt"), "video\n");
-  EXPECT_EQ(Frames("quiet.mkv").size(), 10u);
+  EXPECT_EQ(Frames("quiet.mkv", 160, 120).size(), 10u);
 }
 
 TEST_F(Convert, RefusesWhatItCannotDoAndTellsWhy) {
-  const std::string in = Out("sound.mkv");
-  EXPECT_EQ(Run("convert " + in + " -o '" + home_.File("missing/x.mkv") + "'"), 1);
-  EXPECT_THAT(Read("err.txt"), HasSubstr("The video file could not be written: cannot create"));
-  EXPECT_EQ(Run("convert " + in + " -o " + Out("x.unknownext")), 1);
-  EXPECT_THAT(Read("err.txt"), HasSubstr("no known video file format"));
-  EXPECT_EQ(Run("convert " + in + " -o " + Out("x.mkv") + " --codec nosuchcodec"), 1);
-  EXPECT_THAT(Read("err.txt"), HasSubstr("unknown video encoder 'nosuchcodec'"));
-  EXPECT_EQ(Run("convert " + in + " -o " + in), 1);
-  EXPECT_THAT(Read("err.txt"), HasSubstr("is the input file"));
-  EXPECT_EQ(Run("convert " + in + " -o " + Out("x.mkv") + " --start 10"), 1);
-  EXPECT_THAT(Read("err.txt"), HasSubstr("--start 10 is past the end of the video (10 frames)"));
-  EXPECT_EQ(Run("convert " + Out("nothing.mkv") + " -o " + Out("x.mkv")), 1);
-  EXPECT_THAT(Read("err.txt"), HasSubstr("Unable to open AVI file."));
-  EXPECT_EQ(Run("convert '" + Media("empty.avi") + "' -o " + Out("x.mkv") + " --format 5"), 1);
-  EXPECT_THAT(Read("err.txt"), HasSubstr("An error occurred in OpenVideo. "));
-  EXPECT_EQ(Run("convert " + in + " -o " + Out("x.mkv") + " --format 2d-to-3d"), 1);
-  EXPECT_THAT(Read("err.txt"), HasSubstr("2d-to-3d format"));
+  const std::string in = Out("sound.mkv"), convert = "convert " + in + " -o ";
+  const std::pair<std::string, const char*> refusals[] = {
+      {convert + "'" + home_.File("missing/x.mkv") + "'",
+       "The video file could not be written: cannot create"},
+      {convert + Out("x.unknownext"), "no known video file format"},
+      {convert + Out("x.mkv") + " --codec nosuchcodec", "unknown video encoder 'nosuchcodec'"},
+      {convert + in, "is the input file"},
+      {convert + Out("x.mkv") + " --start 10",
+       "--start 10 is past the end of the video (10 frames)"},
+      {"convert " + Out("nothing.mkv") + " -o " + Out("x.mkv"), "Unable to open AVI file."},
+      {"convert " + In("empty.avi") + " -o " + Out("x.mkv") + " --format 5",
+       "An error occurred in OpenVideo. "},
+      {convert + Out("x.mkv") + " --format 2d-to-3d", "2d-to-3d format"},
+  };
+  for (const auto& [arguments, reason] : refusals) ExpectRefusal(arguments, 1, reason);
   for (const char* usage : {"", " -o x.mkv --frames 0", " -o x.mkv --start -1",
                             " -o x.mkv --frame 2", " -o x.mkv --codec", " x.mkv"}) {
     EXPECT_EQ(Run("convert " + in + usage), 2) << usage;
   }
-  EXPECT_FALSE(std::ifstream(home_.File("x.mkv")).good());
+  EXPECT_FALSE(std::filesystem::exists(home_.File("x.mkv")));
 }
 
 }  // namespace
