@@ -1,3 +1,4 @@
+// The performance timer: elapsed counts between start and stop, and the error without a clock.
 #include <gtest/gtest.h>
 
 #include "base/Error.h"
@@ -13,15 +14,12 @@ bool QueuedClock(int64_t& count) {
   gReadings.erase(gReadings.begin());
   return true;
 }
-bool NoHighResolution(int64_t&) {
-  return false;
-}
 bool Frequency10MHz(int64_t& f) {
   f = 10000000;
   return true;
 }
 
-TEST(CTime, ElapsedIsTheLastStopMinusTheStart) {
+TEST(CTime, ElapsedIsTheLastStopMinusTheStartReadAsUnsignedHalves) {
   gReadings = {100};
   CTime timer(QueuedClock, Frequency10MHz);
   timer.StartTimer();
@@ -33,19 +31,16 @@ TEST(CTime, ElapsedIsTheLastStopMinusTheStart) {
   timer.StopTimer();
   EXPECT_EQ(timer.Elapsed(), 3000.0);
   EXPECT_EQ(timer.Frequency(), 1e7);
-}
 
-TEST(CTime, CountersAreReadAsUnsignedHalves) {
   // The top bit of the low half is set: still a positive count.
   gReadings = {0, int64_t{0x80000000}};
-  CTime timer(QueuedClock, Frequency10MHz);
   timer.StartTimer();
   timer.StopTimer();
   EXPECT_EQ(timer.Elapsed(), 2147483648.0);
 }
 
 TEST(CTime, MissingHighResolutionClockRaisesTheTimerError) {
-  CTime timer(QueuedClock, NoHighResolution);
+  CTime timer(QueuedClock, [](int64_t&) { return false; });
   try {
     timer.Frequency();
     FAIL();
@@ -54,16 +49,6 @@ TEST(CTime, MissingHighResolutionClockRaisesTheTimerError) {
     EXPECT_EQ(e.Source(), "Fast Timer Demo");
     EXPECT_EQ(e.Description(), "The hardware does not support high resolution timing");
   }
-}
-
-TEST(CTime, TheRealClockAdvances) {
-  CTime timer;
-  EXPECT_EQ(timer.Frequency(), 1e9);
-  timer.StartTimer();
-  volatile double x = 0;
-  for (int i = 0; i < 100000; ++i) x = x + i;
-  timer.StopTimer();
-  EXPECT_GT(timer.Elapsed(), 0.0);
 }
 
 }  // namespace

@@ -5,7 +5,7 @@
 
 #include <functional>
 
-#include "RecordingSurface.h"
+#include "PlaybackTestSupport.h"
 #include "base/DisplayConfig.h"
 #include "image/BufferHelpers.h"
 #include "image/FrameBuffers.h"
@@ -131,7 +131,9 @@ TEST(DisplayDispatch, EachMethodOpensPutsOnAndClosesItsOwnSurface) {
     EXPECT_TRUE(PutFrame(request, true));
     CloseOutput(request);
     for (test::RecordingSurface* other : {&blit, &openGL, &directX}) {
-      if (other != c.surface) EXPECT_TRUE(other->events.empty());
+      if (other != c.surface) {
+        EXPECT_TRUE(other->events.empty());
+      }
     }
     ASSERT_THAT(c.surface->events, ElementsAre("open", ::testing::StartsWith("put"), "close"));
     const auto& opened = c.surface->opens[0];

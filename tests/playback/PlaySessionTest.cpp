@@ -4,15 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
-#include <functional>
 #include <numeric>
-#include <string>
-#include <vector>
 
-#include "RecordingSurface.h"
-#include "SimulatedSound.h"
+#include "PlaybackTestSupport.h"
 #include "base/DisplayConfig.h"
 #include "image/BufferHelpers.h"
 #include "image/FrameBuffers.h"
@@ -28,16 +23,11 @@
 namespace qv {
 namespace {
 
+using test::MakeClip;
 using test::RecordingSurface;
 using ::testing::ElementsAre;
 using ::testing::ElementsAreArray;
 using ::testing::HasSubstr;
-
-void MakeClip(const std::string& arguments, const std::string& path) {
-  const std::string command =
-      "ffmpeg -nostdin -hide_banner -loglevel error -y " + arguments + " '" + path + "'";
-  ASSERT_EQ(std::system(command.c_str()), 0) << command;
-}
 
 class Session : public ::testing::Test {
  protected:
@@ -148,6 +138,18 @@ TEST_F(Session, PutsEveryFrameOfTheRangeComposedAsTheFormatAndMethodSay) {
   PlaySession(request);
   EXPECT_THAT(surface_.events, ElementsAre("close"));
   EXPECT_EQ(gVideo.FrameGetter, nullptr);
+
+  // Side-by-side frames pass straight to the stereo surface: no decode or encode stage runs.
+  surface_ = RecordingSurface{};
+  SetDisplaySurface(SurfaceKind::OpenGL, &surface_);
+  request = Request("sbs.mkv", 8);
+  gSession.StageTimes = {0.0f, 0.25f, 0.5f, 0.0f};
+  PlaySession(request);
+  EXPECT_EQ(surface_.puts.size(), 12u);
+  EXPECT_EQ(surface_.opens[0].width, 96);
+  EXPECT_TRUE(surface_.puts[0].resize);
+  ExpectComposedFrames(surface_, request);  // the source frames themselves
+  EXPECT_EQ(std::tuple(gSession.StageTimes[1], gSession.StageTimes[2]), std::tuple(0.25f, 0.5f));
 }
 
 TEST_F(Session, AClickOnTheDisplayOrARefusedPutEndsIt) {
@@ -167,19 +169,6 @@ TEST_F(Session, AClickOnTheDisplayOrARefusedPutEndsIt) {
   EXPECT_THAT(surface_.events, ElementsAre("open", "put 0", "close"));
 }
 
-TEST_F(Session, SideBySideFramesPassStraightToTheStereoSurface) {
-  SetDisplaySurface(SurfaceKind::OpenGL, &surface_);
-  PlaybackRequest request = Request("sbs.mkv", 8);
-  gSession.StageTimes = {0.0f, 0.25f, 0.5f, 0.0f};
-  PlaySession(request);
-  EXPECT_EQ(surface_.puts.size(), 12u);
-  EXPECT_EQ(surface_.opens[0].width, 96);
-  EXPECT_TRUE(surface_.puts[0].resize);
-  ExpectComposedFrames(surface_, request);  // the source frames themselves
-  EXPECT_EQ(gSession.StageTimes[1], 0.25f);
-  EXPECT_EQ(gSession.StageTimes[2], 0.5f);
-}
-
 TEST_F(Session, RepeatModePlaysTheRangeAgainUntilAStop) {
   PlaybackRequest request = Request("sbs.mkv");
   request.RepeatMode = 1;
@@ -192,23 +181,13 @@ TEST_F(Session, RepeatModePlaysTheRangeAgainUntilAStop) {
 
 class PacedSession : public Session {
  protected:
-  void SetUp() override {
-    Session::SetUp();
-    SetSoundClock(&clock_);
-    SetAudioOutputFactory(
-        [this](SoundClock&) { return std::make_unique<test::ForwardingOutput>(device_); });
-  }
-  void TearDown() override {
-    SetSoundClock(nullptr);
-    SetAudioOutputFactory({});
-    Session::TearDown();
-  }
-  test::FakeClock clock_;
-  test::TestDevice device_;
+  test::SimulatedSound sound_;
+  test::FakeClock& clock_ = sound_.clock;
+  test::TestDevice& device_ = sound_.device;
+  test::SimulatedTime time_{clock_, device_};
 };
 
 TEST_F(PacedSession, FramesAreSkippedWhenTheSoundRunsAhead) {
-  test::SimulatedTime time(clock_, device_);
   PlaybackRequest request = Request("sbs-sound.mkv");
   request.AudioSource = 3;
   request.AudioSync = 1;
@@ -226,7 +205,6 @@ TEST_F(PacedSession, FramesAreSkippedWhenTheSoundRunsAhead) {
 }
 
 TEST_F(PacedSession, ASoundTrackShorterThanTheVideoStillShowsEveryFrame) {
-  test::SimulatedTime time(clock_, device_);
   PlaybackRequest request = Request("short-sound.mkv");
   request.AudioSource = 3;
   request.AudioSync = 1;
@@ -234,7 +212,7 @@ TEST_F(PacedSession, ASoundTrackShorterThanTheVideoStillShowsEveryFrame) {
   std::vector<int32_t> all(25);
   std::iota(all.begin(), all.end(), 0);
   EXPECT_THAT(surface_.Frames(), ElementsAreArray(all));
-  EXPECT_LT(time.rounds, 200);  // about four rounds of 10 ms per frame, not the stall's wait
+  EXPECT_LT(time_.rounds, 200);  // about four rounds of 10 ms per frame, not the stall's wait
 }
 
 TEST_F(Session, WhatCannotBePlayedIsReportedAndTheSessionCloses) {

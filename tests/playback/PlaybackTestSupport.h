@@ -1,21 +1,83 @@
 #pragma once
-// A simulated sound device on a clock of the test's own: every round of message processing lets
-// `step` seconds pass, and the device takes the samples of that time, to be heard kLatency
-// seconds later (a latency that keeps the positions off the frames' rounding boundaries).
+// What the playback tests stand in with: a display surface that records what it is asked to do,
+// and a simulated sound device on a clock of the test's own.
 
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdlib>
 #include <functional>
+#include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
+#include "base/DisplayConfig.h"
 #include "base/Seams.h"
+#include "display/DisplaySurface.h"
 #include "playback/AudioOutput.h"
 #include "playback/SessionState.h"
+#include "playback/SoundTrack.h"
 
 namespace qv::test {
 
+// Writes a test clip with ffmpeg.
+inline void MakeClip(const std::string& arguments, const std::string& path) {
+  const std::string command =
+      "ffmpeg -nostdin -hide_banner -loglevel error -y " + arguments + " '" + path + "'";
+  ASSERT_EQ(std::system(command.c_str()), 0) << command;
+}
+
+// Keeps every open with its arguments and the refresh rate asked for at that moment, every frame
+// put with the frame number being played, and the order of opens, puts and closes.
+class RecordingSurface : public DisplaySurface {
+ public:
+  struct Opened {
+    bool fullscreen;
+    int32_t width, height;
+    bool modeFlag, useLineCode;
+    DibRef lineCodeStart;
+    int32_t refreshRate;
+  };
+  struct Put {
+    int32_t frame;
+    DibRef picture;
+    bool resize;
+  };
+
+  bool OpenDisplay(bool fullscreen, int32_t srcX, int32_t srcY, bool modeFlag, bool useLineCode,
+                   const DibRef& lineCodeStart, const DibRef&) override {
+    opens.push_back(
+        {fullscreen, srcX, srcY, modeFlag, useLineCode, lineCodeStart, gDisplay.RefreshRate});
+    events.push_back("open");
+    return true;
+  }
+  bool PutImage(const cDIBSection& picture, bool resize, bool) override {
+    puts.push_back({gSession.CurrentFrame, picture.CopyOf(), resize});
+    events.push_back("put " + std::to_string(gSession.CurrentFrame));
+    return onPut ? onPut(static_cast<int>(puts.size())) : true;
+  }
+  void ResizeSurface(int32_t, int32_t) override {}
+  bool CloseDisplay() override {
+    events.push_back("close");
+    return true;
+  }
+
+  std::vector<int32_t> Frames() const {
+    std::vector<int32_t> frames;
+    for (const Put& p : puts) frames.push_back(p.frame);
+    return frames;
+  }
+
+  std::vector<Opened> opens;
+  std::vector<Put> puts;
+  std::vector<std::string> events;
+  std::function<bool(int count)> onPut;  // false asks the session to stop
+};
+
+// A simulated sound device: every round of message processing lets `step` seconds pass, and the
+// device takes the samples of that time, to be heard kLatency seconds later (a latency that keeps
+// the positions off the frames' rounding boundaries).
 class FakeClock : public SoundClock {
  public:
   double Now() override { return now; }
@@ -74,6 +136,21 @@ class ForwardingOutput : public AudioOutput {
 
  private:
   TestDevice& device_;
+};
+
+// The test's device on a fake clock serves the player's sound for as long as this lives.
+struct SimulatedSound {
+  SimulatedSound() {
+    SetSoundClock(&clock);
+    SetAudioOutputFactory(
+        [this](SoundClock&) { return std::make_unique<ForwardingOutput>(device); });
+  }
+  ~SimulatedSound() {
+    SetSoundClock(nullptr);
+    SetAudioOutputFactory({});
+  }
+  FakeClock clock;
+  TestDevice device;
 };
 
 // Message processing inside the waits: `step` seconds pass each round, and a running device takes
