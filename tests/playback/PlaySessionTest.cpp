@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <numeric>
 
 #include "PlaybackTestSupport.h"
 #include "base/DisplayConfig.h"
@@ -26,7 +25,6 @@ namespace {
 using test::MakeClip;
 using test::RecordingSurface;
 using ::testing::ElementsAre;
-using ::testing::ElementsAreArray;
 using ::testing::HasSubstr;
 
 class Session : public ::testing::Test {
@@ -40,11 +38,6 @@ class Session : public ::testing::Test {
                  "0.48 -f lavfi -i sine=sample_rate=48000:duration=0.48 -c:v ffv1 "
                  "-pix_fmt bgr0 -c:a flac",
              Clip("sbs-sound.mkv"));
-    // 25 frames, a fifth of a second of sound.
-    MakeClip(scene +
-                 "1 -f lavfi -i sine=sample_rate=48000:duration=0.2 -c:v ffv1 "
-                 "-pix_fmt bgr0 -c:a flac",
-             Clip("short-sound.mkv"));
     // An MP4 with its index in front, cut in half: it opens, and the later frames are missing.
     MakeClip(scene + "2 -c:v libx264 -preset veryfast -pix_fmt yuv420p -movflags +faststart",
              Clip("whole.mp4"));
@@ -204,17 +197,6 @@ TEST_F(PacedSession, FramesAreSkippedWhenTheSoundRunsAhead) {
   EXPECT_TRUE(messages_.messages.empty());
 }
 
-TEST_F(PacedSession, ASoundTrackShorterThanTheVideoStillShowsEveryFrame) {
-  PlaybackRequest request = Request("short-sound.mkv");
-  request.AudioSource = 3;
-  request.AudioSync = 1;
-  PlaySession(request);
-  std::vector<int32_t> all(25);
-  std::iota(all.begin(), all.end(), 0);
-  EXPECT_THAT(surface_.Frames(), ElementsAreArray(all));
-  EXPECT_LT(time_.rounds, 200);  // about four rounds of 10 ms per frame, not the stall's wait
-}
-
 TEST_F(Session, WhatCannotBePlayedIsReportedAndTheSessionCloses) {
   PlaybackRequest request = Request("sbs.mkv", 0);
   PlaySession(request);
@@ -243,17 +225,15 @@ TEST_F(Session, WhatCannotBePlayedIsReportedAndTheSessionCloses) {
 
   request = Request("sbs.mkv", 8);  // no OpenGL surface in this program
   playOnce(request);
-  ASSERT_EQ(messages_.messages.size(), 1u);
-  EXPECT_EQ(messages_.messages[0].text,
-            "The OpenGL stereo display is not available in this version of Quorvex.");
+  EXPECT_THAT(
+      messages_.Texts(),
+      ElementsAre("The OpenGL stereo display is not available in this version of Quorvex."));
   EXPECT_TRUE(surface_.events.empty());
 
   request = Request("whole.mp4");
   playOnce(request);
-  ASSERT_FALSE(messages_.messages.empty());
-  EXPECT_THAT(messages_.messages.back().text, HasSubstr("could not be decoded"));
-  EXPECT_GT(surface_.puts.size(), 0u);
-  EXPECT_LT(surface_.puts.size(), 50u);
+  EXPECT_THAT(messages_.Texts(), ::testing::Contains(HasSubstr("could not be decoded")));
+  EXPECT_THAT(surface_.puts.size(), ::testing::AllOf(::testing::Gt(0u), ::testing::Lt(50u)));
   EXPECT_EQ(surface_.events.back(), "close");
 
   request = Request("missing.mkv");

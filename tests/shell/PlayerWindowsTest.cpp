@@ -40,6 +40,10 @@ namespace {
 
 using test::Media;
 
+QString Clip(const std::string& name) {
+  return QString::fromStdString(Media(name));
+}
+
 }  // namespace
 
 // Takes the URLs that the desktop would open.
@@ -171,7 +175,7 @@ TEST_F(PlayerWindows, OpenChecksTheGuessedLayoutOrForgetsAFileThatDoesNotOpen) {
                                       {"ab_scene.mkv", "Above/Below"},
                                       {"flat_valley.mkv", "2D"}}) {
     sink.messages.clear();
-    main.Open_File(QString::fromStdString(Media(clip)));
+    main.Open_File(Clip(clip));
     EXPECT_EQ(sink.Texts(), std::vector<std::string>{"This video appears to be " +
                                                      std::string(caption) + kLayoutTail});
     EXPECT_TRUE(Item("Format", caption)->isChecked()) << clip;
@@ -200,7 +204,7 @@ TEST_F(PlayerWindows, PlayBuildsTheRequestFromTheMenusTheGlassesAndTheBar) {
   EXPECT_TRUE(requests.empty());
   EXPECT_EQ(main.Gui().VidState, 1);
 
-  main.Open_File(QString::fromStdString(Media("sbs_scene.mkv")));
+  main.Open_File(Clip("sbs_scene.mkv"));
   main.Gui().SetPosition(3.7);
   Item("Play", "Start")->trigger();
   ASSERT_EQ(requests.size(), 1u);
@@ -232,7 +236,7 @@ TEST_F(PlayerWindows, PlayBuildsTheRequestFromTheMenusTheGlassesAndTheBar) {
 
   // Names that go through the script bridge play the script, with the file's own sound.
   qputenv("XDG_DATA_HOME", dir.Path().c_str());
-  main.Open_File(QString::fromStdString(Media("sbs_scene.mpg")));
+  main.Open_File(Clip("sbs_scene.mpg"));
   main.Video_Play(false);
   EXPECT_EQ(requests.back().FileName, dir.File("Quorvex/sbs_scene.avs"));
   EXPECT_EQ(requests.back().AudioFile, Media("sbs_scene.mpg"));
@@ -288,7 +292,7 @@ TEST_F(PlayerWindows, BarButtonsDoTheirCommandsAndClosingOnlyHidesTheBar) {
   gSession.StopRequested = false;
   ClickArea(art.stop);
   EXPECT_TRUE(gSession.StopRequested);
-  chosen = QString::fromStdString(Media("ab_scene.mkv"));
+  chosen = Clip("ab_scene.mkv");
   ClickArea(art.open);
   EXPECT_EQ(chooserCalls, 1);
   EXPECT_EQ(main.CurrentFile(), chosen);
@@ -330,7 +334,7 @@ TEST_F(PlayerWindows, PressOnTheProgressBarSeeksOnlyWithAFile) {
   QTest::mousePress(progress, Qt::LeftButton, {}, QPoint(progress->width() / 2, 3));
   EXPECT_EQ(bar.Position(), 0);
 
-  main.Open_File(QString::fromStdString(Media("sbs_scene.mkv")));
+  main.Open_File(Clip("sbs_scene.mkv"));
   const int x = progress->width() * 9 / 20;
   QTest::mousePress(progress, Qt::LeftButton, {}, QPoint(x, 3));
   EXPECT_DOUBLE_EQ(bar.Position(), 10.0 * x / progress->width());
@@ -377,7 +381,7 @@ TEST_F(PlayerWindows, DroppedDirectoriesAndNonVideosGiveMessagesAndAreForgotten)
     EXPECT_TRUE(main.CurrentFile().isEmpty());
     EXPECT_EQ(main.windowTitle(), "Quorvex - ");
   }
-  Drop(QString::fromStdString(Media("sbs_scene.mkv")));
+  Drop(Clip("sbs_scene.mkv"));
   EXPECT_EQ(main.CurrentFile().toStdString(), Media("sbs_scene.mkv"));
 }
 
@@ -403,7 +407,7 @@ TEST_F(PlayerWindows, AVanishedFileOrNonsenseSettingsGiveAMessageAndThePlayerGoe
   GlassesSet dialog(model, store);
   EXPECT_EQ(gDisplay.GlassesType, 0);
   FrmMain fresh;
-  fresh.Open_File(QString::fromStdString(Media("sbs_scene.mkv")));
+  fresh.Open_File(Clip("sbs_scene.mkv"));
   sink.messages.clear();
   fresh.Video_Play(false);
   EXPECT_EQ(sink.Texts().at(0), "Invalid output format.0");
@@ -412,12 +416,12 @@ TEST_F(PlayerWindows, AVanishedFileOrNonsenseSettingsGiveAMessageAndThePlayerGoe
 
 TEST_F(PlayerWindows, ADropDuringAPlayStopsItBeforeTheFileIsOpened) {
   UseRealSessions();
-  main.Open_File(QString::fromStdString(Media("sbs_valley.mkv")));
+  main.Open_File(Clip("sbs_valley.mkv"));
   main.Gui().SetPosition(0);
   bool playingAtDrop = false;
   QTimer::singleShot(50, [&] {
     playingAtDrop = SessionRunning();
-    Drop(QString::fromStdString(Media("ab_scene.mkv")));
+    Drop(Clip("ab_scene.mkv"));
     EXPECT_EQ(main.CurrentFile().toStdString(), Media("sbs_valley.mkv"));  // not yet
   });
   sink.messages.clear();
