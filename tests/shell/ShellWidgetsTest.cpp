@@ -1,4 +1,4 @@
-// The display settings dialog, the statistics list and the control bar's artwork.
+// The display settings dialog and the statistics list.
 #include <gtest/gtest.h>
 
 #include <QComboBox>
@@ -9,7 +9,6 @@
 #include <QScrollBar>
 
 #include "playback/SessionState.h"
-#include "shell/Artwork.h"
 #include "shell/GlassesSet.h"
 #include "shell/Profiler.h"
 #include "shell/SettingsStore.h"
@@ -96,21 +95,6 @@ TEST(Profiler, ListsTheStageTimesAndTheConversionRateOnceThereIsOne) {
   profiler.LoadProfile();
   EXPECT_EQ(profiler.List1()->count(), 4);
   gSession = saved;
-}
-
-TEST(Artwork, ControlBarAreasLieInsideThePictureInOrderWithoutOverlapping) {
-  for (const QSize size : {QSize(360, 40), QSize(500, 64), QSize(240, 28)}) {
-    const ControlBarArt art = DrawControlBar(size.width(), size.height());
-    const QRect bounds(QPoint(0, 0), size);
-    const QRect areas[] = {art.move1, art.open, art.play, art.stop, art.full, art.move2};
-    for (size_t i = 0; i < 6; ++i) {
-      EXPECT_TRUE(bounds.contains(areas[i])) << i;
-      if (i > 0) {
-        EXPECT_LT(areas[i - 1].right(), areas[i].left()) << i;
-      }
-    }
-    EXPECT_FALSE(art.picture.isNull());
-  }
 }
 
 }  // namespace
