@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <numeric>
 
 #include "PlaybackTestSupport.h"
 #include "base/DisplayConfig.h"
@@ -25,6 +26,7 @@ namespace {
 using test::MakeClip;
 using test::RecordingSurface;
 using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
 using ::testing::HasSubstr;
 
 class Session : public ::testing::Test {
@@ -39,6 +41,11 @@ class Session : public ::testing::Test {
                  "-pix_fmt bgr0 -c:a flac",
              Clip("sbs-sound.mkv"));
     // An MP4 with its index in front, cut in half: it opens, and the later frames are missing.
+    // 25 frames with a fifth of a second of sound.
+    MakeClip(scene +
+                 "1 -f lavfi -i sine=sample_rate=48000:duration=0.2 -c:v ffv1 -pix_fmt bgr0 "
+                 "-c:a flac",
+             Clip("short-sound.mkv"));
     MakeClip(scene + "2 -c:v libx264 -preset veryfast -pix_fmt yuv420p -movflags +faststart",
              Clip("whole.mp4"));
     std::filesystem::resize_file(Clip("whole.mp4"),
@@ -195,6 +202,17 @@ TEST_F(PacedSession, FramesAreSkippedWhenTheSoundRunsAhead) {
   // frame the sound has reached, about three frames further; the last frame is shown as well.
   EXPECT_THAT(surface_.Frames(), ElementsAre(0, 4, 7, 10, 11));
   EXPECT_TRUE(messages_.messages.empty());
+}
+
+TEST_F(PacedSession, ASoundTrackShorterThanTheVideoStillShowsEveryFrame) {
+  PlaybackRequest request = Request("short-sound.mkv");
+  request.AudioSource = 3;
+  request.AudioSync = 1;
+  PlaySession(request);
+  std::vector<int32_t> all(25);
+  std::iota(all.begin(), all.end(), 0);
+  EXPECT_THAT(surface_.Frames(), ElementsAreArray(all));
+  EXPECT_LT(time_.rounds, 200);  // about four rounds of 10 ms a frame, no wait for the stall
 }
 
 TEST_F(Session, WhatCannotBePlayedIsReportedAndTheSessionCloses) {
