@@ -1,3 +1,5 @@
+// Copies between device contexts: clipping, raster operations, overlapping copies, and stretching
+// with whole pixels or smoothing.
 #include <gtest/gtest.h>
 
 #include "image/DeviceContext.h"
@@ -51,7 +53,8 @@ TEST(StretchBlt, ColorOnColorRepeatsAndDropsWholePixels) {
   auto big = test::SolidPicture(9, 4, {0, 0, 0});
   big->hDC()->SetStretchBltMode(COLORONCOLOR);
   ASSERT_TRUE(StretchBlt(big->hDC(), 0, 0, 9, 4, src->hDC(), 0, 0, 3, 2, SRCCOPY));
-  EXPECT_TRUE(SamePicture(*big, *MakePicture(9, 4, [&](int x, int y) { return PixelAt(*src, x / 3, y / 2); })));
+  EXPECT_TRUE(SamePicture(
+      *big, *MakePicture(9, 4, [&](int x, int y) { return PixelAt(*src, x / 3, y / 2); })));
 
   auto small = test::SolidPicture(3, 2, {0, 0, 0});
   small->hDC()->SetStretchBltMode(COLORONCOLOR);
