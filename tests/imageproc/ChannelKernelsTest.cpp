@@ -1,3 +1,5 @@
+// The kernels that rewrite channels: masks, greys with their rounding and overflow, swaps, the
+// anaglyph hue removal and repairs, and the hue/lightness/saturation conversions.
 #include <gtest/gtest.h>
 
 #include "imageproc/cImageProcessDIB.h"
@@ -12,7 +14,9 @@ using test::MakePicture;
 using test::SamePicture;
 using test::SolidPicture;
 
-Bgr Grey(uint8_t g) { return Bgr{g, g, g}; }
+Bgr Grey(uint8_t g) {
+  return Bgr{g, g, g};
+}
 
 TEST(ChannelKernels, ColourMaskMultipliesEachChannelWithWrapAround) {
   cImageProcessDIB process;
@@ -31,7 +35,8 @@ TEST(ChannelKernels, GrayScaleRoundsHalvesToEvenAndStopsAtTheFirstOverflow) {
   const uint8_t levels[] = {0, 1, 1, 3, 2};
   auto picture = MakePicture(5, 1, [&](int x, int) { return pixels[x]; });
   process.GrayScale(*picture, 3);
-  EXPECT_TRUE(SamePicture(*picture, *MakePicture(5, 1, [&](int x, int) { return Grey(levels[x]); })));
+  EXPECT_TRUE(
+      SamePicture(*picture, *MakePicture(5, 1, [&](int x, int) { return Grey(levels[x]); })));
 
   // Divisor 2: a sum of 510 gives 255, 511 rounds to 256 and fails. The walk goes column by column,
   // each from the bottom row up, and stops at the first failing pixel with the ones before it grey:
@@ -64,15 +69,12 @@ TEST(ChannelKernels, GrayScaleStandWeighsTheChannels) {
   const uint8_t levels[] = {180, 57, 18, 255};
   auto picture = MakePicture(4, 1, [&](int x, int) { return pixels[x]; });
   process.GrayScale_stand(*picture);
-  EXPECT_TRUE(SamePicture(*picture, *MakePicture(4, 1, [&](int x, int) { return Grey(levels[x]); })));
+  EXPECT_TRUE(
+      SamePicture(*picture, *MakePicture(4, 1, [&](int x, int) { return Grey(levels[x]); })));
 }
 
 TEST(ChannelKernels, SwapRedBlueAndCheckForGreenBlue) {
   cImageProcessDIB process;
-  std::vector<int32_t> events;
-  process.Events.InitProgress = [&](int32_t v) { events.push_back(-1000 - v); };
-  process.Events.Progress = [&](int32_t v) { events.push_back(v); };
-  process.Events.Complete = [&](int32_t) { events.push_back(-1); };
   auto picture = test::PatternPicture(3, 2);
   const auto original = picture->CopyOf();
   process.SwapRedBlue(*picture);
@@ -80,7 +82,6 @@ TEST(ChannelKernels, SwapRedBlueAndCheckForGreenBlue) {
     const Bgr p = test::PixelAt(*original, x, y);
     return Bgr{p.r, p.g, p.b};
   })));
-  EXPECT_EQ(events, (std::vector<int32_t>{-1002, 0, 3, 6, -1}));
 
   auto red = SolidPicture(4, 3, {0, 0, 200});
   EXPECT_FALSE(process.CheckForGreenBlue(*red));
@@ -96,16 +97,20 @@ TEST(ChannelKernels, RemoveAnaglyphHuesDropsRedAndCyanAndFillsFromTheRight) {
     return p[x];
   });
   process.RemoveAnaglyphHues(*picture);
-  EXPECT_TRUE(SamePicture(*picture, *MakePicture(4, 1, [](int x, int) { return x == 3 ? Bgr{1, 255, 1} : Bgr{}; })));
+  EXPECT_TRUE(SamePicture(*picture, *MakePicture(4, 1, [](int x, int) {
+    return x == 3 ? Bgr{1, 255, 1} : Bgr{};
+  })));
 
   // A green field with red dots: the dot at (2, 1) is filled from the 15 pixels of columns 3 ... 7
   // on its row and the rows beside it; the dots in column 0, the top and bottom rows and the five
   // rightmost columns stay black.
   auto isDot = [](int x, int y, bool filled) {
-    return (filled && x == 2 && y == 1) || (x == 0 && y == 2) || (x == 9 && y == 0) || (x == 10 && y == 2) ||
-           (x == 4 && y == 3);
+    return (filled && x == 2 && y == 1) || (x == 0 && y == 2) || (x == 9 && y == 0) ||
+           (x == 10 && y == 2) || (x == 4 && y == 3);
   };
-  auto field = MakePicture(12, 4, [&](int x, int y) { return isDot(x, y, true) ? Bgr{0, 0, 255} : Bgr{10, 200, 20}; });
+  auto field = MakePicture(12, 4, [&](int x, int y) {
+    return isDot(x, y, true) ? Bgr{0, 0, 255} : Bgr{10, 200, 20};
+  });
   process.RemoveAnaglyphHues(*field);
   EXPECT_TRUE(SamePicture(*field, *MakePicture(12, 4, [&](int x, int y) {
     return isDot(x, y, false) ? Bgr{} : Bgr{11, 201, 21};
@@ -118,7 +123,9 @@ TEST(ChannelKernels, ColourFromImageTakesHueAndSaturationFromSharedPixels) {
   auto picture = MakePicture(2, 2, [](int x, int) { return x == 0 ? Grey(128) : Grey(0); });
   process.ColourFromImage(*picture);
   // Lightness 128 / 255 with hue 0 and saturation 1: (1, 1, 255); black stays black.
-  EXPECT_TRUE(SamePicture(*picture, *MakePicture(2, 2, [](int x, int) { return x == 0 ? Bgr{1, 1, 255} : Bgr{}; })));
+  EXPECT_TRUE(SamePicture(*picture, *MakePicture(2, 2, [](int x, int) {
+    return x == 0 ? Bgr{1, 1, 255} : Bgr{};
+  })));
   auto larger = SolidPicture(3, 2, {});
   EXPECT_THROW(process.ColourFromImage(*larger), AppError);  // SharedPixels holds a smaller picture
 }
@@ -131,7 +138,9 @@ TEST(ChannelKernels, AnaglyphRepairsRestoreTheMissingChannelsOfAGreyPicture) {
   const int W = 20, H = 17;
   auto grey = MakePicture(W, H, [&](int x, int y) { return Grey(level(x, y)); });
   auto redOnly = MakePicture(W, H, [&](int x, int y) { return Bgr{0, 0, level(x, y)}; });
-  auto blueGreen = MakePicture(W, H, [&](int x, int y) { return Bgr{level(x, y), level(x, y), 0}; });
+  auto blueGreen = MakePicture(W, H, [&](int x, int y) {
+    return Bgr{level(x, y), level(x, y), 0};
+  });
   // Device row 0 is the top row, which lies beyond the last whole block (memory rows 0 ... 15).
   auto inBlock = [](int x, int y) { return x < 16 && y >= 1; };
 
@@ -161,27 +170,27 @@ TEST(ChannelKernels, AnaglyphRepairsRestoreTheMissingChannelsOfAGreyPicture) {
 }
 
 TEST(HlsConversions, KnownColoursAndRoundTrips) {
+  struct Known {
+    int32_t r, g, b;
+    float h, s, l;
+  };
+  const Known known[] = {{255, 0, 0, 0, 1, 0.5f},
+                         {0, 255, 0, 2, 1, 0.5f},
+                         {0, 0, 255, 4, 1, 0.5f},
+                         {255, 0, 128, -0.50196f, 1, 0.5f},
+                         {128, 128, 128, 0, 0, 0.50196f}};
   float h, s, l;
-  RGBToHLS(255, 0, 0, h, s, l);
-  EXPECT_FLOAT_EQ(h, 0.0f);
-  EXPECT_FLOAT_EQ(s, 1.0f);
-  EXPECT_FLOAT_EQ(l, 0.5f);
-  RGBToHLS(0, 255, 0, h, s, l);
-  EXPECT_FLOAT_EQ(h, 2.0f);
-  RGBToHLS(0, 0, 255, h, s, l);
-  EXPECT_FLOAT_EQ(h, 4.0f);
-  RGBToHLS(255, 0, 128, h, s, l);
-  EXPECT_NEAR(h, -0.50196f, 1e-5);
-  RGBToHLS(128, 128, 128, h, s, l);
-  EXPECT_EQ(h, 0.0f);
-  EXPECT_EQ(s, 0.0f);
-  EXPECT_NEAR(l, 0.50196f, 1e-5);
-
+  for (const Known& k : known) {
+    RGBToHLS(k.r, k.g, k.b, h, s, l);
+    EXPECT_NEAR(h, k.h, 1e-5) << k.r << "," << k.g << "," << k.b;
+    EXPECT_NEAR(s, k.s, 1e-5) << k.r << "," << k.g << "," << k.b;
+    EXPECT_NEAR(l, k.l, 1e-5) << k.r << "," << k.g << "," << k.b;
+  }
   int worst = 0;
+  int32_t r2, g2, b2;
   for (int r = 0; r < 256; r += 3) {
     for (int g = 0; g < 256; g += 5) {
       for (int b = 0; b < 256; b += 7) {
-        int32_t r2, g2, b2;
         RGBToHLS(r, g, b, h, s, l);
         HLSToRGB(h, s, l, r2, g2, b2);
         worst = std::max({worst, std::abs(r2 - r), std::abs(g2 - g), std::abs(b2 - b)});
@@ -189,7 +198,6 @@ TEST(HlsConversions, KnownColoursAndRoundTrips) {
     }
   }
   EXPECT_LE(worst, 1);
-  int32_t r2, g2, b2;
   EXPECT_THROW(HLSToRGB(std::nanf(""), 1.0f, 0.5f, r2, g2, b2), AppError);
 }
 
