@@ -1,3 +1,5 @@
+// Fitting a picture to the screen (letterboxing with even sizes, rounding halves to even, zero
+// sizes) and the current screen size from the screen seam.
 #include <gtest/gtest.h>
 
 #include "base/Error.h"
@@ -7,32 +9,26 @@
 namespace qv {
 namespace {
 
-struct Fit {
-  int32_t w, h, offX, offY, result;
-};
-
-Fit FitOf(int32_t w, int32_t h, int32_t targetW, int32_t targetH) {
-  Fit f{w, h, -1, -1, 0};
-  f.result = FitToScreen(f.w, f.h, f.offX, f.offY, targetW, targetH);
-  return f;
-}
-
-void ExpectFit(const Fit& f, int32_t w, int32_t h, int32_t offX, int32_t offY) {
-  EXPECT_EQ(f.w, w);
-  EXPECT_EQ(f.h, h);
-  EXPECT_EQ(f.offX, offX);
-  EXPECT_EQ(f.offY, offY);
-  EXPECT_EQ(f.result, w);
-}
-
 TEST(ScreenModes, FitToScreenLetterboxesAndKeepsSizesEven) {
-  ExpectFit(FitOf(640, 480, 1024, 768), 1024, 768, 0, 0);   // same aspect
-  ExpectFit(FitOf(720, 576, 1280, 1024), 1280, 1024, 0, 0);  // same aspect, height branch
-  ExpectFit(FitOf(1280, 480, 1024, 768), 1024, 384, 0, 192);
-  // h = round(599.06) = 599, offY = round(100.5) = 100, then h becomes even: 598.
-  ExpectFit(FitOf(641, 480, 800, 800), 800, 598, 0, 100);
-  // A tall picture: w = round(0.5 x 601) = 300 and offX = round(251 / 2) = 126 (halves to even).
-  ExpectFit(FitOf(300, 600, 551, 601), 300, 600, 126, 0);
+  struct Case {
+    int32_t w, h, targetW, targetH, fitW, fitH, offX, offY;
+  };
+  const Case cases[] = {
+      {640, 480, 1024, 768, 1024, 768, 0, 0},     // same aspect
+      {720, 576, 1280, 1024, 1280, 1024, 0, 0},   // same aspect, height branch
+      {1280, 480, 1024, 768, 1024, 384, 0, 192},  // wide
+      // h = round(599.06) = 599, offY = round(100.5) = 100, then h becomes even: 598.
+      {641, 480, 800, 800, 800, 598, 0, 100},
+      // A tall picture: w = round(0.5 x 601) = 300 and offX = round(251 / 2) = 126.
+      {300, 600, 551, 601, 300, 600, 126, 0},
+  };
+  for (const Case& c : cases) {
+    int32_t w = c.w, h = c.h, offX = -1, offY = -1;
+    EXPECT_EQ(FitToScreen(w, h, offX, offY, c.targetW, c.targetH), c.fitW);
+    EXPECT_EQ(std::vector<int32_t>({w, h, offX, offY}),
+              std::vector<int32_t>({c.fitW, c.fitH, c.offX, c.offY}))
+        << c.w << "x" << c.h << " on " << c.targetW << "x" << c.targetH;
+  }
 }
 
 TEST(ScreenModes, ZeroSizesRaiseErrorsInsteadOfDividingByZero) {
@@ -41,7 +37,8 @@ TEST(ScreenModes, ZeroSizesRaiseErrorsInsteadOfDividingByZero) {
   h = 480;
   EXPECT_THROW(FitToScreen(w, h, x, y, 1024, 0), AppError);
   w = 0;
-  EXPECT_THROW(FitToScreen(w, h, x, y, 0, 768), AppError);  // the height branch divides by the width
+  EXPECT_THROW(FitToScreen(w, h, x, y, 0, 768),
+               AppError);  // the height branch divides by the width
 }
 
 TEST(ScreenModes, CurrentScreenSizeComesFromTheScreenSeam) {
