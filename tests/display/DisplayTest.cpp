@@ -35,9 +35,9 @@ DibRef Rows(int32_t width, int32_t height, const std::vector<Bgr>& rows, Bgr bel
   });
 }
 
-// A fixed screen, an event pump that counts its calls, and clean callback state and stop flag
-// for the length of a test.
-class DisplayFixture : public ::testing::Test {
+// A blit surface on a fixed screen, with an event pump that counts its calls, short line codes,
+// and clean callback state and stop flag for the length of a test.
+class BltSurfaceTest : public ::testing::Test {
  protected:
   void UseScreen(int32_t width, int32_t height) {
     screen_ = FixedScreen(width, height);
@@ -46,44 +46,17 @@ class DisplayFixture : public ::testing::Test {
   void SetUp() override {
     UseScreen(1024, 768);
     SetEventPump(&pump);
-    Reset();
-  }
-  void TearDown() override {
-    SetScreenInfo(nullptr);
-    SetEventPump(nullptr);
-    Reset();
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-  }
-  void Reset() {
-    SetDisplayCallbacks(0, 0, 0);
-    SetSlideShowHandlers({});
-    gSession.StopRequested = false;
-  }
-
-  // Processes the window system's events, as the GUI's pump does, and counts the calls.
-  struct CountingPump : EventPump {
-    void ProcessEvents() override {
-      ++calls;
-      QCoreApplication::processEvents();
-    }
-    int calls = 0;
-  } pump;
-  test::RecordingSink sink;
-
- private:
-  FixedScreen screen_;
-};
-
-class BltSurfaceTest : public DisplayFixture {
- protected:
-  void SetUp() override {
-    DisplayFixture::SetUp();
     frmBltSurface::SetLineCodeDuration(20ms);
   }
   void TearDown() override {
     surface.CloseDisplay();
     frmBltSurface::SetLineCodeDuration(1000ms);
-    DisplayFixture::TearDown();
+    SetScreenInfo(nullptr);
+    SetEventPump(nullptr);
+    SetDisplayCallbacks(0, 0, 0);
+    SetSlideShowHandlers({});
+    gSession.StopRequested = false;
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
   }
   bool Open(bool fullscreen, int32_t w, int32_t h, bool permanent = true) {
     return surface.OpenDisplay(fullscreen, w, h, permanent, false, nullptr, nullptr);
@@ -97,7 +70,19 @@ class BltSurfaceTest : public DisplayFixture {
     });
   }
 
+  // Processes the window system's events, as the GUI's pump does, and counts the calls.
+  struct CountingPump : EventPump {
+    void ProcessEvents() override {
+      ++calls;
+      QCoreApplication::processEvents();
+    }
+    int calls = 0;
+  } pump;
+  test::RecordingSink sink;
   frmBltSurface surface;
+
+ private:
+  FixedScreen screen_;
 };
 
 TEST_F(BltSurfaceTest, LayoutCentresTheWindowOrLetterboxesTheFullScreenPicture) {
@@ -309,21 +294,21 @@ class RecordingSurface : public DisplaySurface {
   int closes = 0;
 };
 
-class CallbackTest : public DisplayFixture {
+class CallbackTest : public BltSurfaceTest {
  protected:
   // Sends a click (button 4, shift 2), a key (112, shift 5) and a focus loss with the given codes;
   // returns what happened: closes, stop flag and the slide-show calls, as "0 stop m4,2 k112,5".
   std::string SendAll(int16_t click, int16_t lost, int16_t key) {
     SetDisplayCallbacks(click, lost, key);
-    surface.closes = 0;
+    recorder.closes = 0;
     gSession.StopRequested = false;
     calls.clear();
-    OnClick(surface, 4, 2);
-    OnKey(surface, 112, 5);
-    OnLost(surface);
-    return std::to_string(surface.closes) + (gSession.StopRequested ? " stop" : "") + calls;
+    OnClick(recorder, 4, 2);
+    OnKey(recorder, 112, 5);
+    OnLost(recorder);
+    return std::to_string(recorder.closes) + (gSession.StopRequested ? " stop" : "") + calls;
   }
-  RecordingSurface surface;
+  RecordingSurface recorder;
   std::string calls;
 };
 
@@ -340,7 +325,7 @@ TEST_F(CallbackTest, EachEventPerformsTheActionOfItsOwnCode) {
   EXPECT_EQ(SendAll(0, 2, 0), "0 stop");
   EXPECT_EQ(SendAll(2, 0, 2), "0 stop");  // the playback session's codes
   gSession.StopRequested = false;
-  OnLost(surface);  // focus loss alone does nothing there
+  OnLost(recorder);  // focus loss alone does nothing there
   EXPECT_FALSE(gSession.StopRequested);
   EXPECT_EQ(SendAll(3, 0, 3), "0 m4,2 k112,5");
   EXPECT_TRUE(sink.messages.empty());
