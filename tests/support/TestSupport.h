@@ -124,6 +124,12 @@ inline DibRef SolidPicture(int32_t width, int32_t height, Bgr colour) {
   return MakePicture(width, height, [colour](int, int) { return colour; });
 }
 
+// A picture whose column x is columns[x] all the way down.
+inline DibRef Columns(const std::vector<Bgr>& columns, int32_t height = 1) {
+  return MakePicture(static_cast<int32_t>(columns.size()), height,
+                     [&](int x, int) { return columns[static_cast<size_t>(x)]; });
+}
+
 // A picture in which every pixel has its own colour, derived from its position and a seed.
 inline DibRef PatternPicture(int32_t width, int32_t height, int seed = 0) {
   return MakePicture(width, height, [seed](int x, int y) {
