@@ -13,13 +13,10 @@ namespace {
 
 using test::Bgr;
 using test::Columns;
+using test::Grey;
 using test::MakePicture;
 using test::SamePicture;
 using test::SolidPicture;
-
-Bgr Grey(uint8_t g) {
-  return Bgr{g, g, g};
-}
 
 class ChannelKernels : public ::testing::Test {
  protected:

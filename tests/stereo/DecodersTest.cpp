@@ -13,6 +13,8 @@ namespace qv {
 namespace {
 
 using test::Bgr;
+using test::Columns;
+using test::Grey;
 using test::MakePicture;
 using test::SamePicture;
 
@@ -112,22 +114,16 @@ TEST_F(Decoders, TwoDCopiesTheFrameAndEmptiesTheOldViewsAtOnce) {
 TEST_F(Decoders, AnaglyphsSplitIntoRedAndBlueGreen) {
   // The first pixel is (B 51, G 100, R 200): grey 200 and round(151 / 2) = 76; the others check
   // the other half-way sums (153 / 2 -> 76, 155 / 2 -> 78).
-  const Bgr pixels[] = {{51, 100, 200}, {53, 100, 9}, {55, 100, 0}, {0, 0, 255}, {255, 255, 0}};
-  const uint8_t greyRight[] = {76, 76, 78, 0, 255};
-  auto row = [](const std::function<Bgr(int)>& f) {
-    return MakePicture(5, 2, [&](int x, int) { return f(x); });
-  };
-  gFrames.SourceFrame = row([&](int x) { return pixels[x]; });
+  gFrames.SourceFrame =
+      Columns({{51, 100, 200}, {53, 100, 9}, {55, 100, 0}, {0, 0, 255}, {255, 255, 0}}, 2);
   LoadAnaglyph();
-  EXPECT_TRUE(SamePicture(View(0), *row([&](int x) {
-                            return Bgr{pixels[x].r, pixels[x].r, pixels[x].r};
-                          })));
-  EXPECT_TRUE(SamePicture(View(1), *row([&](int x) {
-                            return Bgr{greyRight[x], greyRight[x], greyRight[x]};
-                          })));
+  EXPECT_TRUE(SamePicture(View(0), *Columns({Grey(200), Grey(9), Grey(0), Grey(255), Grey(0)}, 2)));
+  EXPECT_TRUE(
+      SamePicture(View(1), *Columns({Grey(76), Grey(76), Grey(78), Grey(0), Grey(255)}, 2)));
   LoadAnaglyphColour();
-  EXPECT_TRUE(SamePicture(View(0), *row([&](int x) { return Bgr{0, 0, pixels[x].r}; })));
-  EXPECT_TRUE(SamePicture(View(1), *row([&](int x) { return Bgr{pixels[x].b, pixels[x].g, 0}; })));
+  EXPECT_TRUE(SamePicture(View(0), *Columns({{0, 0, 200}, {0, 0, 9}, {}, {0, 0, 255}, {}}, 2)));
+  EXPECT_TRUE(SamePicture(
+      View(1), *Columns({{51, 100, 0}, {53, 100, 0}, {55, 100, 0}, {}, {255, 255, 0}}, 2)));
   EXPECT_TRUE(messages.messages.empty());
 }
 

@@ -103,6 +103,10 @@ struct Bgr {
   bool operator==(const Bgr&) const = default;
 };
 
+inline Bgr Grey(uint8_t level) {
+  return Bgr{level, level, level};
+}
+
 // A width x height picture whose pixel at column x and device row y (0 = top) is f(x, y).
 inline DibRef MakePicture(int32_t width, int32_t height, const std::function<Bgr(int, int)>& f) {
   auto picture = std::make_shared<cDIBSection>();
