@@ -1,19 +1,17 @@
+// Number conversions: rounding halves to even, overflow edges, leading-number parsing, whole-text
+// conversion, and the numbers and texts of system errors.
 #include <gtest/gtest.h>
 
 #include <cerrno>
 
 #include "base/Numbers.h"
+#include "support/TestSupport.h"
 
 namespace qv {
 namespace {
 
 int32_t ErrorNumberOf(const std::function<void()>& f) {
-  try {
-    f();
-  } catch (const AppError& e) {
-    return e.Number();
-  }
-  return 0;
+  return test::ErrorOf(f).Number();
 }
 
 TEST(Numbers, RoundsHalvesToEven) {

@@ -1,3 +1,6 @@
+// Writing video files: lossless frames decoded back by the ffmpeg command exactly and upright,
+// frames of other sizes scaled, sound written, and what the writer refuses.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdio>
@@ -7,6 +10,8 @@
 
 namespace qv {
 namespace {
+
+using namespace ::testing;
 
 std::string RunCommand(const std::string& command) {
   std::string out;
@@ -27,20 +32,18 @@ std::string DecodedFrames(const std::string& path) {
 std::string TopDownBytes(const cDIBSection& picture) {
   std::string out;
   for (int y = 0; y < picture.Height(); ++y) {
-    const auto* row = reinterpret_cast<const char*>(picture.Grid().DeviceRow(y));
-    out.append(row, static_cast<size_t>(3 * picture.Width()));
+    out.append(reinterpret_cast<const char*>(picture.Grid().DeviceRow(y)), 3 * picture.Width());
   }
   return out;
 }
 
 TEST(VideoFileWriter, LosslessFramesReadBackExactlyAndUpright) {
   test::TempDir dir;
-  for (const char* codec : {"ffv1", "rawvideo"}) {
-    // Matroska does not take raw pictures; NUT does.
-    const std::string path =
-        dir.File(std::string("out-") + codec + (codec == std::string("ffv1") ? ".mkv" : ".nut"));
+  // Matroska does not take raw pictures; NUT does.
+  for (const auto& [codec, file] : {std::pair{"ffv1", "out.mkv"}, {"rawvideo", "out.nut"}}) {
+    SCOPED_TRACE(codec);
     std::string error;
-    auto writer = VideoFileWriter::Open({path, 7, 5, 25, 1, codec, 0, 0, ""}, error);
+    auto writer = VideoFileWriter::Open({dir.File(file), 7, 5, 25, 1, codec, 0, 0, ""}, error);
     ASSERT_TRUE(writer) << error;
     auto first = test::PatternPicture(7, 5, 1);
     auto second = test::PatternPicture(7, 5, 90);
@@ -48,7 +51,7 @@ TEST(VideoFileWriter, LosslessFramesReadBackExactlyAndUpright) {
     ASSERT_TRUE(writer->WriteFrame(*second));
     ASSERT_TRUE(writer->Close(error)) << error;
     EXPECT_EQ(writer->FramesWritten(), 2);
-    EXPECT_EQ(DecodedFrames(path), TopDownBytes(*first) + TopDownBytes(*second)) << codec;
+    EXPECT_EQ(DecodedFrames(dir.File(file)), TopDownBytes(*first) + TopDownBytes(*second));
   }
 }
 
@@ -60,8 +63,9 @@ TEST(VideoFileWriter, ScalesFramesOfAnotherSizeAndWritesSound) {
   ASSERT_TRUE(writer) << error;
   std::vector<float> tone(2 * 8000, 0.25f);
   for (int i = 0; i < 10; ++i) {
+    const bool full = i % 2;
     ASSERT_TRUE(
-        writer->WriteFrame(*test::SolidPicture(i % 2 ? 64 : 33, i % 2 ? 48 : 17, {0, 200, 0})));
+        writer->WriteFrame(*test::SolidPicture(full ? 64 : 33, full ? 48 : 17, {0, 200, 0})));
     ASSERT_TRUE(writer->WriteAudio(tone.data() + 2 * 800 * i, 800));
   }
   ASSERT_TRUE(writer->Close(error)) << error;
@@ -96,16 +100,16 @@ TEST(VideoFileWriter, SoundLastsAsLongAsWrittenWhateverTheEncoder) {
 
 TEST(VideoFileWriter, RefusesWhatItCannotWrite) {
   test::TempDir dir;
-  std::string error;
-  EXPECT_FALSE(VideoFileWriter::Open({dir.File("x.unknownext"), 8, 8, 25, 1, "", 0, 0, ""}, error));
-  EXPECT_NE(error.find("no known video file format"), std::string::npos) << error;
-  EXPECT_FALSE(
-      VideoFileWriter::Open({dir.File("x.mkv"), 8, 8, 25, 1, "nosuchcodec", 0, 0, ""}, error));
-  EXPECT_NE(error.find("unknown video encoder 'nosuchcodec'"), std::string::npos) << error;
-  EXPECT_FALSE(
-      VideoFileWriter::Open({dir.File("missing/x.mkv"), 8, 8, 25, 1, "", 0, 0, ""}, error));
-  EXPECT_NE(error.find("cannot create"), std::string::npos) << error;
-  EXPECT_FALSE(VideoFileWriter::Open({dir.File("x.mkv"), 0, 8, 25, 1, "", 0, 0, ""}, error));
+  auto refusal = [&](const std::string& file, int32_t width, const std::string& codec) {
+    std::string error;
+    const bool opened =
+        VideoFileWriter::Open({dir.File(file), width, 8, 25, 1, codec, 0, 0, ""}, error) != nullptr;
+    return opened ? std::string("opened") : error;
+  };
+  EXPECT_THAT(refusal("x.unknownext", 8, ""), HasSubstr("no known video file format"));
+  EXPECT_THAT(refusal("x.mkv", 8, "nosuchcodec"), HasSubstr("unknown video encoder 'nosuchcodec'"));
+  EXPECT_THAT(refusal("missing/x.mkv", 8, ""), HasSubstr("cannot create"));
+  EXPECT_THAT(refusal("x.mkv", 0, ""), Not(AnyOf(IsEmpty(), Eq("opened"))));
 }
 
 }  // namespace

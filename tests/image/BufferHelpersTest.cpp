@@ -1,3 +1,5 @@
+// The buffer helpers: copying, cropping and resampling through references, the smaller of the two
+// views, and rows sorted even before odd.
 #include <gtest/gtest.h>
 
 #include "image/BufferHelpers.h"

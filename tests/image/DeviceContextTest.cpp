@@ -1,3 +1,5 @@
+// Copies between device contexts: clipping, raster operations, overlapping copies, and stretching
+// with whole pixels or smoothing.
 #include <gtest/gtest.h>
 
 #include "image/DeviceContext.h"
@@ -46,48 +48,40 @@ TEST(BitBlt, OverlappingCopyWithinOnePictureReadsEveryRowBeforeOverwritingIt) {
   })));
 }
 
+// A width x height picture of `fill` with all of `src` stretched into (x, y, w, h) in `mode`.
+DibRef Stretched(const DibRef& src, int mode, int32_t width, int32_t height, Bgr fill = {},
+                 int32_t x = 0, int32_t y = 0, int32_t w = -1, int32_t h = -1) {
+  auto out = test::SolidPicture(width, height, fill);
+  out->hDC()->SetStretchBltMode(mode);
+  EXPECT_TRUE(StretchBlt(out->hDC(), x, y, w < 0 ? width : w, h < 0 ? height : h, src->hDC(), 0, 0,
+                         src->Width(), src->Height(), SRCCOPY));
+  return out;
+}
+
 TEST(StretchBlt, ColorOnColorRepeatsAndDropsWholePixels) {
   auto src = test::PatternPicture(3, 2);
-  auto big = test::SolidPicture(9, 4, {0, 0, 0});
-  big->hDC()->SetStretchBltMode(COLORONCOLOR);
-  ASSERT_TRUE(StretchBlt(big->hDC(), 0, 0, 9, 4, src->hDC(), 0, 0, 3, 2, SRCCOPY));
-  EXPECT_TRUE(SamePicture(*big, *MakePicture(9, 4, [&](int x, int y) { return PixelAt(*src, x / 3, y / 2); })));
-
-  auto small = test::SolidPicture(3, 2, {0, 0, 0});
-  small->hDC()->SetStretchBltMode(COLORONCOLOR);
-  ASSERT_TRUE(StretchBlt(small->hDC(), 0, 0, 3, 2, big->hDC(), 0, 0, 9, 4, SRCCOPY));
-  EXPECT_TRUE(SamePicture(*small, *src));
+  auto big = Stretched(src, COLORONCOLOR, 9, 4);
+  EXPECT_TRUE(SamePicture(
+      *big, *MakePicture(9, 4, [&](int x, int y) { return PixelAt(*src, x / 3, y / 2); })));
+  EXPECT_TRUE(SamePicture(*Stretched(big, COLORONCOLOR, 3, 2), *src));
 
   // Into part of the destination only; the rest stays.
-  auto part = test::SolidPicture(6, 6, {5, 5, 5});
-  part->hDC()->SetStretchBltMode(COLORONCOLOR);
-  ASSERT_TRUE(StretchBlt(part->hDC(), 3, 2, 6, 4, src->hDC(), 0, 0, 3, 2, SRCCOPY));
+  auto part = Stretched(src, COLORONCOLOR, 6, 6, {5, 5, 5}, 3, 2, 6, 4);
   EXPECT_TRUE(SamePicture(*part, *MakePicture(6, 6, [&](int x, int y) {
-    if (x < 3 || y < 2) return Bgr{5, 5, 5};
-    return PixelAt(*src, (x - 3) / 2, (y - 2) / 2);
+    return x < 3 || y < 2 ? Bgr{5, 5, 5} : PixelAt(*src, (x - 3) / 2, (y - 2) / 2);
   })));
 }
 
 TEST(StretchBlt, HalftoneSmoothsButKeepsFlatAreasFlat) {
-  auto flat = test::SolidPicture(7, 5, {40, 80, 120});
-  auto out = test::SolidPicture(3, 11, {0, 0, 0});
-  out->hDC()->SetStretchBltMode(HALFTONE);
-  ASSERT_TRUE(StretchBlt(out->hDC(), 0, 0, 3, 11, flat->hDC(), 0, 0, 7, 5, SRCCOPY));
-  EXPECT_TRUE(SamePicture(*out, *test::SolidPicture(3, 11, {40, 80, 120})));
+  const Bgr flat{40, 80, 120};
+  EXPECT_TRUE(SamePicture(*Stretched(test::SolidPicture(7, 5, flat), HALFTONE, 3, 11),
+                          *test::SolidPicture(3, 11, flat)));
+  auto checker = MakePicture(4, 4, [](int x, int y) { return test::Grey((x + y) % 2 ? 200 : 0); });
+  EXPECT_TRUE(
+      SamePicture(*Stretched(checker, HALFTONE, 2, 2), *test::SolidPicture(2, 2, test::Grey(100))));
 
-  auto checker = MakePicture(4, 4, [](int x, int y) {
-    const uint8_t v = (x + y) % 2 ? 200 : 0;
-    return Bgr{v, v, v};
-  });
-  auto half = test::SolidPicture(2, 2, {0, 0, 0});
-  half->hDC()->SetStretchBltMode(HALFTONE);
-  ASSERT_TRUE(StretchBlt(half->hDC(), 0, 0, 2, 2, checker->hDC(), 0, 0, 4, 4, SRCCOPY));
-  EXPECT_TRUE(SamePicture(*half, *test::SolidPicture(2, 2, {100, 100, 100})));
-
-  auto edge = MakePicture(2, 1, [](int x, int) { return x ? Bgr{200, 200, 200} : Bgr{0, 0, 0}; });
-  auto wide = test::SolidPicture(8, 1, {0, 0, 0});
-  wide->hDC()->SetStretchBltMode(HALFTONE);
-  ASSERT_TRUE(StretchBlt(wide->hDC(), 0, 0, 8, 1, edge->hDC(), 0, 0, 2, 1, SRCCOPY));
+  auto edge = test::Columns({test::Grey(0), test::Grey(200)});
+  auto wide = Stretched(edge, HALFTONE, 8, 1);
   int between = 0;
   for (int x = 1; x < 8; ++x) {
     EXPECT_GE(PixelAt(*wide, x, 0).g, PixelAt(*wide, x - 1, 0).g);

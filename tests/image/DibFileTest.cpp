@@ -1,6 +1,6 @@
+// Bitmaps as bytes: packed DIBs, BMP files written and read back, files that are missing, foreign
+// or damaged, and the bitmap made from the shared pixel array.
 #include <gtest/gtest.h>
-
-#include <fstream>
 
 #include "image/PixelArrays.h"
 #include "image/cDib.h"
@@ -25,25 +25,20 @@ std::vector<uint8_t> Packed(int32_t width, int32_t height, uint16_t bits, uint32
   return out;
 }
 
-void WriteBytes(const std::string& path, const std::vector<uint8_t>& bytes) {
-  std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()),
-                                              static_cast<std::streamsize>(bytes.size()));
-}
-
-std::vector<uint8_t> Bmp(const cDIBSection& picture) {
+// The BMP file of a picture, as SavePicture writes it.
+std::string Bmp(const cDIBSection& picture) {
   test::TempDir dir;
   picture.SavePicture(dir.File("p.bmp"));
-  std::ifstream in(dir.File("p.bmp"), std::ios::binary);
-  return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), {});
+  return test::ReadFile(dir.File("p.bmp"));
 }
 
 TEST(PackedDib, BecomesAPictureByteForByte) {
   std::vector<uint8_t> pixels(16);
   for (int i = 0; i < 16; ++i) pixels[i] = static_cast<uint8_t>(10 + i);
-  const auto packed = Packed(2, 2, 24, 16, pixels);
   cDib dib;
   cDIBSection section;
-  ASSERT_TRUE(dib.CreateDIBSectionFromPackedDIBPointer(packed.data(), section));
+  ASSERT_TRUE(
+      dib.CreateDIBSectionFromPackedDIBPointer(Packed(2, 2, 24, 16, pixels).data(), section));
   EXPECT_EQ(section.Width(), 2);
   EXPECT_TRUE(std::equal(pixels.begin(), pixels.end(), section.DIBSectionBitsPtr()));
 }
@@ -59,13 +54,15 @@ TEST(PackedDib, RefusesEmptyAndInconsistentFrames) {
   EXPECT_FALSE(dib.CreateDIBSectionFromPackedDIBPointer(nullptr, *section));
   // A header that claims more bytes than its size holds, and one with an impossible size.
   std::vector<uint8_t> many(64, 1);
-  EXPECT_FALSE(dib.CreateDIBSectionFromPackedDIBPointer(Packed(2, 2, 24, 64, many).data(), *section));
-  EXPECT_FALSE(dib.CreateDIBSectionFromPackedDIBPointer(Packed(-5, 2, 24, 16, many).data(), *section));
+  EXPECT_FALSE(
+      dib.CreateDIBSectionFromPackedDIBPointer(Packed(2, 2, 24, 64, many).data(), *section));
+  EXPECT_FALSE(
+      dib.CreateDIBSectionFromPackedDIBPointer(Packed(-5, 2, 24, 16, many).data(), *section));
   ASSERT_EQ(sink.messages.size(), 3u);
   EXPECT_EQ(sink.messages[0].text, "An error occurred while unpacking the packed Bitmap.");
-  EXPECT_EQ(sink.messages[1].text,
-            "An error occurred in CreateDIBSectionFromPackedDIBPointer. Subscript out of range");
-  EXPECT_EQ(sink.messages[2].text.rfind("An error occurred in CreateDIBSectionFromPackedDIBPointer. ", 0), 0u);
+  const std::string routine = "An error occurred in CreateDIBSectionFromPackedDIBPointer. ";
+  EXPECT_EQ(sink.messages[1].text, routine + "Subscript out of range");
+  EXPECT_EQ(sink.messages[2].text.rfind(routine, 0), 0u);
 }
 
 TEST(PackedDib, CopiesSwapsAndDeinterleaves) {
@@ -78,8 +75,9 @@ TEST(PackedDib, CopiesSwapsAndDeinterleaves) {
   std::vector<uint8_t> rows;
   for (char r : {'A', 'B', 'C', 'D'}) rows.insert(rows.end(), 12, static_cast<uint8_t>(r));
   ASSERT_TRUE(dib.CreateFromPackedDIBPointer(Packed(4, 4, 24, 48, rows).data(), true));
-  EXPECT_EQ(std::string(dib.PointerToBits(), dib.PointerToBits() + 48),
-            std::string(12, 'A') + std::string(12, 'C') + std::string(12, 'B') + std::string(12, 'D'));
+  EXPECT_EQ(
+      std::string(dib.PointerToBits(), dib.PointerToBits() + 48),
+      std::string(12, 'A') + std::string(12, 'C') + std::string(12, 'B') + std::string(12, 'D'));
   EXPECT_EQ(dib.FileType(), 0x4D42);
   EXPECT_EQ(dib.BitOffset(), 54);
   EXPECT_EQ(dib.SizeFileHeader(), 54 + 48);
@@ -105,10 +103,8 @@ TEST(BmpFile, RoundTripsThroughSavePictureAndWriteToFile) {
   ASSERT_TRUE(copy.Create(5, 3));
   dib.CopyToSection(copy);
   EXPECT_TRUE(test::SamePicture(copy, *picture));
-
   ASSERT_TRUE(dib.WriteToFile(dir.File("b.bmp")));
-  std::ifstream in(dir.File("b.bmp"), std::ios::binary);
-  EXPECT_EQ(std::vector<uint8_t>(std::istreambuf_iterator<char>(in), {}), Bmp(*picture));
+  EXPECT_EQ(test::ReadFile(dir.File("b.bmp")), Bmp(*picture));
 
   cDIBSection small;
   ASSERT_TRUE(small.Create(2, 2));
@@ -117,8 +113,7 @@ TEST(BmpFile, RoundTripsThroughSavePictureAndWriteToFile) {
   cDib fromSection;
   fromSection.CreateFromSection(*picture);
   ASSERT_TRUE(fromSection.WriteToFile(dir.File("c.bmp")));
-  std::ifstream c(dir.File("c.bmp"), std::ios::binary);
-  EXPECT_EQ(std::vector<uint8_t>(std::istreambuf_iterator<char>(c), {}), Bmp(*picture));
+  EXPECT_EQ(test::ReadFile(dir.File("c.bmp")), Bmp(*picture));
 }
 
 TEST(BmpFile, ReportsMissingForeignAndDamagedFiles) {
@@ -131,34 +126,30 @@ TEST(BmpFile, ReportsMissingForeignAndDamagedFiles) {
   EXPECT_EQ(sink.messages[0].style, msg::kCritical);
   EXPECT_EQ(sink.messages[0].title, "Quorvex");
 
-  WriteBytes(dir.File("ba.bmp"), {'B', 'A', 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0});
-  EXPECT_FALSE(dib.CreateFromFile(dir.File("ba.bmp")));
-  EXPECT_EQ(sink.messages.back().text, "File is not a supported bitmap format:\n" + dir.File("ba.bmp"));
-  EXPECT_EQ(sink.messages.back().style, msg::kInformation);
-
-  WriteBytes(dir.File("empty.bmp"), {});
-  EXPECT_FALSE(dib.CreateFromFile(dir.File("empty.bmp")));
-  EXPECT_EQ(sink.messages.back().text.rfind("File is not a supported bitmap format:", 0), 0u);
-
-  // Truncated: the header claims 48 pixel bytes, 20 are there.
-  auto bytes = Bmp(*test::PatternPicture(5, 3));
-  bytes.resize(54 + 20);
-  WriteBytes(dir.File("cut.bmp"), bytes);
-  EXPECT_FALSE(dib.CreateFromFile(dir.File("cut.bmp")));
-  EXPECT_EQ(sink.messages.back().text, "File is damaged or truncated - cannot read:\n" + dir.File("cut.bmp"));
-
-  // A huge claimed picture and a pixel offset inside the file header.
-  bytes = Bmp(*test::PatternPicture(5, 3));
-  bytes[34] = bytes[35] = bytes[36] = bytes[37] = 0xFF;
-  WriteBytes(dir.File("huge.bmp"), bytes);
-  EXPECT_FALSE(dib.CreateFromFile(dir.File("huge.bmp")));
-  bytes = Bmp(*test::PatternPicture(5, 3));
-  bytes[10] = 3;
-  WriteBytes(dir.File("offset.bmp"), bytes);
-  EXPECT_FALSE(dib.CreateFromFile(dir.File("offset.bmp")));
-  EXPECT_EQ(sink.messages.size(), 6u);
+  const std::string good = Bmp(*test::PatternPicture(5, 3));
+  std::string huge = good, offset = good;
+  huge.replace(34, 4, 4, '\xFF');  // a huge claimed picture
+  offset[10] = 3;                  // the pixels inside the file header
+  const std::string foreign = "File is not a supported bitmap format:\n";
+  const std::string damaged = "File is damaged or truncated - cannot read:\n";
+  const std::pair<std::string, std::string> cases[] = {
+      {"BA" + std::string(14, '\0'), foreign},
+      {"", foreign},
+      {good.substr(0, 54 + 20), damaged},  // the header claims 48 pixel bytes, 20 are there
+      {huge, damaged},
+      {offset, damaged}};
+  for (size_t i = 0; i < std::size(cases); ++i) {
+    SCOPED_TRACE("case " + std::to_string(i));
+    const std::string file = dir.File(std::to_string(i) + ".bmp");
+    test::WriteFile(file, cases[i].first);
+    sink.messages.clear();
+    EXPECT_FALSE(dib.CreateFromFile(file));
+    ASSERT_EQ(sink.messages.size(), 1u);
+    EXPECT_EQ(sink.messages[0].text, cases[i].second + file);
+    EXPECT_EQ(sink.messages[0].style, msg::kInformation);
+  }
   EXPECT_FALSE(dib.CreateFromFile(dir.Path().string()));  // a folder
-  EXPECT_EQ(sink.messages.size(), 7u);
+  EXPECT_EQ(sink.messages.size(), 2u);
 }
 
 TEST(BmpFile, PicarrayBecomesAPaddedBitmapOfTheLowBytes) {

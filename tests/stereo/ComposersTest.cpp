@@ -1,3 +1,5 @@
+// The frame composers: sync-doubled, side-by-side, anaglyph and interlaced frames made from two
+// eye views, compared whole, and what they do with empty views and zero sizes.
 #include <gtest/gtest.h>
 
 #include "base/DisplayConfig.h"
@@ -11,30 +13,42 @@ namespace {
 using test::Bgr;
 using test::MakePicture;
 using test::SamePicture;
+using test::SolidPicture;
 
 const Bgr kRed{0, 0, 255}, kBlue{255, 0, 0}, kBlack{};
 
 // A view whose pixels say where they are and which eye they belong to.
 Bgr Where(int x, int y, int eye) {
-  return Bgr{static_cast<uint8_t>(x * 3 + eye), static_cast<uint8_t>(y), static_cast<uint8_t>(eye * 100 + (x ^ y))};
+  return Bgr{static_cast<uint8_t>(x * 3 + eye), static_cast<uint8_t>(y),
+             static_cast<uint8_t>(eye * 100 + (x ^ y))};
 }
 DibRef EyeView(int width, int height, int eye) {
   return MakePicture(width, height, [eye](int x, int y) { return Where(x, y, eye); });
 }
 
+// Rows above `top` are `upper`, rows from `gapEnd` on `lower`, black in between.
+DibRef Stacked(int width, int height, int top, int gapEnd, Bgr upper, Bgr lower) {
+  return MakePicture(width, height, [=](int, int y) {
+    return y < top ? upper : y < gapEnd ? kBlack : lower;
+  });
+}
+
 class Composers : public ::testing::Test {
  protected:
-  void SetUp() override {
-    gDisplay = DisplayConfig{};
-    gDisplay.ScreenWidth = 1024;
-    gDisplay.ScreenHeight = 768;
-    gDisplay.VertOffset = 10;
-  }
+  void SetUp() override { Screen(1024, 768, 10); }
   void TearDown() override {
     gFrames = FrameBuffers{};
     gDisplay = DisplayConfig{};
   }
-  void SetViews(DibRef left, DibRef right) { gFrames.StereoViews = {std::move(left), std::move(right)}; }
+  void Screen(int32_t width, int32_t height, int16_t vertOffset) {
+    gDisplay = DisplayConfig{};
+    gDisplay.ScreenWidth = width;
+    gDisplay.ScreenHeight = height;
+    gDisplay.VertOffset = vertOffset;
+  }
+  void SetViews(DibRef left, DibRef right) {
+    gFrames.StereoViews = {std::move(left), std::move(right)};
+  }
   const cDIBSection& Output() { return *gFrames.OutputFrame; }
   test::RecordingSink messages;
 };
@@ -42,9 +56,9 @@ class Composers : public ::testing::Test {
 TEST_F(Composers, SyncDoubledFrameHasTheGapBetweenTheHalves) {
   // 640 x 240 views on 1024 x 768 with VertOffset 10: gap 76, scale 1.6, 1024 x 460, view 0 in
   // rows 0 ... 191 and view 1 in rows 268 ... 459.
-  SetViews(test::SolidPicture(640, 240, kRed), test::SolidPicture(640, 240, kBlue));
+  SetViews(SolidPicture(640, 240, kRed), SolidPicture(640, 240, kBlue));
   SaveAboveBelow(true);
-  auto expected = MakePicture(1024, 460, [](int, int y) { return y < 192 ? kRed : y < 268 ? kBlack : kBlue; });
+  const DibRef expected = Stacked(1024, 460, 192, 268, kRed, kBlue);
   EXPECT_TRUE(SamePicture(Output(), *expected));
   EXPECT_EQ(gFrames.ViewWidth, 640);
   EXPECT_EQ(gFrames.ViewHeight, 240);
@@ -52,35 +66,33 @@ TEST_F(Composers, SyncDoubledFrameHasTheGapBetweenTheHalves) {
   EXPECT_TRUE(SamePicture(Output(), *expected));
 
   // Scale 2 across and 1 down (half height): columns double, rows are kept.
-  gDisplay.ScreenWidth = 640;
-  gDisplay.ScreenHeight = 528;
-  gDisplay.VertOffset = 11;  // gap 48
+  Screen(640, 528, 11);  // gap 48
   SetViews(EyeView(320, 240, 0), EyeView(320, 240, 1));
   SaveAboveBelow(true);
   EXPECT_TRUE(SamePicture(Output(), *MakePicture(640, 528, [](int x, int y) {
-    return y < 240 ? Where(x / 2, y, 0) : y < 288 ? kBlack : Where(x / 2, y - 288, 1);
-  })));
+                            return y < 240   ? Where(x / 2, y, 0)
+                                   : y < 288 ? kBlack
+                                             : Where(x / 2, y - 288, 1);
+                          })));
   EXPECT_TRUE(messages.messages.empty());
 }
 
 TEST_F(Composers, SyncDoubledFrameSurvivesAZeroOffsetAndZeroSizes) {
   // VertOffset 0: the division fails, the gap stays 0 and the rest runs.
   gDisplay.VertOffset = 0;
-  SetViews(test::SolidPicture(640, 240, kRed), test::SolidPicture(640, 240, kBlue));
+  SetViews(SolidPicture(640, 240, kRed), SolidPicture(640, 240, kBlue));
   SaveAboveBelow(true);
-  EXPECT_EQ(messages.Texts(),
-            std::vector<std::string>{"An error occurred in SaveAboveBelow. Attempting to continue. Division by zero"});
-  EXPECT_TRUE(SamePicture(Output(), *MakePicture(1024, 384, [](int, int y) { return y < 192 ? kRed : kBlue; })));
+  EXPECT_EQ(messages.Texts(), std::vector<std::string>{"An error occurred in SaveAboveBelow. "
+                                                       "Attempting to continue. Division by zero"});
+  EXPECT_TRUE(SamePicture(Output(), *Stacked(1024, 384, 192, 192, kRed, kBlue)));
 
   // A screen of 0 x 0 gives no frame; empty views report the two divisions by their size.
   messages.messages.clear();
-  gDisplay = DisplayConfig{};
-  gDisplay.VertOffset = 10;
+  Screen(0, 0, 10);
   SaveAboveBelow(true);
   EXPECT_EQ(Output().Width(), 0);
   EXPECT_TRUE(messages.messages.empty());
-  gDisplay.ScreenWidth = 1024;
-  gDisplay.ScreenHeight = 768;
+  Screen(1024, 768, 10);
   SetViews(std::make_shared<cDIBSection>(), nullptr);
   SaveAboveBelow(true);
   EXPECT_EQ(messages.messages.size(), 2u);
@@ -94,8 +106,8 @@ TEST_F(Composers, SideBySideUsesTheCommonTopLeftRectangle) {
   EXPECT_EQ(gFrames.ViewWidth, 640);
   EXPECT_EQ(gFrames.ViewHeight, 478);
   EXPECT_TRUE(SamePicture(Output(), *MakePicture(1280, 478, [](int x, int y) {
-    return x < 640 ? Where(x, y, 0) : Where(x - 640, y, 1);
-  })));
+                            return x < 640 ? Where(x, y, 0) : Where(x - 640, y, 1);
+                          })));
   SetViews(nullptr, nullptr);  // empty slots become empty views: an empty frame, no message
   SaveSideBySide();
   EXPECT_EQ(Output().Width(), 0);
@@ -105,50 +117,48 @@ TEST_F(Composers, SideBySideUsesTheCommonTopLeftRectangle) {
 TEST_F(Composers, AnaglyphsMergeTheChannelsOfBothViews) {
   // Left (B 30, G 60, R 90), right (B 10, G 20, R 30): means 60 and 20, luminances 64.53 -> 65 and
   // 21.51 -> 22.
-  SetViews(test::SolidPicture(3, 2, {30, 60, 90}), test::SolidPicture(3, 2, {10, 20, 30}));
-  const DibRef previous = gFrames.OutputFrame = test::SolidPicture(2, 2, kRed);
+  SetViews(SolidPicture(3, 2, {30, 60, 90}), SolidPicture(3, 2, {10, 20, 30}));
+  const DibRef previous = gFrames.OutputFrame = SolidPicture(2, 2, kRed);
   SaveAnaGray();
-  EXPECT_TRUE(SamePicture(Output(), *test::SolidPicture(3, 2, {20, 20, 60})));
+  EXPECT_TRUE(SamePicture(Output(), *SolidPicture(3, 2, {20, 20, 60})));
   EXPECT_EQ(previous->DIBSectionBitsPtr(), nullptr);  // the previous output is emptied
   SaveAnaColour();
-  EXPECT_TRUE(SamePicture(Output(), *test::SolidPicture(3, 2, {10, 20, 65})));
+  EXPECT_TRUE(SamePicture(Output(), *SolidPicture(3, 2, {10, 20, 65})));
   SaveAnaYellow();
-  EXPECT_TRUE(SamePicture(Output(), *test::SolidPicture(3, 2, {22, 60, 90})));
+  EXPECT_TRUE(SamePicture(Output(), *SolidPicture(3, 2, {22, 60, 90})));
 
   // A larger left view keeps its size; outside the common 2 x 2 only the left part shows.
-  SetViews(test::SolidPicture(3, 3, {30, 60, 90}), test::SolidPicture(2, 2, {10, 20, 30}));
+  SetViews(SolidPicture(3, 3, {30, 60, 90}), SolidPicture(2, 2, {10, 20, 30}));
   SaveAnaglyphStepByStep(AnaglyphKind::Yellow);
   EXPECT_TRUE(SamePicture(Output(), *MakePicture(3, 3, [](int x, int y) {
-    return x < 2 && y < 2 ? Bgr{22, 60, 90} : Bgr{0, 60, 90};
-  })));
+                            return x < 2 && y < 2 ? Bgr{22, 60, 90} : Bgr{0, 60, 90};
+                          })));
   EXPECT_TRUE(messages.messages.empty());
 }
 
-// Pictures with every blue-green pair and varied red, so that the luminance meets exact halves.
-DibRef Colours(int width, int height, int seed) {
-  return MakePicture(width, height, [width, seed](int x, int y) {
-    const int i = y * width + x + seed * 7919;
-    return Bgr{static_cast<uint8_t>(i), static_cast<uint8_t>(i >> 8), static_cast<uint8_t>(i * 37 + seed)};
-  });
-}
-
 TEST_F(Composers, OnePassAnaglyphsEqualTheStepsByteForByte) {
-  struct Sizes {
-    int w0, h0, w1, h1;
+  // Pictures with every blue-green pair and varied red, so that the luminance meets exact halves.
+  auto colours = [](int width, int height, int seed) {
+    return MakePicture(width, height, [width, seed](int x, int y) {
+      const int i = y * width + x + seed * 7919;
+      return Bgr{static_cast<uint8_t>(i), static_cast<uint8_t>(i >> 8),
+                 static_cast<uint8_t>(i * 37 + seed)};
+    });
   };
-  const Sizes sizes[] = {{256, 256, 256, 256}, {1, 1, 1, 1},  {31, 3, 31, 3},   {33, 5, 40, 4},
-                         {97, 7, 64, 9},       {64, 2, 95, 2}, {101, 13, 100, 12}};
-  const AnaglyphKind kinds[] = {AnaglyphKind::Gray, AnaglyphKind::Colour, AnaglyphKind::Yellow};
-  for (const Sizes& s : sizes) {
-    SetViews(Colours(s.w0, s.h0, 1), Colours(s.w1, s.h1, 2));
-    for (AnaglyphKind kind : kinds) {
+  const int sizes[][4] = {{256, 256, 256, 256}, {1, 1, 1, 1},   {31, 3, 31, 3},    {33, 5, 40, 4},
+                          {97, 7, 64, 9},       {64, 2, 95, 2}, {101, 13, 100, 12}};
+  for (const auto& s : sizes) {
+    SetViews(colours(s[0], s[1], 1), colours(s[2], s[3], 2));
+    for (AnaglyphKind kind : {AnaglyphKind::Gray, AnaglyphKind::Colour, AnaglyphKind::Yellow}) {
+      SCOPED_TRACE(std::to_string(s[0]) + "x" + std::to_string(s[1]) + " and " +
+                   std::to_string(s[2]) + "x" + std::to_string(s[3]) + ", kind " +
+                   std::to_string(static_cast<int>(kind)));
       SaveAnaglyphStepByStep(kind);
       const DibRef reference = gFrames.OutputFrame;
       gFrames.OutputFrame = nullptr;
       for (AnaglyphRow row : {PlainAnaglyphRow(kind), FastAnaglyphRow(kind)}) {
         SaveAnaglyphOnePass(kind, row);
-        EXPECT_TRUE(SamePicture(Output(), *reference))
-            << s.w0 << "x" << s.h0 << " and " << s.w1 << "x" << s.h1 << ", kind " << static_cast<int>(kind);
+        EXPECT_TRUE(SamePicture(Output(), *reference));
       }
     }
   }
@@ -163,23 +173,22 @@ TEST_F(Composers, AnaglyphsOfEmptyViewsReportEveryFailingStep) {
     // Nothing to copy: both greys, both masks, the merge and the clean-up find no picture.
     EXPECT_EQ(messages.messages.size(), 6u);
     EXPECT_EQ(messages.messages.front().text,
-              "An error occurred in SaveAnaGray. Attempting to continue. Object variable or With block "
-              "variable not set");
+              "An error occurred in SaveAnaGray. Attempting to continue. Object variable or With "
+              "block variable not set");
     EXPECT_EQ(gFrames.OutputFrame, nullptr);
   }
 }
 
 TEST_F(Composers, OnePixelViewsComposeWithoutMessages) {
-  SetViews(test::SolidPicture(1, 1, kRed), test::SolidPicture(1, 1, kBlue));
+  SetViews(SolidPicture(1, 1, kRed), SolidPicture(1, 1, kBlue));
   SaveSideBySide();
-  EXPECT_TRUE(SamePicture(Output(), *MakePicture(2, 1, [](int x, int) { return x == 0 ? kRed : kBlue; })));
+  EXPECT_TRUE(
+      SamePicture(Output(), *MakePicture(2, 1, [](int x, int) { return x ? kBlue : kRed; })));
   // 1024 / 1 against (768 - 76) / 1: scale 692, a 692 x 768 frame with 346-row halves.
   SaveAboveBelow(true);
-  EXPECT_TRUE(SamePicture(Output(), *MakePicture(692, 768, [](int, int y) {
-    return y < 346 ? kRed : y < 422 ? kBlack : kBlue;
-  })));
+  EXPECT_TRUE(SamePicture(Output(), *Stacked(692, 768, 346, 422, kRed, kBlue)));
   SaveAnaGray();
-  EXPECT_TRUE(SamePicture(Output(), *test::SolidPicture(1, 1, {85, 85, 85})));
+  EXPECT_TRUE(SamePicture(Output(), *SolidPicture(1, 1, {85, 85, 85})));
   SaveInterlace(false);  // one row makes no pair of rows: no frame
   EXPECT_EQ(gFrames.OutputFrame, nullptr);
   EXPECT_TRUE(messages.messages.empty());
@@ -188,36 +197,36 @@ TEST_F(Composers, OnePixelViewsComposeWithoutMessages) {
 // Interlaced output: memory row m of the frame comes from view 0 when m is odd, else view 1.
 TEST_F(Composers, InterlaceWindowedTakesEveryOtherRowOfEachView) {
   // 640 x 481 views: 640 x 480; the top row (memory row 479) is view 0's memory row 478, the bottom
-  // row view 1's memory row 0. Views are described by device rows: memory row m is device row 480 - m.
+  // row view 1's memory row 0. Memory row m of a 481-row view is its device row 480 - m.
   SetViews(EyeView(640, 481, 0), EyeView(640, 481, 1));
   SaveInterlace(false);
   EXPECT_TRUE(SamePicture(Output(), *MakePicture(640, 480, [](int x, int y) {
-    const int m = 479 - y;
-    return m % 2 == 1 ? Where(x, 480 - (m - 1), 0) : Where(x, 480 - m, 1);
-  })));
+                            const int m = 479 - y;
+                            return m % 2 == 1 ? Where(x, 480 - (m - 1), 0) : Where(x, 480 - m, 1);
+                          })));
 
   // View 0 two rows taller: it is read two memory rows higher, so the tops line up.
   SetViews(EyeView(8, 12, 0), EyeView(8, 10, 1));
   SaveInterlace(false);
   EXPECT_TRUE(SamePicture(Output(), *MakePicture(8, 10, [](int x, int y) {
-    const int m = 9 - y;
-    return m % 2 == 1 ? Where(x, 11 - (m - 1 + 2), 0) : Where(x, 9 - m, 1);
-  })));
+                            const int m = 9 - y;
+                            return m % 2 == 1 ? Where(x, 11 - (m + 1), 0) : Where(x, 9 - m, 1);
+                          })));
   EXPECT_TRUE(messages.messages.empty());
 }
 
 TEST_F(Composers, InterlaceFullScreenScalesToTheScreen) {
   // Through OpenGL the chosen screen mode counts: 16 x 24 doubles 8 x 12 views in both directions.
+  Screen(16, 24, 0);
   gDisplay.InterlaceViaOpenGL = true;
-  gDisplay.ScreenWidth = 16;
-  gDisplay.ScreenHeight = 24;
   SetViews(EyeView(8, 12, 0), EyeView(8, 12, 1));
   SaveInterlace(true);
-  const auto doubled = MakePicture(16, 24, [](int x, int y) {
-    const int m = 23 - y;  // memory row of the frame; view rows repeat twice
-    return m % 2 == 1 ? Where(x / 2, 11 - (m - 1) / 2, 0) : Where(x / 2, 11 - m / 2, 1);
-  });
-  EXPECT_TRUE(SamePicture(Output(), *doubled));
+  EXPECT_TRUE(SamePicture(Output(), *MakePicture(16, 24, [](int x, int y) {
+                            const int m =
+                                23 - y;  // memory row of the frame; view rows repeat twice
+                            return m % 2 == 1 ? Where(x / 2, 11 - (m - 1) / 2, 0)
+                                              : Where(x / 2, 11 - m / 2, 1);
+                          })));
 
   // Otherwise the current screen: 4 x 6 halves them, taking view rows 0, 4 and 8. The narrowing
   // resample then takes columns 0, 1, 3, 5 and memory rows 0, 0, 1, 2, 3, 4 (Int(m x 5 / 6)).
@@ -225,13 +234,13 @@ TEST_F(Composers, InterlaceFullScreenScalesToTheScreen) {
   FixedScreen small(4, 6);
   SetScreenInfo(&small);
   SaveInterlace(true);
-  SetScreenInfo(nullptr);
   const int columns[] = {0, 1, 3, 5};
   const int rows[] = {0, 0, 1, 2, 3, 4};
   EXPECT_TRUE(SamePicture(Output(), *MakePicture(4, 6, [&](int x, int y) {
-    const int m = rows[5 - y];
-    return m % 2 == 1 ? Where(columns[x], 11 - 2 * (m - 1), 0) : Where(columns[x], 11 - 2 * m, 1);
-  })));
+                            const int m = rows[5 - y];
+                            return m % 2 == 1 ? Where(columns[x], 11 - 2 * (m - 1), 0)
+                                              : Where(columns[x], 11 - 2 * m, 1);
+                          })));
 
   // A screen of 0 x 0 gives no frame; views without pixels report the two divisions.
   FixedScreen none(0, 0);
@@ -242,8 +251,10 @@ TEST_F(Composers, InterlaceFullScreenScalesToTheScreen) {
   SetViews(std::make_shared<cDIBSection>(), std::make_shared<cDIBSection>());
   SaveInterlace(true);
   SetScreenInfo(nullptr);
-  EXPECT_EQ(messages.Texts(), std::vector<std::string>(2, "An error occurred in SaveInterlace. Attempting to "
-                                                          "continue. Division by zero"));
+  EXPECT_EQ(messages.Texts(), std::vector<std::string>(2,
+                                                       "An error occurred in SaveInterlace. "
+                                                       "Attempting to continue. Division by "
+                                                       "zero"));
 }
 
 }  // namespace

@@ -1,12 +1,15 @@
 #pragma once
-// Helpers shared by the test suites: a message recorder, temporary folders, and pictures whose
-// every pixel is known, compared whole with a report of where they differ.
+// Helpers shared by the test suites: a message recorder, temporary folders, whole files, raised
+// errors, and pictures whose every pixel is known, compared whole with a report of where they
+// differ.
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <filesystem>
+#include <fstream>
 #include <functional>
+#include <iterator>
 #include <optional>
 #include <sstream>
 #include <string>
@@ -75,11 +78,34 @@ class TempDir {
   std::filesystem::path path_;
 };
 
+inline std::string ReadFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+inline void WriteFile(const std::string& path, const std::string& bytes) {
+  std::ofstream(path, std::ios::binary) << bytes;
+}
+
+// The AppError that f raises; number 0 and "no error" when it raises none.
+inline AppError ErrorOf(const std::function<void()>& f) {
+  try {
+    f();
+  } catch (const AppError& e) {
+    return e;
+  }
+  return AppError(0, "", "no error");
+}
+
 // (blue, green, red) of a pixel.
 struct Bgr {
   uint8_t b, g, r;
   bool operator==(const Bgr&) const = default;
 };
+
+inline Bgr Grey(uint8_t level) {
+  return Bgr{level, level, level};
+}
 
 // A width x height picture whose pixel at column x and device row y (0 = top) is f(x, y).
 inline DibRef MakePicture(int32_t width, int32_t height, const std::function<Bgr(int, int)>& f) {
@@ -102,10 +128,17 @@ inline DibRef SolidPicture(int32_t width, int32_t height, Bgr colour) {
   return MakePicture(width, height, [colour](int, int) { return colour; });
 }
 
+// A picture whose column x is columns[x] all the way down.
+inline DibRef Columns(const std::vector<Bgr>& columns, int32_t height = 1) {
+  return MakePicture(static_cast<int32_t>(columns.size()), height,
+                     [&](int x, int) { return columns[static_cast<size_t>(x)]; });
+}
+
 // A picture in which every pixel has its own colour, derived from its position and a seed.
 inline DibRef PatternPicture(int32_t width, int32_t height, int seed = 0) {
   return MakePicture(width, height, [seed](int x, int y) {
-    return Bgr{static_cast<uint8_t>(x * 7 + y * 3 + seed), static_cast<uint8_t>(x * 13 + y * 29 + seed),
+    return Bgr{static_cast<uint8_t>(x * 7 + y * 3 + seed),
+               static_cast<uint8_t>(x * 13 + y * 29 + seed),
                static_cast<uint8_t>((x ^ y) * 5 + seed)};
   });
 }
@@ -116,11 +149,14 @@ inline Bgr PixelAt(const cDIBSection& picture, int x, int y) {
   return Bgr{p[0], p[1], p[2]};
 }
 
-// Compares two pictures pixel for pixel (padding ignored) and reports the first differences.
-inline ::testing::AssertionResult SamePicture(const cDIBSection& actual, const cDIBSection& expected) {
+// Compares two pictures pixel for pixel (padding ignored), allowing channels to differ by up to
+// `tolerance`, and reports the first differences.
+inline ::testing::AssertionResult SamePicture(const cDIBSection& actual,
+                                              const cDIBSection& expected, int tolerance = 0) {
   if (actual.Width() != expected.Width() || actual.Height() != expected.Height()) {
-    return ::testing::AssertionFailure() << "size " << actual.Width() << "x" << actual.Height()
-                                         << ", expected " << expected.Width() << "x" << expected.Height();
+    return ::testing::AssertionFailure()
+           << "size " << actual.Width() << "x" << actual.Height() << ", expected "
+           << expected.Width() << "x" << expected.Height();
   }
   std::ostringstream report;
   int differences = 0;
@@ -129,17 +165,19 @@ inline ::testing::AssertionResult SamePicture(const cDIBSection& actual, const c
     for (int x = 0; x < actual.Width(); ++x) {
       const Bgr a = PixelAt(actual, x, y);
       const Bgr e = PixelAt(expected, x, y);
-      if (a == e) continue;
-      largest = std::max({largest, std::abs(a.b - e.b), std::abs(a.g - e.g), std::abs(a.r - e.r)});
+      const int by = std::max({std::abs(a.b - e.b), std::abs(a.g - e.g), std::abs(a.r - e.r)});
+      if (by <= tolerance) continue;
+      largest = std::max(largest, by);
       if (differences++ < 5) {
         report << "\n  (" << x << ", top row " << y << "): (" << int(a.b) << "," << int(a.g) << ","
-               << int(a.r) << ") expected (" << int(e.b) << "," << int(e.g) << "," << int(e.r) << ")";
+               << int(a.r) << ") expected (" << int(e.b) << "," << int(e.g) << "," << int(e.r)
+               << ")";
       }
     }
   }
   if (differences == 0) return ::testing::AssertionSuccess();
-  return ::testing::AssertionFailure() << differences << " pixels differ, by up to " << largest
-                                       << report.str();
+  return ::testing::AssertionFailure()
+         << differences << " pixels differ, by up to " << largest << report.str();
 }
 
 }  // namespace qv::test

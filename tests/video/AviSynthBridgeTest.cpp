@@ -5,8 +5,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 #include "MediaSupport.h"
 #include "video/AviSynthBridge.h"
@@ -15,58 +13,37 @@
 namespace qv {
 namespace {
 
-namespace fs = std::filesystem;
 using test::Media;
-using test::RecordingSink;
-using ::testing::ElementsAre;
+using test::ReadFile;
+using test::WriteFile;
 using ::testing::StartsWith;
 
-std::string ReadAll(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::ostringstream s;
-  s << in.rdbuf();
-  return s.str();
+std::string ScriptFor(const std::string& video) {
+  return "DirectShowSource(\"" + video + "\")\r\n";
 }
 
 // Points the per-user data folder at a temporary folder for the test's duration.
 class ScriptFolder : public ::testing::Test {
  protected:
-  void SetUp() override {
-    const char* old = std::getenv("XDG_DATA_HOME");
-    if (old != nullptr) saved_ = old;
-    setenv("XDG_DATA_HOME", temp_.Path().c_str(), 1);
-    folder_ = (temp_.Path() / "Quorvex").string();
-  }
-  void TearDown() override {
-    if (saved_) {
-      setenv("XDG_DATA_HOME", saved_->c_str(), 1);
-    } else {
-      unsetenv("XDG_DATA_HOME");
-    }
-  }
+  void SetUp() override { setenv("XDG_DATA_HOME", temp_.Path().c_str(), 1); }
+  void TearDown() override { unsetenv("XDG_DATA_HOME"); }
 
   test::TempDir temp_;
-  std::optional<std::string> saved_;
-  std::string folder_;
-  RecordingSink sink_;
+  const std::string folder_ = (temp_.Path() / "Quorvex").string();
+  test::RecordingSink sink_;
 };
 
 TEST_F(ScriptFolder, VideosOfTheScriptFormatsGetAOneLineScriptNamedAfterThem) {
-  const std::string clip = (temp_.Path() / "videos" / "clip.MPG").string();
-  const std::string script = MakeAviSynthScript(clip);
-  EXPECT_EQ(script, folder_ + "/clip.avs");
-  EXPECT_EQ(ReadAll(script), "DirectShowSource(\"" + clip + "\")\r\n");
-
-  EXPECT_EQ(MakeAviSynthScript("/data/movie.mpeg"), folder_ + "/movie.avs");
-  EXPECT_EQ(ReadAll(folder_ + "/movie.avs"), "DirectShowSource(\"/data/movie.mpeg\")\r\n");
-  for (const char* name : {"a.asf", "b.WMV", "c.dat", "d.mov", "e.Vob"}) {
-    EXPECT_EQ(MakeAviSynthScript(std::string("/x/") + name),
-              folder_ + "/" + std::string(name, 2) + "avs")
-        << name;
+  const std::string clip = temp_.File("videos/clip.MPG");
+  EXPECT_EQ(MakeAviSynthScript(clip), folder_ + "/clip.avs");
+  EXPECT_EQ(ReadFile(folder_ + "/clip.avs"), ScriptFor(clip));
+  for (const char* name : {"movie.mpeg", "a.asf", "b.WMV", "c.dat", "d.mov", "e.Vob"}) {
+    const std::string base(name, std::string(name).find('.') + 1);
+    EXPECT_EQ(MakeAviSynthScript(std::string("/x/") + name), folder_ + "/" + base + "avs") << name;
   }
   // A relative name is written as the full path it stands for.
-  EXPECT_EQ(ReadAll(MakeAviSynthScript("rel.mpg")),
-            "DirectShowSource(\"" + (fs::current_path() / "rel.mpg").string() + "\")\r\n");
+  EXPECT_EQ(ReadFile(MakeAviSynthScript("rel.mpg")),
+            ScriptFor((std::filesystem::current_path() / "rel.mpg").string()));
   EXPECT_TRUE(sink_.messages.empty());
 }
 
@@ -76,71 +53,59 @@ TEST_F(ScriptFolder, OtherNamesGetNoScriptAndShortNamesAMessage) {
   }
   EXPECT_TRUE(sink_.messages.empty());
   EXPECT_EQ(MakeAviSynthScript("ab"), "");
-  EXPECT_THAT(sink_.Texts(), ElementsAre("Filename does not contain a valid extension."));
-  EXPECT_FALSE(fs::exists(folder_ + "/film.avs"));
+  EXPECT_EQ(sink_.Texts(),
+            std::vector<std::string>{"Filename does not contain a valid extension."});
+  EXPECT_FALSE(std::filesystem::exists(folder_ + "/film.avs"));
 }
 
 TEST_F(ScriptFolder, SameBaseNamesShareAScriptAndTheLaterOneWins) {
   const std::string first = MakeAviSynthScript("/one/take.mpg");
-  const std::string second = MakeAviSynthScript("/two/take.mpg");
-  EXPECT_EQ(first, second);
-  EXPECT_EQ(ReadAll(second), "DirectShowSource(\"/two/take.mpg\")\r\n");
+  EXPECT_EQ(MakeAviSynthScript("/two/take.mpg"), first);
+  EXPECT_EQ(ReadFile(first), ScriptFor("/two/take.mpg"));
 }
 
 TEST_F(ScriptFolder, AFolderThatCannotBeWrittenGivesTheBridgesMessageAndNoScript) {
-  std::ofstream(temp_.File("blocker")) << "a file where the folder should be";
+  WriteFile(temp_.File("blocker"), "a file where the folder should be");
   setenv("XDG_DATA_HOME", temp_.File("blocker").c_str(), 1);
   EXPECT_EQ(MakeAviSynthScript("/v/clip.mpg"), "");
   ASSERT_EQ(sink_.messages.size(), 1u);
-  EXPECT_THAT(sink_.messages[0].text, StartsWith("An error occurred in AviSynth. "));
-  EXPECT_GT(sink_.messages[0].text.size(), std::string("An error occurred in AviSynth. ").size());
+  const std::string routine = "An error occurred in AviSynth. ";
+  EXPECT_THAT(sink_.messages[0].text, StartsWith(routine));
+  EXPECT_GT(sink_.messages[0].text.size(), routine.size());
 }
 
 TEST_F(ScriptFolder, TheReaderOpensTheVideoAScriptNames) {
-  const std::string script = MakeAviSynthScript(Media("sbs_scene.mpg"));
-  ASSERT_FALSE(script.empty());
-  PlaybackRequest viaScript, direct;
-  viaScript.FileName = script;
+  PlaybackRequest direct, viaScript;
   direct.FileName = Media("sbs_scene.mpg");
-
-  ASSERT_TRUE(OpenVideo(direct));
-  const int32_t length = gVideo.StreamLength;
-  auto frame = std::make_shared<cDIBSection>();
-  frame->Create(gVideo.FrameFormat.biWidth, gVideo.FrameFormat.biHeight);
-  ASSERT_TRUE(FetchFrame(4, *frame));
-  CloseVideo();
-
-  ASSERT_TRUE(OpenVideo(viaScript));
-  EXPECT_EQ(gVideo.StreamLength, length);
-  cDIBSection again;
-  again.Create(frame->Width(), frame->Height());
-  ASSERT_TRUE(FetchFrame(4, again));
-  EXPECT_TRUE(test::SamePicture(again, *frame));
-  CloseVideo();
+  viaScript.FileName = MakeAviSynthScript(direct.FileName);
+  std::vector<DibRef> frames;
+  for (PlaybackRequest* request : {&direct, &viaScript}) {
+    ASSERT_TRUE(OpenVideo(*request)) << request->FileName;
+    EXPECT_EQ(gVideo.StreamLength, 10);
+    frames.push_back(
+        test::SolidPicture(gVideo.FrameFormat.biWidth, gVideo.FrameFormat.biHeight, {}));
+    ASSERT_TRUE(FetchFrame(4, *frames.back()));
+    CloseVideo();
+  }
+  EXPECT_TRUE(test::SamePicture(*frames[1], *frames[0]));
   EXPECT_TRUE(sink_.messages.empty());
 }
 
 TEST_F(ScriptFolder, ScriptsOfAnyOtherFormGetTheReadersFailure) {
-  const std::string missing = temp_.File("missing.avs");
-  std::ofstream(missing, std::ios::binary)
-      << "DirectShowSource(\"" << temp_.File("gone.mpg") << "\")\r\n";
-  const std::string twoLines = temp_.File("two.avs");
-  std::ofstream(twoLines, std::ios::binary)
-      << "DirectShowSource(\"" << Media("mpeg2.mpg") << "\")\r\nTrim(0, 10)\r\n";
-  const std::string other = temp_.File("other.vdr");
-  std::ofstream(other, std::ios::binary) << "AVISource(\"" << Media("odd_raw.avi") << "\")\r\n";
-  for (const std::string& script : {missing, twoLines, other}) {
+  WriteFile(temp_.File("missing.avs"), ScriptFor(temp_.File("gone.mpg")));
+  WriteFile(temp_.File("two.avs"), ScriptFor(Media("mpeg2.mpg")) + "Trim(0, 10)\r\n");
+  WriteFile(temp_.File("other.vdr"), "AVISource(\"" + Media("odd_raw.avi") + "\")\r\n");
+  for (const char* script : {"missing.avs", "two.avs", "other.vdr"}) {
     SCOPED_TRACE(script);
     sink_.messages.clear();
     PlaybackRequest request;
-    request.FileName = script;
+    request.FileName = temp_.File(script);
     EXPECT_FALSE(OpenVideo(request));
     ASSERT_EQ(sink_.messages.size(), 1u);
     EXPECT_THAT(sink_.messages[0].text, StartsWith("An error occurred in OpenVideo. "));
   }
   // Without a line ending, and in a .vdr file, the one-line form is accepted.
-  std::ofstream(temp_.File("bare.vdr"), std::ios::binary)
-      << "directshowsource(\"" << Media("mpeg2.mpg") << "\")";
+  WriteFile(temp_.File("bare.vdr"), "directshowsource(\"" + Media("mpeg2.mpg") + "\")");
   EXPECT_EQ(ReadScriptTarget(temp_.File("bare.vdr")), Media("mpeg2.mpg"));
 }
 

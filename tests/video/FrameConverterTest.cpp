@@ -1,6 +1,7 @@
-// The conversion of decoded frames into bottom-up BGR rows: where the rows go, what the bytes
-// become, and that nothing outside the 3 x width bytes of each row is written, for every width
-// from 1 up and the pixel formats decoders hand out.
+// The conversion of decoded frames into bottom-up BGR rows: that nothing outside the 3 x width
+// bytes of each row is written, for every width from 1 up and the pixel formats decoders hand
+// out, and video-range grey at any size. (The pixels themselves are compared with ffmpeg's own
+// decode in the reader tests.)
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -75,45 +76,10 @@ TEST(FrameConverter, WritesOnlyTheRowsBytesForEveryWidthAndFormat) {
   }
 }
 
-TEST(FrameConverter, RgbFramesArriveUnchangedWithTheTopRowLastInMemory) {
-  FrameConverter converter;
-  const int width = 7, height = 5, stride = static_cast<int>(StrideFor(width));
-  for (AVPixelFormat format : {AV_PIX_FMT_RGB24, AV_PIX_FMT_BGR0, AV_PIX_FMT_GBRP}) {
-    SCOPED_TRACE(av_get_pix_fmt_name(format));
-    FramePtr frame = MakeFrame(format, width, height);
-    std::vector<uint8_t> memory(static_cast<size_t>(stride) * height);
-    ASSERT_TRUE(converter.Convert(*frame, memory.data(), stride, width, height));
-    for (int y = 0; y < height; ++y) {  // frame row y, counted from the top
-      const uint8_t* out = &memory[(height - 1 - y) * stride];
-      for (int x = 0; x < width; ++x) {
-        uint8_t b, g, r;
-        if (format == AV_PIX_FMT_RGB24) {
-          const uint8_t* p = frame->data[0] + y * frame->linesize[0] + 3 * x;
-          r = p[0], g = p[1], b = p[2];
-        } else if (format == AV_PIX_FMT_BGR0) {
-          const uint8_t* p = frame->data[0] + y * frame->linesize[0] + 4 * x;
-          b = p[0], g = p[1], r = p[2];
-        } else {  // planes G, B, R
-          g = frame->data[0][y * frame->linesize[0] + x];
-          b = frame->data[1][y * frame->linesize[1] + x];
-          r = frame->data[2][y * frame->linesize[2] + x];
-        }
-        ASSERT_EQ(out[3 * x], b) << x << "," << y;
-        ASSERT_EQ(out[3 * x + 1], g) << x << "," << y;
-        ASSERT_EQ(out[3 * x + 2], r) << x << "," << y;
-      }
-    }
-  }
-}
-
 TEST(FrameConverter, VideoRangeGreyAndFramesOfAnotherSizeConvert) {
   FrameConverter converter;
   // Mid grey in video range (Y 126, U = V = 128) is full-range 128.
-  FramePtr grey(av_frame_alloc());
-  grey->format = AV_PIX_FMT_YUV420P;
-  grey->width = 6;
-  grey->height = 4;
-  ASSERT_GE(av_frame_get_buffer(grey.get(), 0), 0);
+  FramePtr grey = MakeFrame(AV_PIX_FMT_YUV420P, 6, 4);
   std::memset(grey->data[0], 126, grey->linesize[0] * 4);
   std::memset(grey->data[1], 128, grey->linesize[1] * 2);
   std::memset(grey->data[2], 128, grey->linesize[2] * 2);

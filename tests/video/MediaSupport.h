@@ -4,8 +4,6 @@
 
 #include <cstdint>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -20,15 +18,13 @@ inline std::string Media(const std::string& name) {
 
 // The frames of a raw BGR24 file (top-down, rows without padding) as pictures.
 inline std::vector<DibRef> ReadRawFrames(const std::string& path, int32_t width, int32_t height) {
-  std::ifstream in(path, std::ios::binary);
-  const std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(in)),
-                                   std::istreambuf_iterator<char>());
+  const std::string bytes = ReadFile(path);
   const size_t frameBytes = static_cast<size_t>(width) * height * 3;
   std::vector<DibRef> frames;
   for (size_t at = 0; at + frameBytes <= bytes.size(); at += frameBytes) {
     frames.push_back(MakePicture(width, height, [&](int x, int y) {
-      const uint8_t* p = &bytes[at + (static_cast<size_t>(y) * width + x) * 3];
-      return Bgr{p[0], p[1], p[2]};
+      const char* p = &bytes[at + (static_cast<size_t>(y) * width + x) * 3];
+      return Bgr{uint8_t(p[0]), uint8_t(p[1]), uint8_t(p[2])};
     }));
   }
   return frames;

@@ -1,3 +1,5 @@
+// The blit surface on the offscreen platform (window layout, what the canvas shows, line codes,
+// events) and the display callbacks that give clicks, keys and focus loss their meaning.
 #include <QTest>
 #include <QTimer>
 #include <QVBoxLayout>
@@ -5,9 +7,11 @@
 
 #include <chrono>
 
-#include "DisplayTestSupport.h"
 #include "display/WindowImage.h"
 #include "display/frmBltSurface.h"
+#include "playback/Callback.h"
+#include "playback/SessionState.h"
+#include "support/TestSupport.h"
 
 namespace qv {
 namespace {
@@ -32,24 +36,66 @@ DibRef Rows(int32_t width, int32_t height, const std::vector<Bgr>& rows, Bgr bel
   });
 }
 
-class BltSurfaceTest : public test::DisplayFixture {
+// A blit surface on a fixed screen, with an event pump that counts its calls, short line codes,
+// and clean callback state and stop flag for the length of a test.
+class BltSurfaceTest : public ::testing::Test {
  protected:
+  void UseScreen(int32_t width, int32_t height) {
+    screen_ = FixedScreen(width, height);
+    SetScreenInfo(&screen_);
+  }
   void SetUp() override {
-    DisplayFixture::SetUp();
+    UseScreen(1024, 768);
+    SetEventPump(&pump);
     frmBltSurface::SetLineCodeDuration(20ms);
   }
   void TearDown() override {
     surface.CloseDisplay();
     frmBltSurface::SetLineCodeDuration(1000ms);
-    DisplayFixture::TearDown();
+    SetScreenInfo(nullptr);
+    SetEventPump(nullptr);
+    SetDisplayCallbacks(0, 0, 0);
+    SetSlideShowHandlers({});
+    gSession.StopRequested = false;
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
   }
   bool Open(bool fullscreen, int32_t w, int32_t h, bool permanent = true) {
     return surface.OpenDisplay(fullscreen, w, h, permanent, false, nullptr, nullptr);
   }
   // What the canvas shows, painted afresh.
-  DibRef Shown() { return test::PictureOf(surface.Canvas()->grab().toImage()); }
+  DibRef Shown() {
+    const QImage rgb = surface.Canvas()->grab().toImage().convertToFormat(QImage::Format_RGB32);
+    return MakePicture(rgb.width(), rgb.height(), [&rgb](int x, int y) {
+      const QRgb p = rgb.pixel(x, y);
+      return Bgr{uint8_t(qBlue(p)), uint8_t(qGreen(p)), uint8_t(qRed(p))};
+    });
+  }
 
+  // Processes the window system's events, as the GUI's pump does, and counts the calls.
+  struct CountingPump : EventPump {
+    void ProcessEvents() override {
+      ++calls;
+      QCoreApplication::processEvents();
+    }
+    int calls = 0;
+  } pump;
+  // Slide-show handlers that add their calls to `calls` as " m<button>,<shift>" and
+  // " k<key>,<shift>".
+  void RecordSlideShow() {
+    auto record = [this](char kind) {
+      return [this, kind](int16_t a, int16_t s) {
+        calls += std::string(" ") + kind + std::to_string(a) + "," + std::to_string(s);
+      };
+    };
+    SetSlideShowHandlers({record('m'), record('k')});
+  }
+
+  test::RecordingSink sink;
   frmBltSurface surface;
+  std::string calls;
+
+ private:
+  FixedScreen screen_;
 };
 
 TEST_F(BltSurfaceTest, LayoutCentresTheWindowOrLetterboxesTheFullScreenPicture) {
@@ -69,14 +115,16 @@ TEST_F(BltSurfaceTest, LayoutCentresTheWindowOrLetterboxesTheFullScreenPicture) 
       {true, 1280, 720, 640, 480, {0, 0, 1280, 720, 160, 0, 960, 720}},
   };
   for (const Case& c : cases) {
+    SCOPED_TRACE(std::to_string(c.srcX) + "x" + std::to_string(c.srcY));
     UseScreen(c.screenW, c.screenH);
     ASSERT_TRUE(Open(c.fullscreen, c.srcX, c.srcY));
-    EXPECT_EQ(surface.Layout(), c.expected) << c.srcX << "x" << c.srcY;
+    EXPECT_EQ(surface.Layout(), c.expected);
     const QWidget* window = surface.Canvas();
     ASSERT_TRUE(window->isWindow());
     EXPECT_EQ(window->windowFlags().testFlag(Qt::FramelessWindowHint), c.fullscreen);
-    EXPECT_EQ(window->pos(), QPoint(c.expected.WindowLeft, c.expected.WindowTop));
-    EXPECT_EQ(window->size(), QSize(c.expected.WindowWidth, c.expected.WindowHeight));
+    EXPECT_EQ(QRect(window->pos(), window->size()),
+              QRect(c.expected.WindowLeft, c.expected.WindowTop, c.expected.WindowWidth,
+                    c.expected.WindowHeight));
   }
 }
 
@@ -150,37 +198,28 @@ TEST_F(BltSurfaceTest, ResizedPutsRepeatPixelsOnlyWhenEnlargingQuickly) {
 }
 
 TEST_F(BltSurfaceTest, OnlyAPermanentSurfaceShowsTheLastFrameAgainWhenRepainted) {
-  const DibRef frame = test::SolidPicture(32, 16, kGreen);
-  ASSERT_TRUE(Open(false, 32, 16, true));
-  surface.PutImage(*frame, false, false);
-  EXPECT_EQ(PixelAt(*Shown(), 5, 5), kGreen);
-  ASSERT_TRUE(Open(false, 32, 16, false));
-  surface.PutImage(*frame, false, false);
-  EXPECT_EQ(PixelAt(*Shown(), 5, 5), kBlack);
+  for (bool permanent : {true, false}) {
+    ASSERT_TRUE(Open(false, 32, 16, permanent));
+    surface.PutImage(*test::SolidPicture(32, 16, kGreen), false, false);
+    EXPECT_EQ(PixelAt(*Shown(), 5, 5), permanent ? kGreen : kBlack);
+  }
 }
 
 TEST_F(BltSurfaceTest, ClicksKeysAndFocusLossReachTheCallbacks) {
-  using P = std::pair<int16_t, int16_t>;
-  std::vector<P> mouse, keys;
-  SetSlideShowHandlers({[&](int16_t b, int16_t s) {
-                          mouse.push_back({b, s});
-                        },
-                        [&](int16_t k, int16_t s) {
-                          keys.push_back({k, s});
-                        }});
+  RecordSlideShow();
   SetDisplayCallbacks(3, 2, 3);
   ASSERT_TRUE(Open(true, 64, 48));
   QWidget* canvas = surface.Canvas();
   QTest::mouseClick(canvas, Qt::LeftButton, {}, QPoint(10, 10));
   QTest::mouseClick(canvas, Qt::RightButton, Qt::ShiftModifier | Qt::ControlModifier);
   QTest::mouseClick(canvas, Qt::MiddleButton, Qt::AltModifier);
-  EXPECT_EQ(mouse, (std::vector<P>{{1, 0}, {2, 3}, {4, 4}}));
+  EXPECT_EQ(calls, " m1,0 m2,3 m4,4");
+  calls.clear();
   for (const Qt::Key key : {Qt::Key_Escape, Qt::Key_F12, Qt::Key_Tab}) QTest::keyClick(canvas, key);
   QTest::keyClick(canvas, Qt::Key_5, Qt::KeypadModifier);
   QTest::keyClick(canvas, Qt::Key_A, Qt::ShiftModifier);  // Shift's own press (16) comes first
   QTest::keyClick(canvas, Qt::Key_Colon, Qt::ShiftModifier);
-  EXPECT_EQ(keys, (std::vector<P>{
-                      {27, 0}, {123, 0}, {9, 0}, {101, 0}, {16, 1}, {65, 1}, {16, 1}, {186, 1}}));
+  EXPECT_EQ(calls, " k27,0 k123,0 k9,0 k101,0 k16,1 k65,1 k16,1 k186,1");
 
   EXPECT_FALSE(gSession.StopRequested);
   ASSERT_TRUE(QTest::qWaitForWindowActive(canvas));
@@ -235,11 +274,10 @@ TEST_F(BltSurfaceTest, TheLineCodeStaysForOneSecondInRealTime) {
 TEST_F(BltSurfaceTest, OpeningFailuresAreReportedAndGiveFalse) {
   EXPECT_FALSE(surface.OpenDisplay(true, 32, 16, true, true, nullptr, nullptr));
   EXPECT_FALSE(surface.OpenDisplay(false, 0, 16, true, false, nullptr, nullptr));
-  EXPECT_EQ(sink.Texts(), (std::vector<std::string>{
-                              "An error occurred in frmBltSurface::OpenDisplay. Object variable "
-                              "or With block variable not set",
-                              "An error occurred in frmBltSurface::OpenDisplay. Invalid "
-                              "procedure call or argument"}));
+  const std::string routine = "An error occurred in frmBltSurface::OpenDisplay. ";
+  EXPECT_EQ(sink.Texts(),
+            (std::vector<std::string>{routine + "Object variable or With block variable not set",
+                                      routine + "Invalid procedure call or argument"}));
   frmBltSurface unopened;  // puts and closes on a surface that never opened do nothing
   EXPECT_TRUE(unopened.PutImage(*test::PatternPicture(8, 8), true, true));
   EXPECT_TRUE(unopened.CloseDisplay());
@@ -256,6 +294,58 @@ TEST(WindowImage, MatchesQtsOwnConversionOfTheFlippedPicture) {
                              .convertToFormat(QImage::Format_RGB32))
         << width;
   }
+}
+
+// A surface that only counts how often it was closed.
+class RecordingSurface : public DisplaySurface {
+ public:
+  bool OpenDisplay(bool, int32_t, int32_t, bool, bool, const DibRef&, const DibRef&) override {
+    return true;
+  }
+  bool PutImage(const cDIBSection&, bool, bool) override { return true; }
+  void ResizeSurface(int32_t, int32_t) override {}
+  bool CloseDisplay() override { return ++closes > 0; }
+  int closes = 0;
+};
+
+class CallbackTest : public BltSurfaceTest {
+ protected:
+  // Sends a click (button 4, shift 2), a key (112, shift 5) and a focus loss with the given codes;
+  // returns what happened: closes, stop flag and the slide-show calls, as "0 stop m4,2 k112,5".
+  std::string SendAll(int16_t click, int16_t lost, int16_t key) {
+    SetDisplayCallbacks(click, lost, key);
+    recorder.closes = 0;
+    gSession.StopRequested = false;
+    calls.clear();
+    OnClick(recorder, 4, 2);
+    OnKey(recorder, 112, 5);
+    OnLost(recorder);
+    return std::to_string(recorder.closes) + (gSession.StopRequested ? " stop" : "") + calls;
+  }
+  RecordingSurface recorder;
+};
+
+TEST_F(CallbackTest, EachEventPerformsTheActionOfItsOwnCode) {
+  RecordSlideShow();
+  EXPECT_EQ(SendAll(0, 0, 0), "0");
+  EXPECT_EQ(SendAll(1, 0, 0), "1");
+  EXPECT_EQ(SendAll(1, 1, 1), "3");
+  EXPECT_EQ(SendAll(0, 2, 0), "0 stop");
+  EXPECT_EQ(SendAll(2, 0, 2), "0 stop");  // the playback session's codes
+  gSession.StopRequested = false;
+  OnLost(recorder);  // focus loss alone does nothing there
+  EXPECT_FALSE(gSession.StopRequested);
+  EXPECT_EQ(SendAll(3, 0, 3), "0 m4,2 k112,5");
+  EXPECT_TRUE(sink.messages.empty());
+  SetSlideShowHandlers({});  // no slide-show window: code 3 does nothing
+  EXPECT_EQ(SendAll(3, 0, 3), "0");
+
+  EXPECT_EQ(SendAll(4, 3, -1), "0");  // codes outside the table; focus loss has no code 3
+  const std::string invalid = ". Invalid method.";
+  EXPECT_EQ(sink.Texts(),
+            (std::vector<std::string>{"An error has occurred in Callback:OnClick" + invalid,
+                                      "An error has occurred in Callback:OnKey" + invalid,
+                                      "An error has occurred in Callback:OnLost" + invalid}));
 }
 
 }  // namespace

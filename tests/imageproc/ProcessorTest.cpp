@@ -1,0 +1,303 @@
+// The processor's frame: array copies with their rounding and overflow, progress events, filter
+// set-up errors; and the measuring members (correlation, brightness, centre of gravity, vertical
+// gradient, crop search) on small pictures whose every byte is known.
+#include <gtest/gtest.h>
+
+#include <limits>
+
+#include "imageproc/cImageProcessDIB.h"
+#include "support/TestSupport.h"
+
+namespace qv {
+namespace {
+
+using test::Bgr;
+using test::ErrorOf;
+using test::MakePicture;
+using test::SamePicture;
+using test::SolidPicture;
+
+constexpr int32_t kMaxInt = std::numeric_limits<int32_t>::max();
+
+// A processor's events as one line: "init N", the progress positions, then ", done" (Complete
+// with a time that is not negative).
+struct EventLog {
+  explicit EventLog(cImageProcessDIB& p) {
+    p.Events.InitProgress = [this](int32_t v) { text += "init " + std::to_string(v); };
+    p.Events.Progress = [this](int32_t v) { text += " " + std::to_string(v); };
+    p.Events.Complete = [this](int32_t ms) { text += ms >= 0 ? ", done" : ", negative time"; };
+  }
+  std::string text;
+};
+
+class Processor : public ::testing::Test {
+ protected:
+  void TearDown() override { gArrays = ProcessorArrays{}; }
+  cImageProcessDIB p;
+};
+
+TEST_F(Processor, ArrayCopiesLayChannelBytesOutBottomRowFirst) {
+  EventLog log(p);
+  p.CopyToArray(*MakePicture(2, 1, [](int x, int) { return x ? Bgr{4, 5, 6} : Bgr{1, 2, 3}; }));
+  const PixelArray& a = gArrays.SharedPixels;
+  ASSERT_EQ(a.Rows(), 1);
+  EXPECT_EQ(std::vector<int32_t>(a.Data(), a.Data() + a.Cols()),
+            (std::vector<int32_t>{1, 2, 3, 4, 5, 6, 0}));  // a zero last column
+  EXPECT_EQ(log.text, "init 1 0 3, done");
+
+  // The OpenGL array: red, green, blue, the bottom row (memory row 0) first; no events.
+  log.text.clear();
+  p.CopyToArrayOPENGL(*MakePicture(2, 2, [](int x, int y) {
+    return y ? Bgr{uint8_t(4 + x), 5, 6} : Bgr{uint8_t(1 + x), 2, 3};
+  }));
+  ASSERT_EQ(gArrays.GLPixels.size(), 13u);
+  EXPECT_EQ(std::vector<uint8_t>(gArrays.GLPixels.begin(), gArrays.GLPixels.begin() + 12),
+            (std::vector<uint8_t>{6, 5, 4, 6, 5, 5, 3, 2, 1, 3, 2, 2}));
+  EXPECT_EQ(log.text, "");
+
+  // A picture without rows cannot be copied in, and raises before any event.
+  EXPECT_EQ(ErrorOf([&] { p.CopyToArray(cDIBSection{}); }).Number(), err::kSubscriptOutOfRange);
+  EXPECT_EQ(log.text, "");
+}
+
+TEST_F(Processor, ArrayRoundTripLeavesThePictureAndItsPaddingUnchanged) {
+  auto picture = test::PatternPicture(5, 4);  // 15 bytes a row + 1 padding byte
+  for (int y = 0; y < 4; ++y) picture->DIBSectionBitsPtr()[y * 16 + 15] = 0x5A;
+  auto original = picture->CopyOf();
+  Array2D<uint8_t> bytes;
+  p.CopyToSpecifiedArray(*picture, bytes);
+  EXPECT_EQ(bytes.Cols(), 16);
+  picture->RandomiseBits(true);
+  p.CopyFromArray(*picture, bytes);
+  EXPECT_TRUE(SamePicture(*picture, *original));
+  for (int y = 0; y < 4; ++y) EXPECT_EQ(picture->DIBSectionBitsPtr()[y * 16 + 15], 0x5A);
+}
+
+TEST_F(Processor, CopyFromArrayRoundsAndStopsAtTheFirstElementOutOfRange) {
+  auto picture = SolidPicture(2, 2, {0, 0, 0});
+  Array2D<double> values;
+  values.ReDim(7, 2);
+  for (int y = 0; y < 2; ++y) {
+    for (int i = 0; i < 6; ++i) values(i, y) = 100;
+  }
+  values(0, 0) = 254.5;
+  values(4, 0) = 255.5;  // rounds to 256
+  EXPECT_EQ(ErrorOf([&] { p.CopyFromArray(*picture, values); }).Number(), err::kOverflow);
+  // Byte columns are walked one at a time, bottom row up: everything before (4, 0) is written.
+  const uint8_t* bits = picture->DIBSectionBitsPtr();
+  EXPECT_EQ(std::vector<uint8_t>(bits, bits + 16),
+            (std::vector<uint8_t>{254, 100, 100, 100, 0, 0, 0, 0, 100, 100, 100, 100, 0, 0, 0, 0}));
+
+  PixelArray small;
+  small.ReDim(3, 2);
+  EXPECT_EQ(ErrorOf([&] { p.CopyFromArray(*picture, small); }).Number(), err::kSubscriptOutOfRange);
+}
+
+TEST_F(Processor, FilterSetUpValidatesWithTheClassErrors) {
+  const std::string odd = "Size must be an odd number",
+                    range = "Invalid size.  Size should be an odd number from 3 to 9",
+                    type = "Invalid filter types.";
+  const int32_t kOdd = static_cast<int32_t>(0x80040519u),
+                kInvalid = static_cast<int32_t>(0x8004051Au);
+  const std::tuple<std::function<void()>, int32_t, std::string> bad[] = {
+      {[&] { p.FilterArraySize(4); }, kOdd, odd},
+      {[&] { p.FilterArraySize(0); }, kOdd, odd},
+      {[&] { p.FilterArraySize(11); }, kInvalid, range},
+      {[&] { p.FilterArraySize(-3); }, kInvalid, range},
+      {[&] { p.Filtertype(0); }, kInvalid, type},
+      {[&] { p.Filtertype(15); }, kInvalid, type}};
+  for (const auto& [call, number, text] : bad) {
+    const AppError e = ErrorOf(call);
+    EXPECT_EQ(e.Number(), number) << text;
+    EXPECT_EQ(e.Description(), text);
+    EXPECT_EQ(e.Source(), "Quorvex.cImageProcess");
+  }
+  EXPECT_EQ(p.FilterArraySize(), 0);  // state unchanged
+
+  p.FilterArraySize(1);
+  p.Filtertype(5);
+  EXPECT_EQ(p.FilterWeight(), 1416);
+  EXPECT_EQ(p.FilterValue(0, 0), 100);
+  EXPECT_EQ(p.FilterValue(-2, 1), 45);
+  p.Filtertype(4);
+  EXPECT_EQ(p.FilterWeight(), 44);
+  p.Filtertype(6);
+  EXPECT_EQ(p.FilterWeight(), 7);
+
+  p.FilterArraySize(3);
+  p.FilterValue(1, -1, 42);
+  p.FilterWeight(3);
+  p.Filtertype(14);  // leaves a kernel set by hand
+  EXPECT_EQ(p.FilterValue(1, -1), 42);
+  EXPECT_EQ(p.FilterWeight(), 3);
+  EXPECT_EQ(ErrorOf([&] { p.FilterValue(2, 0); }).Number(), err::kSubscriptOutOfRange);
+}
+
+TEST_F(Processor, CorrelateSumsEveryChannelByteOnceOntoTheCallersCount) {
+  // A 2 x 1 picture whose six bytes each differ by 1 from the array; the count is not reset.
+  const DibRef two = MakePicture(2, 1, [](int x, int) { return Bgr{uint8_t(10 + x), 20, 30}; });
+  p.CopyToArray(*two);
+  for (int k = 0; k < 6; ++k) gArrays.SharedPixels(k, 0) += (k % 2 ? 1 : -1);
+  EventLog log(p);
+  int32_t count = 100;
+  p.Correlate(*two, gArrays.SharedPixels, count);
+  EXPECT_EQ(count, 106);
+  EXPECT_EQ(log.text, "init 1 0 3, done");
+
+  // Two different pictures of several rows: the sum of all absolute byte differences.
+  p.CopyToArray(*SolidPicture(5, 3, {10, 200, 30}));
+  int32_t sum = -7;
+  p.Correlate(*SolidPicture(5, 3, {40, 100, 30}), gArrays.SharedPixels, sum);
+  EXPECT_EQ(sum, -7 + 15 * (30 + 100));
+}
+
+TEST_F(Processor, CorrelatePassingTheLargest32BitValueRaisesOverflowAndKeepsTheCountReached) {
+  const DibRef white = SolidPicture(4, 3, {255, 255, 255});
+  PixelArray zeros;
+  zeros.ReDim(13, 3);
+  int32_t count = kMaxInt - 1000;
+  EXPECT_EQ(ErrorOf([&] { p.Correlate(*white, zeros, count); }).Number(), err::kOverflow);
+  EXPECT_EQ(count, kMaxInt - 1000 + 765);  // three additions of 255 fit, the fourth does not
+
+  int32_t justFits = kMaxInt - 12 * 3 * 255;
+  p.Correlate(*white, zeros, justFits);
+  EXPECT_EQ(justFits, kMaxInt);
+}
+
+TEST_F(Processor, CorrelateWithFractionalArraysRoundsTheSumAfterEveryAddition) {
+  const DibRef black = SolidPicture(2, 2, {0, 0, 0});
+  Array2D<double> halves, oneAndAHalf;
+  halves.ReDim(7, 2);
+  oneAndAHalf.ReDim(7, 2);
+  for (int y = 0; y < 2; ++y) {
+    for (int k = 0; k < 7; ++k) halves(k, y) = 0.5, oneAndAHalf(k, y) = 1.5;
+  }
+  int32_t sum = 0;
+  p.Correlate(*black, halves, sum);  // 0 + 0.5 rounds to 0, every time
+  EXPECT_EQ(sum, 0);
+  sum = 0;
+  p.Correlate(*black, oneAndAHalf, sum);  // 1.5 -> 2, 3.5 -> 4, 5.5 -> 6, ...: 2 per addition
+  EXPECT_EQ(sum, 24);
+
+  PixelArray small;
+  small.ReDim(6, 2);  // covers byte columns 0 ... 5, the picture needs 0 ... 5 and rows 0 ... 1
+  EXPECT_NO_THROW(p.Correlate(*black, small, sum));
+  small.ReDim(5, 2);
+  EXPECT_THROW(p.Correlate(*black, small, sum), AppError);
+}
+
+TEST_F(Processor, BrightnessDividesByThreeTimesWidthLessOneTimesHeightLessOne) {
+  double amount = -1;
+  EventLog log(p);
+  p.AssessBright(*SolidPicture(2, 2, {255, 255, 255}), amount);
+  EXPECT_DOUBLE_EQ(amount, 1020.0);
+  EXPECT_EQ(log.text, "init 1 0 3, done");
+
+  double r = -1, g = -1, b = -1;
+  p.AssessRGB(*SolidPicture(3, 3, {0, 0, 255}), r, g, b);
+  EXPECT_DOUBLE_EQ(r, 191.25);
+  EXPECT_EQ(g, 0.0);
+  EXPECT_EQ(b, 0.0);
+
+  const DibRef pattern = test::PatternPicture(6, 5, 3);
+  p.AssessRGB(*pattern, r, g, b);
+  p.AssessBright(*pattern, amount);
+  EXPECT_DOUBLE_EQ(r + g + b, amount);
+}
+
+TEST_F(Processor, CentreOfGravityIsMarkedInRedWhereTheBlueWeighs) {
+  const DibRef black = SolidPicture(12, 12, {0, 0, 0});
+  p.Centre_Gravity(*black, 99, 99);
+  EXPECT_TRUE(SamePicture(*black, *SolidPicture(12, 12, {0, 0, 0})));
+
+  // Only pixel (5, memory row 7) has blue (255): centre (round(1275 / 256), round(1785 / 256)) =
+  // (5, 7); memory rows 6, 7 and 8 of column 5 get red 255, keeping blue and green.
+  auto withBlue = [&](bool marked) {
+    return MakePicture(12, 12, [&](int x, int top) {
+      const int y = 11 - top;
+      return Bgr{uint8_t(x == 5 && y == 7 ? 255 : 0), 40,
+                 uint8_t(marked && x == 5 && y >= 6 && y <= 8 ? 255 : 0)};
+    });
+  };
+  const DibRef picture = withBlue(false);
+  p.Centre_Gravity(*picture, 0, 0);
+  EXPECT_TRUE(SamePicture(*picture, *withBlue(true)));
+
+  // The weighted sums are 32-bit: a large bright picture overflows them.
+  EXPECT_THROW(p.Centre_Gravity(*SolidPicture(400, 400, {255, 0, 0}), 0, 0), AppError);
+}
+
+TEST_F(Processor, VertGradIsWhiteWhereEveryChannelStandsApartFromItsNeighboursJudgedUpwards) {
+  // One column, grey levels bottom-up 0, 100, 200, 50, 150, 250. Row 1: neighbours 0 (written),
+  // 200, 50 all far from it -> white. Row 2: 255 (written), 50, 150 -> white. Row 3: 255 (row 2
+  // as written) is within 25 of 250 two rows up -> black. Rows 0, 4 and 5 are always black.
+  auto column = [](const std::vector<uint8_t>& bottomUp) {
+    return MakePicture(1, 6, [=](int, int top) {
+      const uint8_t v = bottomUp[static_cast<size_t>(5 - top)];
+      return Bgr{v, v, v};
+    });
+  };
+  const DibRef picture = column({0, 100, 200, 50, 150, 250});
+  gArrays.SharedPixels.ReDim(3, 3);
+  gArrays.SharedPixels(0, 0) = 77;
+  p.VertGrad(*picture);
+  EXPECT_TRUE(SamePicture(*picture, *column({0, 255, 255, 0, 0, 0})));
+  EXPECT_EQ(gArrays.SharedPixels.Cols(), 4);
+  EXPECT_EQ(gArrays.SharedPixels.Rows(), 6);
+  EXPECT_EQ(gArrays.SharedPixels(0, 0), 0);
+
+  // A channel alike its neighbours is enough to make a pixel black.
+  const DibRef rows = MakePicture(3, 8, [](int, int top) {
+    return Bgr{static_cast<uint8_t>(top * 60), 7, static_cast<uint8_t>(top * 60)};
+  });
+  p.VertGrad(*rows);
+  EXPECT_TRUE(SamePicture(*rows, *SolidPicture(3, 8, {0, 0, 0})));
+}
+
+TEST_F(Processor, FindCropRegionScansTheLinesOnePixelInsideEachEdge) {
+  test::RecordingSink sink;
+  FixedScreen screen(1024, 768, 15.0, 15.0);
+  SetScreenInfo(&screen);
+  const int W = 20, H = 16;
+  // Content (grey) in columns 1 ... 12 and memory rows 1 ... 9; border dark blue elsewhere.
+  const DibRef picture = MakePicture(W, H, [&](int x, int top) {
+    const int y = H - 1 - top;
+    return (x >= 1 && x <= 12 && y >= 1 && y <= 9) ? Bgr{128, 128, 128} : Bgr{90, 10, 10};
+  });
+  EventLog log(p);
+  int32_t left = -1, right = -1, top = -1, bottom = -1;
+  // Sample point (17, 2) from the top-left corner, in twips.
+  p.FindCropRegion(*picture, left, right, top, bottom, 17 * 15, 2 * 15);
+  EXPECT_EQ(sink.prompts, std::vector<std::string>{
+                              "Please enter tolerance (0-255). A higher tolerance will remove more "
+                              "of the border but if it is set too high may remove too much of the "
+                              "picture."});
+  // Left scan (column 1): content from row 1, border again at row 10. Bottom scan (row 1):
+  // content from column 1, border again at column 13. The right and top scans see only border.
+  // The largest area is the fourth, |0 - 13| x |1 - 0| = 13.
+  EXPECT_EQ(left, 0);
+  EXPECT_EQ(right, 13);
+  EXPECT_EQ(top, 15);
+  EXPECT_EQ(bottom, 14);
+  EXPECT_EQ(log.text, "init 19, done");
+
+  // A centre inside a border on every side never reaches the scan lines: every area is 0, the
+  // largest is shared, and the outputs keep their values.
+  const DibRef framed = MakePicture(W, H, [&](int x, int y) {
+    return (x >= 3 && x <= 15 && y >= 2 && y <= 10) ? Bgr{128, 128, 128} : Bgr{90, 10, 10};
+  });
+  left = right = top = bottom = -1;
+  p.FindCropRegion(*framed, left, right, top, bottom, 0, 0);
+  EXPECT_EQ(left, -1);
+  EXPECT_EQ(bottom, -1);
+
+  // A sample point outside the picture is the caller's error; so is an answer too large to be a
+  // tolerance.
+  EXPECT_THROW(p.FindCropRegion(*framed, left, right, top, bottom, 40 * 15, 0), AppError);
+  sink.answers.push_back(std::string("3e10"));
+  EXPECT_THROW(p.FindCropRegion(*framed, left, right, top, bottom, 0, 0), AppError);
+  SetScreenInfo(nullptr);
+}
+
+}  // namespace
+}  // namespace qv
