@@ -1,5 +1,7 @@
 #include "playback/Callback.h"
 
+#include <functional>
+#include <string>
 #include <utility>
 
 #include "base/Seams.h"
@@ -28,63 +30,52 @@ void SetSlideShowHandlers(SlideShowHandlers handlers) {
   gSlideShow = std::move(handlers);
 }
 
-void OnClick(DisplaySurface& surface, int16_t button, int16_t shift) {
-  switch (gCodes.click) {
+namespace {
+
+// Performs the action of `code`. `slideShow` is empty where the event has no slide-show handler,
+// which makes code 3 as invalid as any code outside the table.
+void Perform(int16_t code, DisplaySurface& surface, const std::function<void()>& slideShow,
+             const char* handler) {
+  switch (code) {
     case callback::kNothing:
-      break;
+      return;
     case callback::kCloseDisplay:
       surface.CloseDisplay();
-      break;
+      return;
     case callback::kStop:
       gSession.StopRequested = true;
-      break;
+      return;
     case callback::kSlideShow:
-      if (gSlideShow.SlideShow_Callback_Function_Mouse) {
-        gSlideShow.SlideShow_Callback_Function_Mouse(button, shift);
+      if (slideShow) {
+        slideShow();
+        return;
       }
-      break;
+      [[fallthrough]];
     default:
-      MsgBox("An error has occurred in Callback:OnClick. Invalid method.");
-      break;
+      MsgBox(std::string("An error has occurred in Callback:") + handler + ". Invalid method.");
   }
+}
+
+}  // namespace
+
+void OnClick(DisplaySurface& surface, int16_t button, int16_t shift) {
+  const auto& mouse = gSlideShow.SlideShow_Callback_Function_Mouse;
+  const auto slideShow = [&] {
+    if (mouse) mouse(button, shift);
+  };
+  Perform(gCodes.click, surface, slideShow, "OnClick");
 }
 
 void OnKey(DisplaySurface& surface, int16_t keyCode, int16_t shift) {
-  switch (gCodes.key) {
-    case callback::kNothing:
-      break;
-    case callback::kCloseDisplay:
-      surface.CloseDisplay();
-      break;
-    case callback::kStop:
-      gSession.StopRequested = true;
-      break;
-    case callback::kSlideShow:
-      if (gSlideShow.SlideShow_Callback_Function_Key) {
-        gSlideShow.SlideShow_Callback_Function_Key(keyCode, shift);
-      }
-      break;
-    default:
-      MsgBox("An error has occurred in Callback:OnKey. Invalid method.");
-      break;
-  }
+  const auto& key = gSlideShow.SlideShow_Callback_Function_Key;
+  const auto slideShow = [&] {
+    if (key) key(keyCode, shift);
+  };
+  Perform(gCodes.key, surface, slideShow, "OnKey");
 }
 
 void OnLost(DisplaySurface& surface) {
-  switch (gCodes.lost) {
-    case callback::kNothing:
-      break;
-    case callback::kCloseDisplay:
-      surface.CloseDisplay();
-      break;
-    case callback::kStop:
-      gSession.StopRequested = true;
-      break;
-    // Losing the focus has no slide-show handler: code 3 is as invalid here as any other.
-    default:
-      MsgBox("An error has occurred in Callback:OnLost. Invalid method.");
-      break;
-  }
+  Perform(gCodes.lost, surface, {}, "OnLost");
 }
 
 }  // namespace qv
