@@ -16,13 +16,13 @@
 #include "BenchApp.h"
 #include "Ratios.h"
 #include "base/Seams.h"
-#include "display/frmBltSurface.h"
+#include "display/BlitSurface.h"
 
 namespace qv::bench {
 namespace {
 
-DibRef Frame(int32_t width, int32_t height) {
-  auto frame = std::make_shared<cDIBSection>();
+PictureRef Frame(int32_t width, int32_t height) {
+  auto frame = std::make_shared<Picture>();
   frame->Create(width, height);
   frame->RandomiseBits(false);
   return frame;
@@ -43,13 +43,13 @@ void PutFrames(benchmark::State& state, bool fullscreen, int32_t screenW, int32_
   EnsureApplication();
   FixedScreen screen(screenW, screenH);
   SetScreenInfo(&screen);
-  const DibRef frame = Frame(frameW, frameH);
-  frmBltSurface surface;
+  const PictureRef frame = Frame(frameW, frameH);
+  BlitSurface surface;
   if (!surface.OpenDisplay(fullscreen, frameW, frameH, true, false, frame, frame)) {
     state.SkipWithError("the surface did not open");
     return;
   }
-  WaitUntilExposed(surface.Canvas());
+  WaitUntilExposed(surface.PictureWidget());
   for (auto _ : state) {
     surface.PutImage(*frame, resize, quick);
     QCoreApplication::processEvents();
@@ -64,41 +64,41 @@ void BM_FramePeriod_30fps(benchmark::State& state) {
   for (auto _ : state) std::this_thread::sleep_for(std::chrono::microseconds(33333));
 }
 
-void BM_BltPut_Windowed720(benchmark::State& state) {
+void BM_BlitPut_Windowed720(benchmark::State& state) {
   PutFrames(state, false, 1920, 1080, 1280, 720, false, false);
 }
-void BM_BltPut_FullScreenEnlarge720To1080(benchmark::State& state) {
+void BM_BlitPut_FullScreenEnlarge720To1080(benchmark::State& state) {
   PutFrames(state, true, 1920, 1080, 1280, 720, true, false);
 }
-void BM_BltPut_FullScreenQuickEnlarge720To1080(benchmark::State& state) {
+void BM_BlitPut_FullScreenQuickEnlarge720To1080(benchmark::State& state) {
   PutFrames(state, true, 1920, 1080, 1280, 720, true, true);
 }
-void BM_BltPut_FullScreenShrink1080To720(benchmark::State& state) {
+void BM_BlitPut_FullScreenShrink1080To720(benchmark::State& state) {
   PutFrames(state, true, 1280, 720, 1920, 1080, true, true);
 }
 
 BENCHMARK(BM_FramePeriod_30fps)->Repetitions(3)->ReportAggregatesOnly(true)->UseRealTime();
-BENCHMARK(BM_BltPut_Windowed720)->Repetitions(5)->ReportAggregatesOnly(true)->UseRealTime();
-BENCHMARK(BM_BltPut_FullScreenEnlarge720To1080)
+BENCHMARK(BM_BlitPut_Windowed720)->Repetitions(5)->ReportAggregatesOnly(true)->UseRealTime();
+BENCHMARK(BM_BlitPut_FullScreenEnlarge720To1080)
     ->Repetitions(5)
     ->ReportAggregatesOnly(true)
     ->UseRealTime();
-BENCHMARK(BM_BltPut_FullScreenQuickEnlarge720To1080)
+BENCHMARK(BM_BlitPut_FullScreenQuickEnlarge720To1080)
     ->Repetitions(5)
     ->ReportAggregatesOnly(true)
     ->UseRealTime();
-BENCHMARK(BM_BltPut_FullScreenShrink1080To720)
+BENCHMARK(BM_BlitPut_FullScreenShrink1080To720)
     ->Repetitions(5)
     ->ReportAggregatesOnly(true)
     ->UseRealTime();
 
-DeclareRatio windowedTarget("BM_BltPut_Windowed720", "BM_FramePeriod_30fps", 0.25,
+DeclareRatio windowedTarget("BM_BlitPut_Windowed720", "BM_FramePeriod_30fps", 0.25,
                             "1280x720 in a window at 30 fps");
-DeclareRatio enlargeTarget("BM_BltPut_FullScreenEnlarge720To1080", "BM_FramePeriod_30fps", 0.5,
+DeclareRatio enlargeTarget("BM_BlitPut_FullScreenEnlarge720To1080", "BM_FramePeriod_30fps", 0.5,
                            "smoothly scaled to 1920x1080 at 30 fps");
-DeclareRatio quickTarget("BM_BltPut_FullScreenQuickEnlarge720To1080", "BM_FramePeriod_30fps", 0.5,
+DeclareRatio quickTarget("BM_BlitPut_FullScreenQuickEnlarge720To1080", "BM_FramePeriod_30fps", 0.5,
                          "pixels repeated up to 1920x1080 at 30 fps");
-DeclareRatio shrinkTarget("BM_BltPut_FullScreenShrink1080To720", "BM_FramePeriod_30fps", 0.5,
+DeclareRatio shrinkTarget("BM_BlitPut_FullScreenShrink1080To720", "BM_FramePeriod_30fps", 0.5,
                           "1920x1080 averaged down to 1280x720 at 30 fps");
 
 }  // namespace

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "Ratios.h"
-#include "image/cDIBSection.h"
+#include "image/Picture.h"
 
 namespace qv::bench {
 namespace {
@@ -14,8 +14,8 @@ namespace {
 constexpr int kWidth = 1920;
 constexpr int kHeight = 1080;
 
-DibRef Frame() {
-  auto frame = std::make_shared<cDIBSection>();
+PictureRef Frame() {
+  auto frame = std::make_shared<Picture>();
   frame->Create(kWidth, kHeight);
   frame->RandomiseBits(false);
   return frame;
@@ -40,24 +40,24 @@ void BM_Memcpy_HalfFrame1080(benchmark::State& state) {
 
 void BM_Create_1080(benchmark::State& state) {
   for (auto _ : state) {
-    cDIBSection picture;
+    Picture picture;
     picture.Create(kWidth, kHeight);
-    benchmark::DoNotOptimize(picture.DIBSectionBitsPtr());
+    benchmark::DoNotOptimize(picture.Bits());
   }
 }
 
 void BM_CopyOf_1080(benchmark::State& state) {
-  const DibRef frame = Frame();
+  const PictureRef frame = Frame();
   for (auto _ : state) benchmark::DoNotOptimize(frame->CopyOf());
 }
 
 void BM_Crop_LeftHalf1080(benchmark::State& state) {
-  const DibRef frame = Frame();
+  const PictureRef frame = Frame();
   for (auto _ : state) benchmark::DoNotOptimize(frame->Crop(kHeight, kWidth / 2, 0, 0));
 }
 
 void BM_Resample_1080To720(benchmark::State& state) {
-  const DibRef frame = Frame();
+  const PictureRef frame = Frame();
   for (auto _ : state) benchmark::DoNotOptimize(frame->Resample(720, 1280, false));
 }
 

@@ -21,8 +21,8 @@
 #include "base/DisplayConfig.h"
 #include "base/Seams.h"
 #include "display/QtSeams.h"
-#include "display/frmBltSurface.h"
-#include "playback/CTime.h"
+#include "display/BlitSurface.h"
+#include "base/HighResTimer.h"
 #include "playback/PlaySession.h"
 #include "playback/SessionState.h"
 #include "playback/SoundTrack.h"
@@ -59,11 +59,11 @@ fs::path Clip() {
 class MeasuringSurface : public DisplaySurface {
  public:
   bool OpenDisplay(bool fullscreen, int32_t srcX, int32_t srcY, bool modeFlag, bool useLineCode,
-                   const DibRef& start, const DibRef& end) override {
-    return BltSurface().OpenDisplay(fullscreen, srcX, srcY, modeFlag, useLineCode, start, end);
+                   const PictureRef& start, const PictureRef& end) override {
+    return TheBlitSurface().OpenDisplay(fullscreen, srcX, srcY, modeFlag, useLineCode, start, end);
   }
-  bool PutImage(const cDIBSection& picture, bool resize, bool quick) override {
-    const bool ok = BltSurface().PutImage(picture, resize, quick);
+  bool PutImage(const Picture& picture, bool resize, bool quick) override {
+    const bool ok = TheBlitSurface().PutImage(picture, resize, quick);
     ++shown;
     const double heard = GraphPosition();
     if (heard >= 0.0)
@@ -71,9 +71,9 @@ class MeasuringSurface : public DisplaySurface {
     return ok;
   }
   void ResizeSurface(int32_t srcX, int32_t srcY) override {
-    BltSurface().ResizeSurface(srcX, srcY);
+    TheBlitSurface().ResizeSurface(srcX, srcY);
   }
-  bool CloseDisplay() override { return BltSurface().CloseDisplay(); }
+  bool CloseDisplay() override { return TheBlitSurface().CloseDisplay(); }
 
   int shown = 0;
   double maxGap = 0.0;

@@ -26,8 +26,8 @@ extern "C" {
 #include "Ratios.h"
 #include "base/Seams.h"
 #include "image/FrameBuffers.h"
-#include "stereo/LoadPics.h"
-#include "stereo/SavePics.h"
+#include "stereo/Decoders.h"
+#include "stereo/Composers.h"
 
 namespace qv::bench {
 namespace {
@@ -36,9 +36,9 @@ constexpr int kEyeWidth = 1920;
 constexpr int kHeight = 1080;
 
 // One side-by-side frame, the same pixels for both sides of every comparison.
-DibRef SideBySideFrame() {
-  static const DibRef frame = [] {
-    auto picture = std::make_shared<cDIBSection>();
+PictureRef SideBySideFrame() {
+  static const PictureRef frame = [] {
+    auto picture = std::make_shared<Picture>();
     picture->Create(2 * kEyeWidth, kHeight);
     picture->RandomiseBits(false);
     const PixelGrid grid = picture->Grid();

@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "Ratios.h"
-#include "image/cDIBSection.h"
+#include "image/Picture.h"
 #include "video/VideoReader.h"
 
 extern "C" {
@@ -121,13 +121,13 @@ void BM_FetchFrame_Sequential_1080(benchmark::State& state) {
   request.FileName = (MediaFolder() / "sequential.mp4").string();
   for (auto _ : state) {
     if (!OpenVideo(request)) return state.SkipWithError("OpenVideo failed");
-    cDIBSection frame;
+    Picture frame;
     frame.Create(gVideo.FrameFormat.biWidth, gVideo.FrameFormat.biHeight);
     int frames = 0;
     for (int32_t n = gVideo.StreamStart; n < gVideo.StreamStart + gVideo.StreamLength; ++n) {
       frames += FetchFrame(n, frame);
     }
-    benchmark::DoNotOptimize(frame.DIBSectionBitsPtr());
+    benchmark::DoNotOptimize(frame.Bits());
     CloseVideo();
     if (frames != kSequentialFrames) state.SkipWithError("unexpected frame count");
   }

@@ -59,14 +59,14 @@ size_t ParseNumber(std::string_view text, size_t pos, double& out) {
 
 }  // namespace
 
-double Val(std::string_view text) {
+double LeadingNumber(std::string_view text) {
   size_t pos = 0;
   while (pos < text.size() && (text[pos] == ' ' || text[pos] == '\t')) ++pos;
   double value = 0.0;
   return ParseNumber(text, pos, value) > 0 ? value : 0.0;
 }
 
-int16_t CIntFromText(std::string_view text) {
+int16_t ToInt16FromText(std::string_view text) {
   size_t begin = 0;
   size_t end = text.size();
   while (begin < end && std::isspace(static_cast<unsigned char>(text[begin]))) ++begin;
@@ -74,7 +74,7 @@ int16_t CIntFromText(std::string_view text) {
   double value = 0.0;
   const std::string_view body = text.substr(begin, end - begin);
   if (body.empty() || ParseNumber(body, 0, value) != body.size()) throw err::TypeMismatch();
-  return CInt(value);
+  return ToInt16Checked(value);
 }
 
 }  // namespace qv

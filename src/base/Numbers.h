@@ -2,9 +2,9 @@
 // The number conventions of the whole program:
 // - a floating-point value becomes an integer by rounding to the nearest, halves to the even
 //   neighbour (2.5 -> 2, 3.5 -> 4); a result outside the target type raises the overflow error;
-// - Int(x) is the largest integer not above x;
+// - Floor(x) is the largest integer not above x;
 // - storing an integer into a pixel byte keeps its low 8 bits (StoreByte) unless a routine says it
-//   clamps; converting to a byte with CByte raises the overflow error outside 0 ... 255.
+//   clamps; converting to a byte with ToByteChecked raises the overflow error outside 0 ... 255.
 
 #include <cmath>
 #include <cstdint>
@@ -23,7 +23,7 @@ inline double RoundHalfEven(double v) {
 }
 
 // Largest integer not above v.
-inline double Int(double v) { return std::floor(v); }
+inline double Floor(double v) { return std::floor(v); }
 
 namespace detail {
 template <typename T>
@@ -38,14 +38,14 @@ T CheckedRound(double v) {
 }  // namespace detail
 
 // Rounded, range-checked conversions to 32-bit, 16-bit and byte integers.
-inline int32_t CLng(double v) { return detail::CheckedRound<int32_t>(v); }
-inline int16_t CInt(double v) { return detail::CheckedRound<int16_t>(v); }
-inline uint8_t CByte(double v) { return detail::CheckedRound<uint8_t>(v); }
-inline uint8_t CByte(int64_t v) {
+inline int32_t ToInt32Checked(double v) { return detail::CheckedRound<int32_t>(v); }
+inline int16_t ToInt16Checked(double v) { return detail::CheckedRound<int16_t>(v); }
+inline uint8_t ToByteChecked(double v) { return detail::CheckedRound<uint8_t>(v); }
+inline uint8_t ToByteChecked(int64_t v) {
   if (v < 0 || v > 255) throw err::Overflow();
   return static_cast<uint8_t>(v);
 }
-inline uint8_t CByte(int32_t v) { return CByte(static_cast<int64_t>(v)); }
+inline uint8_t ToByteChecked(int32_t v) { return ToByteChecked(static_cast<int64_t>(v)); }
 
 // Integer-to-byte store: keeps the low 8 bits, no check.
 inline uint8_t StoreByte(int32_t v) { return static_cast<uint8_t>(v & 0xFF); }
@@ -63,10 +63,10 @@ inline int32_t Clamp(int32_t v, int32_t lo, int32_t hi) { return v < lo ? lo : (
 
 // The numeric value of the leading decimal number of a text ("32 bit" -> 32, "  -4.5x" -> -4.5);
 // a text without a leading number gives 0.
-double Val(std::string_view text);
+double LeadingNumber(std::string_view text);
 
 // A text converted to a 16-bit integer as a whole ("7", " 4.5 " -> 4): raises the type-mismatch
 // error when the text is not a number and the overflow error when it does not fit.
-int16_t CIntFromText(std::string_view text);
+int16_t ToInt16FromText(std::string_view text);
 
 }  // namespace qv

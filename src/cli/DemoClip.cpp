@@ -45,7 +45,7 @@ std::vector<Sphere> SceneAt(double t) {
 }
 
 // Renders one eye into the w x h region of `frame` starting at column x0 (device coordinates).
-void RenderEye(cDIBSection& frame, int x0, int w, int h, double eyeX, double t) {
+void RenderEye(Picture& frame, int x0, int w, int h, double eyeX, double t) {
   const PixelGrid grid = frame.Grid();
   const double focal = 0.9 * w;
   const double cx = w / 2.0, cy = h / 2.0;
@@ -129,7 +129,7 @@ bool WriteDemoClip(const std::string& path, const DemoClipOptions& options, std:
   std::vector<float> sound;
   RenderSound(sound, kSampleRate, options.seconds);
   const auto frames = static_cast<int>(options.seconds * options.frameRate);
-  cDIBSection frame;
+  Picture frame;
   if (!frame.Create(file.width, file.height)) {
     error = "out of memory";
     return false;

@@ -7,7 +7,7 @@
 
 #include "cli/Commands.h"
 #include "cli/OutputOptions.h"
-#include "video/AviSynthBridge.h"
+#include "video/ScriptBridge.h"
 #include "video/VideoReader.h"
 
 namespace qv::cli {
@@ -47,7 +47,7 @@ int RunDetect(const std::vector<std::string>& args) {
     return 2;
   }
 
-  const std::string script = MakeAviSynthScript(file);
+  const std::string script = MakeScript(file);
   int16_t layout = 0;
   const int32_t frames = DetectVideo(script.empty() ? file : script, layout);
   const bool opened = frames >= 1;

@@ -10,7 +10,7 @@
 #include "shell/DisplaySettingsModel.h"
 #include "shell/SettingsStore.h"
 #include "shell/Startup.h"
-#include "video/AviSynthBridge.h"
+#include "video/ScriptBridge.h"
 #include "video/VideoReader.h"
 
 namespace qv::cli {
@@ -155,7 +155,7 @@ int Fail(const std::string& why) {
 }
 
 int ChooseInput(const OutputOptions& options, std::string& fileToOpen, int16_t& inputFormat) {
-  const std::string script = MakeAviSynthScript(options.input);
+  const std::string script = MakeScript(options.input);
   fileToOpen = script.empty() ? options.input : script;
   if (options.format) {
     inputFormat = *options.format;

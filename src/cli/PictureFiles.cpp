@@ -24,7 +24,7 @@ std::string ErrorText(int code) {
 }
 }  // namespace
 
-bool SavePng(const cDIBSection& picture, const std::string& fileName, std::string& why) {
+bool SavePng(const Picture& picture, const std::string& fileName, std::string& why) {
   const PixelGrid grid = picture.Grid();
   const AVCodec* codec = avcodec_find_encoder(AV_CODEC_ID_PNG);
   if (grid.Empty() || codec == nullptr) {

@@ -3,11 +3,11 @@
 
 #include <string>
 
-#include "image/cDIBSection.h"
+#include "image/Picture.h"
 
 namespace qv::cli {
 
 // Writes picture as a PNG file (8-bit RGB). False with `why` set when it cannot.
-bool SavePng(const cDIBSection& picture, const std::string& fileName, std::string& why);
+bool SavePng(const Picture& picture, const std::string& fileName, std::string& why);
 
 }  // namespace qv::cli

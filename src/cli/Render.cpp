@@ -30,8 +30,8 @@ int ComposeOne(PlaybackRequest& request, int32_t offset) {
     return Fail("frame " + std::to_string(offset) + " is past the end of the video (" +
                 std::to_string(gVideo.StreamLength) + " frames)");
   }
-  DibRef& source = gFrames.SourceFrame;
-  source = std::make_shared<cDIBSection>();
+  PictureRef& source = gFrames.SourceFrame;
+  source = std::make_shared<Picture>();
   if (!source->CreateToOverwrite(gVideo.FrameFormat.biWidth, gVideo.FrameFormat.biHeight)) {
     return Fail("no memory for frames of this size");
   }
@@ -44,7 +44,7 @@ int ComposeOne(PlaybackRequest& request, int32_t offset) {
     if (!DecodeFrame(request)) return 1;
     ComposeFrame(request, true);
   }
-  if (!gFrames.OutputFrame || gFrames.OutputFrame->DIBSectionBitsPtr() == nullptr) {
+  if (!gFrames.OutputFrame || gFrames.OutputFrame->Bits() == nullptr) {
     return Fail("no frame was composed");
   }
   return 0;
@@ -76,7 +76,7 @@ int RunRender(const std::vector<std::string>& args) {
   CloseVideo();
   if (status != 0) return status;
 
-  const cDIBSection& out = *gFrames.OutputFrame;
+  const Picture& out = *gFrames.OutputFrame;
   if (EndsWithNoCase(options.output, ".png")) {
     std::string why;
     if (!SavePng(out, options.output, why))

@@ -8,7 +8,7 @@
 
 #include <cstdint>
 
-#include "image/cDIBSection.h"
+#include "image/Picture.h"
 
 namespace qv {
 
@@ -21,11 +21,11 @@ class DisplaySurface {
   // useLineCode the start line-code picture is shown for one second first and the end one when
   // the surface closes. Returns false when it could not open (it has told the user why).
   virtual bool OpenDisplay(bool fullscreen, int32_t srcX, int32_t srcY, bool modeFlag,
-                           bool useLineCode, const DibRef& lineCodeStart,
-                           const DibRef& lineCodeEnd) = 0;
+                           bool useLineCode, const PictureRef& lineCodeStart,
+                           const PictureRef& lineCodeEnd) = 0;
   // Shows a picture; resize scales it to the surface, quick allows the cheap scaling. False asks
   // the session to stop.
-  virtual bool PutImage(const cDIBSection& picture, bool resize, bool quick) = 0;
+  virtual bool PutImage(const Picture& picture, bool resize, bool quick) = 0;
   virtual void ResizeSurface(int32_t srcX, int32_t srcY) = 0;
   // Closes the surface (after the end line code when one is in use). Safe when never opened.
   virtual bool CloseDisplay() = 0;

@@ -25,16 +25,16 @@ struct Code {
 
 Code Describe(LineCode code) {
   switch (code) {
-    case LineCode::Linecode_ED_Sync:
+    case LineCode::EDSync:
       return {20, {{kRed, 2}, {kGreen, 2}, {kYellow, 6}}};
-    case LineCode::Linecode_ED_Interlace:
+    case LineCode::EDInterlace:
       return {9, {{kRed, 2}, {kGreen, 2}, {kYellow, 4}, {kRed, 2}}};
-    case LineCode::Linecode_ED_Off:
-    case LineCode::ED_int_Deact_image:
+    case LineCode::EDOff:
+    case LineCode::EDInterlaceDeactivate:
       return {10, {{kRed, 2}, {kGreen, 2}, {kYellow, 4}, {kBlack, 2}}};
-    case LineCode::eD_Page_Start:
+    case LineCode::EDPageStart:
       return {9, {{kRed, 2}, {kGreen, 2}, {kYellow, 4}, {kGreen, 2}}};
-    case LineCode::Linecode_Eye_Sync:
+    case LineCode::EyeSync:
       return {9,
               {{kRed, 1},
                {kGreen, 1},
@@ -49,7 +49,7 @@ Code Describe(LineCode code) {
                {kYellow, 1},
                {kGreen, 3},
                {kBlack, 24}}};
-    case LineCode::Linecode_Eye_Off:
+    case LineCode::EyeOff:
       return {7,
               {{kRed, 1},
                {kGreen, 1},
@@ -72,14 +72,14 @@ Code Describe(LineCode code) {
 
 }  // namespace
 
-DibRef CreateLineCode(LineCode code) {
+PictureRef CreateLineCode(LineCode code) {
   const Code description = Describe(code);
   int32_t height = 0;
   for (const auto& [colour, count] : description.rows) height += count;
 
-  auto picture = std::make_shared<cDIBSection>();
+  auto picture = std::make_shared<Picture>();
   picture->Create(description.width, height);
-  uint8_t* bits = picture->DIBSectionBitsPtr();
+  uint8_t* bits = picture->Bits();
   const int32_t stride = picture->BytesPerScanLine();
   int32_t rowFromTop = 0;
   for (const auto& [colour, count] : description.rows) {

@@ -18,13 +18,13 @@ double Divide(double dividend, double divisor) {
 int32_t CurrentScreenWidth() {
   const ScreenInfo& screen = Screen();
   const double twips = static_cast<double>(screen.WidthPixels()) * screen.TwipsPerPixelX();
-  return CLng(Divide(twips, screen.TwipsPerPixelX()));
+  return ToInt32Checked(Divide(twips, screen.TwipsPerPixelX()));
 }
 
 int32_t CurrentScreenHeight() {
   const ScreenInfo& screen = Screen();
   const double twips = static_cast<double>(screen.HeightPixels()) * screen.TwipsPerPixelY();
-  return CLng(Divide(twips, screen.TwipsPerPixelY()));
+  return ToInt32Checked(Divide(twips, screen.TwipsPerPixelY()));
 }
 
 int32_t FitToScreen(int32_t& width, int32_t& height, int32_t& offsetX, int32_t& offsetY,
@@ -34,16 +34,16 @@ int32_t FitToScreen(int32_t& width, int32_t& height, int32_t& offsetX, int32_t& 
   const double aspect = Divide(width, height);
   const double targetAspect = Divide(targetWidth, targetHeight);
   if (targetAspect <= aspect) {
-    height = CLng(Divide(height, width) * targetWidth);
+    height = ToInt32Checked(Divide(height, width) * targetWidth);
     width = targetWidth;
-    offsetY = CLng((static_cast<double>(targetHeight) - height) / 2.0);
+    offsetY = ToInt32Checked((static_cast<double>(targetHeight) - height) / 2.0);
   } else {
-    width = CLng(aspect * targetHeight);
+    width = ToInt32Checked(aspect * targetHeight);
     height = targetHeight;
-    offsetX = CLng((static_cast<double>(targetWidth) - width) / 2.0);
+    offsetX = ToInt32Checked((static_cast<double>(targetWidth) - width) / 2.0);
   }
-  height = CLng(2.0 * Int(height / 2.0));
-  width = CLng(2.0 * Int(width / 2.0));
+  height = ToInt32Checked(2.0 * Floor(height / 2.0));
+  width = ToInt32Checked(2.0 * Floor(width / 2.0));
   return width;
 }
 

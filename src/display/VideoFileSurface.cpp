@@ -43,8 +43,8 @@ bool VideoFileSurface::Fail(const std::string& why) {
   return false;
 }
 
-bool VideoFileSurface::OpenDisplay(bool, int32_t srcX, int32_t srcY, bool, bool, const DibRef&,
-                                   const DibRef&) {
+bool VideoFileSurface::OpenDisplay(bool, int32_t srcX, int32_t srcY, bool, bool, const PictureRef&,
+                                   const PictureRef&) {
   CloseDisplay();
   failed_ = false;
   opened_ = false;
@@ -121,7 +121,7 @@ bool VideoFileSurface::WriteSoundOf(int64_t frame) {
   return true;
 }
 
-bool VideoFileSurface::PutImage(const cDIBSection& picture, bool, bool) {
+bool VideoFileSurface::PutImage(const Picture& picture, bool, bool) {
   if (!writer_ || failed_) return false;
   if (!writer_->WriteFrame(picture)) {
     return Fail("The video file could not be written: " + writer_->LastError());

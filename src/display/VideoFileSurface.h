@@ -36,10 +36,10 @@ class VideoFileSurface : public DisplaySurface {
   // Opens the file for frames of srcX x srcY at the open video's rate; the other arguments mean
   // nothing to a file.
   bool OpenDisplay(bool fullscreen, int32_t srcX, int32_t srcY, bool modeFlag, bool useLineCode,
-                   const DibRef& lineCodeStart, const DibRef& lineCodeEnd) override;
+                   const PictureRef& lineCodeStart, const PictureRef& lineCodeEnd) override;
   // Encodes the picture (scaled to the file's size when it differs) and its sound. False after a
   // failure and once the frame limit has been reached.
-  bool PutImage(const cDIBSection& picture, bool resize, bool quick) override;
+  bool PutImage(const Picture& picture, bool resize, bool quick) override;
   void ResizeSurface(int32_t srcX, int32_t srcY) override {}
   // Flushes the encoders and finishes the file. False when that fails (the user has been told).
   bool CloseDisplay() override;

@@ -432,7 +432,7 @@ std::unique_ptr<VideoFileWriter> VideoFileWriter::Open(const VideoFileOptions& o
   return std::unique_ptr<VideoFileWriter>(new VideoFileWriter(std::move(impl)));
 }
 
-bool VideoFileWriter::WriteFrame(const cDIBSection& picture) {
+bool VideoFileWriter::WriteFrame(const Picture& picture) {
   Impl& d = *impl_;
   const PixelGrid grid = picture.Grid();
   if (d.closed || grid.Empty()) return d.Fail("no picture to write", 0);

@@ -7,7 +7,7 @@
 #include <memory>
 #include <string>
 
-#include "image/cDIBSection.h"
+#include "image/Picture.h"
 
 namespace qv {
 
@@ -32,7 +32,7 @@ class VideoFileWriter {
   VideoFileWriter& operator=(const VideoFileWriter&) = delete;
 
   // Appends one frame. A picture of another size than the file's is scaled to it.
-  bool WriteFrame(const cDIBSection& picture);
+  bool WriteFrame(const Picture& picture);
   // Appends interleaved samples (channels values per sample, -1 ... 1).
   bool WriteAudio(const float* samples, int32_t sampleCount);
   // Flushes the encoders and writes the trailer; false with a reason when that fails. The

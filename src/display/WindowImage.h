@@ -5,7 +5,7 @@
 
 #include <QImage>
 
-#include "image/DeviceContext.h"
+#include "image/Canvas.h"
 
 namespace qv {
 

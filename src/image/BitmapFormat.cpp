@@ -1,6 +1,6 @@
 #include "image/BitmapFormat.h"
 
-#include "image/DeviceContext.h"
+#include "image/Canvas.h"
 
 namespace qv {
 

@@ -6,28 +6,28 @@
 
 namespace qv {
 
-cDIBSection& AutoCreate(DibRef& slot) {
-  if (!slot) slot = std::make_shared<cDIBSection>();
+Picture& AutoCreate(PictureRef& slot) {
+  if (!slot) slot = std::make_shared<Picture>();
   return *slot;
 }
 
 namespace {
-void Replace(DibRef&& fresh, DibRef& destination, bool emptyOld) {
+void Replace(PictureRef&& fresh, PictureRef& destination, bool emptyOld) {
   if (emptyOld && destination) destination->ClearUp();
   destination = std::move(fresh);
 }
 }  // namespace
 
-void CopyDIB(const DibRef& source, DibRef& destination, bool emptyOld) {
+void CopyDIB(const PictureRef& source, PictureRef& destination, bool emptyOld) {
   Replace(Deref(source).CopyOf(), destination, emptyOld);
 }
 
-void CropDIB(const DibRef& source, DibRef& destination, int32_t newHeight, int32_t newWidth,
+void CropDIB(const PictureRef& source, PictureRef& destination, int32_t newHeight, int32_t newWidth,
              int32_t newLeft, int32_t newTop, bool emptyOld) {
   Replace(Deref(source).Crop(newHeight, newWidth, newLeft, newTop), destination, emptyOld);
 }
 
-void ResampleDIB(DibRef& buffer, int32_t newHeight, int32_t newWidth, bool interpolate) {
+void ResampleDIB(PictureRef& buffer, int32_t newHeight, int32_t newWidth, bool interpolate) {
   Replace(Deref(buffer).Resample(newHeight, newWidth, interpolate), buffer, true);
 }
 

@@ -7,18 +7,18 @@
 
 #include <cstdint>
 
-#include "image/cDIBSection.h"
+#include "image/Picture.h"
 
 namespace qv {
 
 // destination := source.CopyOf(). With emptyOld the picture that destination referred to, if any,
 // is emptied first. Nothing when the copy fails; an empty source raises the object-not-set error.
-void CopyDIB(const DibRef& source, DibRef& destination, bool emptyOld);
+void CopyDIB(const PictureRef& source, PictureRef& destination, bool emptyOld);
 // destination := source.Crop(newHeight, newWidth, newLeft, newTop), with emptyOld as above.
-void CropDIB(const DibRef& source, DibRef& destination, int32_t newHeight, int32_t newWidth,
+void CropDIB(const PictureRef& source, PictureRef& destination, int32_t newHeight, int32_t newWidth,
              int32_t newLeft, int32_t newTop, bool emptyOld);
 // buffer := buffer.Resample(newHeight, newWidth, interpolate); the old picture is always emptied.
-void ResampleDIB(DibRef& buffer, int32_t newHeight, int32_t newWidth, bool interpolate);
+void ResampleDIB(PictureRef& buffer, int32_t newHeight, int32_t newWidth, bool interpolate);
 
 // The smaller Height / Width of the two StereoViews (empty views are created on demand).
 int32_t MinViewHeight();

@@ -6,14 +6,14 @@
 #include <array>
 #include <cstdint>
 
-#include "image/cDIBSection.h"
+#include "image/Picture.h"
 
 namespace qv {
 
 struct FrameBuffers {
-  DibRef SourceFrame;                 // the current decoded frame
-  std::array<DibRef, 2> StereoViews;  // 0 = left eye, 1 = right eye
-  DibRef OutputFrame;                 // the composed frame handed to the display
+  PictureRef SourceFrame;                 // the current decoded frame
+  std::array<PictureRef, 2> StereoViews;  // 0 = left eye, 1 = right eye
+  PictureRef OutputFrame;                 // the composed frame handed to the display
   int32_t ViewWidth = 0;              // the smaller width of the two views, set by every composer
   int32_t ViewHeight = 0;             // the smaller height of the two views
 };
@@ -21,6 +21,6 @@ struct FrameBuffers {
 inline FrameBuffers gFrames;
 
 // The picture in a slot, creating an empty one when the slot is still empty.
-cDIBSection& AutoCreate(DibRef& slot);
+Picture& AutoCreate(PictureRef& slot);
 
 }  // namespace qv

@@ -11,7 +11,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "image/DeviceContext.h"
+#include "image/Canvas.h"
 
 namespace qv {
 

@@ -1,4 +1,4 @@
-// The channel and anaglyph kernels of cImageProcessDIB: channel masks, grey conversions, the red
+// The channel and anaglyph kernels of ImageProcessor: channel masks, grey conversions, the red
 // and blue exchange, and the repair of pictures taken apart from a red/cyan anaglyph.
 #include <array>
 #include <cmath>
@@ -7,8 +7,8 @@
 
 #include "base/Numbers.h"
 #include "imageproc/GreyLevels.h"
-#include "imageproc/cImageProcessDIB.h"
-#include "imageproc/mHLSRGB.h"
+#include "imageproc/ImageProcessor.h"
+#include "imageproc/Hls.h"
 
 namespace qv {
 
@@ -19,7 +19,7 @@ inline uint8_t& Byte(const PixelGrid& grid, int32_t i, int32_t y) { return grid.
 
 // round((707 green + 71 blue) / 778), halves to even, as the anaglyph repair computes it.
 inline int32_t GreenBlueLevel(int32_t green, int32_t blue) {
-  return CLng((707.0 * green + 71.0 * blue) / 778.0);
+  return ToInt32Checked((707.0 * green + 71.0 * blue) / 778.0);
 }
 
 // The block grid of the anaglyph repair: 16 x 16 pixel blocks from the bottom-left corner, and the
@@ -31,7 +31,7 @@ struct BlockSearch {
 
   BlockSearch(int32_t width, int32_t height)
       : W(width), H(height), lastBx((width / 16 - 1) * 48), lastBy((height / 16 - 1) * 16),
-        reach(CLng(width / 4.0)) {}
+        reach(ToInt32Checked(width / 4.0)) {}
 
   bool Empty() const { return lastBx < 0 || lastBy < 0; }
 
@@ -59,8 +59,8 @@ struct BlockSearch {
   }
 };
 
-void RequireSameSize(const cDIBSection& picture, int32_t W, int32_t H) {
-  if (picture.Width() < W || picture.Height() < H || picture.DIBSectionBitsPtr() == nullptr) {
+void RequireSameSize(const Picture& picture, int32_t W, int32_t H) {
+  if (picture.Width() < W || picture.Height() < H || picture.Bits() == nullptr) {
     throw err::SubscriptOutOfRange();
   }
 }
@@ -71,32 +71,32 @@ void RequireSharedPixels(int32_t W, int32_t H) {
 
 }  // namespace
 
-void cImageProcessDIB::ColourMask(cDIBSection& cTo, uint8_t v_bytBlueMask, uint8_t v_bytGreenMask,
-                                  uint8_t v_bytRedMask) {
-  const PixelGrid grid = cTo.Grid();
+void ImageProcessor::ColourMask(Picture& picture, uint8_t blueMask, uint8_t greenMask,
+                                  uint8_t redMask) {
+  const PixelGrid grid = picture.Grid();
   if (grid.Empty()) return;
   // Every pixel on its own: the order of the walk does not show.
   for (int32_t y = 0; y < grid.height; ++y) {
     uint8_t* p = grid.MemoryRow(y);
     for (int32_t x = 0; x < grid.width; ++x, p += 3) {
-      p[0] = static_cast<uint8_t>(p[0] * v_bytBlueMask);
-      p[1] = static_cast<uint8_t>(p[1] * v_bytGreenMask);
-      p[2] = static_cast<uint8_t>(p[2] * v_bytRedMask);
+      p[0] = static_cast<uint8_t>(p[0] * blueMask);
+      p[1] = static_cast<uint8_t>(p[1] * greenMask);
+      p[2] = static_cast<uint8_t>(p[2] * redMask);
     }
   }
 }
 
-void cImageProcessDIB::GrayScale(cDIBSection& cTo, int32_t v_lngDivisor) {
-  const PixelGrid grid = cTo.Grid();
+void ImageProcessor::GrayScale(Picture& picture, int32_t divisor) {
+  const PixelGrid grid = picture.Grid();
   if (grid.Empty()) return;
   // A divisor of 0 gives no number: the first pixel fails, before anything is written.
-  if (v_lngDivisor == 0) throw err::DivisionByZero();
+  if (divisor == 0) throw err::DivisionByZero();
 
   // The grey level of every channel sum, or -1 where the conversion to a byte fails.
   std::array<int16_t, 766> level{};
   bool someSumFails = false;
   for (int32_t sum = 0; sum <= 765; ++sum) {
-    const double g = RoundHalfEven(sum / static_cast<double>(v_lngDivisor));
+    const double g = RoundHalfEven(sum / static_cast<double>(divisor));
     level[static_cast<size_t>(sum)] = (g >= 0.0 && g <= 255.0) ? static_cast<int16_t>(g) : -1;
     someSumFails |= level[static_cast<size_t>(sum)] < 0;
   }
@@ -130,8 +130,8 @@ void cImageProcessDIB::GrayScale(cDIBSection& cTo, int32_t v_lngDivisor) {
   if (stopX < grid.width) throw err::Overflow();
 }
 
-void cImageProcessDIB::GrayScale_stand(cDIBSection& cTo) {
-  const PixelGrid grid = cTo.Grid();
+void ImageProcessor::GrayScaleStand(Picture& picture) {
+  const PixelGrid grid = picture.Grid();
   if (grid.Empty()) return;
   for (int32_t y = 0; y < grid.height; ++y) {
     uint8_t* p = grid.MemoryRow(y);
@@ -139,10 +139,10 @@ void cImageProcessDIB::GrayScale_stand(cDIBSection& cTo) {
   }
 }
 
-void cImageProcessDIB::SwapRedBlue(cDIBSection& cTo) {
+void ImageProcessor::SwapRedBlue(Picture& picture) {
   const uint32_t start = StartTick();
-  const PixelGrid grid = cTo.Grid();
-  const int32_t W = cTo.Width();
+  const PixelGrid grid = picture.Grid();
+  const int32_t W = picture.Width();
   RaiseInitProgress(W - 1);
   if (!grid.Empty()) {
     if (Events.Progress) {
@@ -161,8 +161,8 @@ void cImageProcessDIB::SwapRedBlue(cDIBSection& cTo) {
   RaiseComplete(start);
 }
 
-bool cImageProcessDIB::CheckForGreenBlue(const cDIBSection& cTo) {
-  const PixelGrid grid = cTo.Grid();
+bool ImageProcessor::CheckForGreenBlue(const Picture& picture) {
+  const PixelGrid grid = picture.Grid();
   if (grid.Empty()) return false;
   for (int32_t y = 0; y < grid.height; ++y) {
     const uint8_t* p = grid.MemoryRow(y);
@@ -173,8 +173,8 @@ bool cImageProcessDIB::CheckForGreenBlue(const cDIBSection& cTo) {
   return false;
 }
 
-void cImageProcessDIB::RemoveAnaglyphHues(cDIBSection& cTo) {
-  const PixelGrid grid = cTo.Grid();
+void ImageProcessor::RemoveAnaglyphHues(Picture& picture) {
+  const PixelGrid grid = picture.Grid();
   if (grid.Empty()) return;
   const int32_t W = grid.width;
   const int32_t H = grid.height;
@@ -205,14 +205,14 @@ void cImageProcessDIB::RemoveAnaglyphHues(cDIBSection& cTo) {
         for (int32_t row = y - 1; row <= y + 1; ++row) {
           for (int32_t k = 3; k <= 15; k += 3) sum += Byte(grid, i + k + c, row);
         }
-        Byte(grid, i + c, y) = CByte(sum / 15.0);
+        Byte(grid, i + c, y) = ToByteChecked(sum / 15.0);
       }
     }
   }
 }
 
-void cImageProcessDIB::ColourFromImage(cDIBSection& cTo) {
-  const PixelGrid grid = cTo.Grid();
+void ImageProcessor::ColourFromImage(Picture& picture) {
+  const PixelGrid grid = picture.Grid();
   if (grid.Empty()) return;
   RequireSharedPixels(grid.width, grid.height);
   const PixelArray& shared = gArrays.SharedPixels;
@@ -231,10 +231,10 @@ void cImageProcessDIB::ColourFromImage(cDIBSection& cTo) {
   }
 }
 
-void cImageProcessDIB::CorrectAnaglyph(cDIBSection& cTo, const PixelArray& ImgArray) {
-  (void)ImgArray;  // accepted for the callers' sake; the other picture is the one in SharedPixels
-  const PixelGrid grid = cTo.Grid();
-  const BlockSearch blocks(cTo.Width(), cTo.Height());
+void ImageProcessor::CorrectAnaglyph(Picture& picture, const PixelArray& values) {
+  (void)values;  // accepted for the callers' sake; the other picture is the one in SharedPixels
+  const PixelGrid grid = picture.Grid();
+  const BlockSearch blocks(picture.Width(), picture.Height());
   if (grid.Empty() || blocks.Empty()) return;
   RequireSharedPixels(grid.width, grid.height);
   const PixelArray& shared = gArrays.SharedPixels;
@@ -269,18 +269,18 @@ void cImageProcessDIB::CorrectAnaglyph(cDIBSection& cTo, const PixelArray& ImgAr
   }
 }
 
-void cImageProcessDIB::CorrectAnaglyphGrad(const cDIBSection& cLeft, const cDIBSection& cRight,
-                                           cDIBSection& cImgLeft, cDIBSection& cImgRight) {
-  const BlockSearch blocks(cLeft.Width(), cLeft.Height());
-  if (cLeft.DIBSectionBitsPtr() == nullptr || blocks.Empty()) return;
-  for (const cDIBSection* picture : {&cRight, static_cast<const cDIBSection*>(&cImgLeft),
-                                     static_cast<const cDIBSection*>(&cImgRight)}) {
+void ImageProcessor::CorrectAnaglyphGrad(const Picture& leftView, const Picture& rightView,
+                                           Picture& leftImage, Picture& rightImage) {
+  const BlockSearch blocks(leftView.Width(), leftView.Height());
+  if (leftView.Bits() == nullptr || blocks.Empty()) return;
+  for (const Picture* picture : {&rightView, static_cast<const Picture*>(&leftImage),
+                                     static_cast<const Picture*>(&rightImage)}) {
     RequireSameSize(*picture, blocks.W, blocks.H);
   }
-  const PixelGrid left = cLeft.Grid();
-  const PixelGrid right = cRight.Grid();
-  const PixelGrid imgLeft = cImgLeft.Grid();
-  const PixelGrid imgRight = cImgRight.Grid();
+  const PixelGrid left = leftView.Grid();
+  const PixelGrid right = rightView.Grid();
+  const PixelGrid imgLeft = leftImage.Grid();
+  const PixelGrid imgRight = rightImage.Grid();
   auto blueDifference = [](const PixelGrid& a, int32_t aOffset, const PixelGrid& b, int32_t bOffset,
                            int32_t by) {
     int64_t total = 0;

@@ -1,4 +1,4 @@
-// The measuring members of cImageProcessDIB: mean brightness figures, the blue-weighted centre,
+// The measuring members of ImageProcessor: mean brightness figures, the blue-weighted centre,
 // the vertical-gradient map and the search for the picture inside a uniform border. Correlate,
 // which takes caller arrays of any element type, lives with the other templates.
 
@@ -8,7 +8,7 @@
 
 #include "base/Numbers.h"
 #include "base/Seams.h"
-#include "imageproc/cImageProcessDIB.h"
+#include "imageproc/ImageProcessor.h"
 
 namespace qv {
 
@@ -22,12 +22,12 @@ double BrightnessDivisor(int32_t W, int32_t H) {
 
 }  // namespace
 
-void cImageProcessDIB::AssessBright(const cDIBSection& cTo, double& lAmount) {
+void ImageProcessor::AssessBright(const Picture& picture, double& amount) {
   const uint32_t start = StartTick();
-  const int32_t W = cTo.Width();
-  const int32_t H = cTo.Height();
-  const PixelGrid grid = cTo.ReadGrid();
-  lAmount = 0.0;
+  const int32_t W = picture.Width();
+  const int32_t H = picture.Height();
+  const PixelGrid grid = picture.ReadGrid();
+  amount = 0.0;
   RaiseInitProgress(W - 1);
   int64_t sum = 0;
   for (int32_t i = 0; i <= 3 * (W - 1); i += 3) {
@@ -37,17 +37,17 @@ void cImageProcessDIB::AssessBright(const cDIBSection& cTo, double& lAmount) {
     }
     RaiseProgress(i);
   }
-  lAmount = static_cast<double>(sum) / BrightnessDivisor(W, H);
+  amount = static_cast<double>(sum) / BrightnessDivisor(W, H);
   RaiseComplete(start);
 }
 
-void cImageProcessDIB::AssessRGB(const cDIBSection& cTo, double& RAmount, double& GAmount,
-                                 double& BAmount) {
+void ImageProcessor::AssessRGB(const Picture& picture, double& redAmount, double& greenAmount,
+                               double& blueAmount) {
   const uint32_t start = StartTick();
-  const int32_t W = cTo.Width();
-  const int32_t H = cTo.Height();
-  const PixelGrid grid = cTo.ReadGrid();
-  RAmount = GAmount = BAmount = 0.0;
+  const int32_t W = picture.Width();
+  const int32_t H = picture.Height();
+  const PixelGrid grid = picture.ReadGrid();
+  redAmount = greenAmount = blueAmount = 0.0;
   RaiseInitProgress(W - 1);
   int64_t red = 0, green = 0, blue = 0;
   for (int32_t i = 0; i <= 3 * (W - 1); i += 3) {
@@ -60,17 +60,17 @@ void cImageProcessDIB::AssessRGB(const cDIBSection& cTo, double& RAmount, double
     RaiseProgress(i);
   }
   const double divisor = BrightnessDivisor(W, H);
-  RAmount = static_cast<double>(red) / divisor;
-  GAmount = static_cast<double>(green) / divisor;
-  BAmount = static_cast<double>(blue) / divisor;
+  redAmount = static_cast<double>(red) / divisor;
+  greenAmount = static_cast<double>(green) / divisor;
+  blueAmount = static_cast<double>(blue) / divisor;
   RaiseComplete(start);
 }
 
-void cImageProcessDIB::Centre_Gravity(cDIBSection& cTo, int32_t /*xPos*/, int32_t /*yPos*/) {
+void ImageProcessor::CentreGravity(Picture& picture, int32_t /*xPos*/, int32_t /*yPos*/) {
   const uint32_t start = StartTick();
-  const int32_t W = cTo.Width();
-  const int32_t H = cTo.Height();
-  const PixelGrid grid = cTo.Grid();
+  const int32_t W = picture.Width();
+  const int32_t H = picture.Height();
+  const PixelGrid grid = picture.Grid();
   RaiseInitProgress(W - 1);
   double total = 0.0;
   int32_t sx = 0;  // signed 32-bit sums: a large bright picture overflows them (overflow error)
@@ -84,21 +84,21 @@ void cImageProcessDIB::Centre_Gravity(cDIBSection& cTo, int32_t /*xPos*/, int32_
     }
     RaiseProgress(3 * x);
   }
-  const int32_t cx = CLng(sx / (total + 1.0));
-  const int32_t cy = CLng(sy / (total + 1.0));
+  const int32_t cx = ToInt32Checked(sx / (total + 1.0));
+  const int32_t cy = ToInt32Checked(sy / (total + 1.0));
   if (cy >= 2 && cy < H - 3) {
     for (int32_t y = cy - 1; y <= cy + 1; ++y) grid.MemoryRow(y)[3 * cx + 2] = 255;
   }
   RaiseComplete(start);
 }
 
-void cImageProcessDIB::VertGrad(cDIBSection& cTo) {
+void ImageProcessor::VertGrad(Picture& picture) {
   const uint32_t start = StartTick();
-  const int32_t W = cTo.Width();
-  const int32_t H = cTo.Height();
+  const int32_t W = picture.Width();
+  const int32_t H = picture.Height();
   gArrays.SharedPixels.ReDim(3 * static_cast<int64_t>(W) + 1, H);
   RaiseInitProgress(W - 1);
-  const PixelGrid grid = cTo.Grid();
+  const PixelGrid grid = picture.Grid();
   constexpr int kAlike = 25;
   for (int32_t i = 0; i <= 3 * (W - 1); i += 3) {
     // Upwards, in place: row y - 1 already holds its 0 or 255 when row y is judged.
@@ -154,18 +154,18 @@ struct EdgeScan {
 };
 
 int32_t AreaOf(int32_t a, int32_t b, int32_t c, int32_t d) {
-  return CLng(static_cast<double>(std::abs(int64_t{a} - b)) *
+  return ToInt32Checked(static_cast<double>(std::abs(int64_t{a} - b)) *
               static_cast<double>(std::abs(int64_t{c} - d)));
 }
 
 }  // namespace
 
-void cImageProcessDIB::FindCropRegion(const cDIBSection& cTo, int32_t& cLeft, int32_t& cRight,
-                                      int32_t& Ctop, int32_t& Cbottom, int32_t Sdx, int32_t Sdy) {
+void ImageProcessor::FindCropRegion(const Picture& picture, int32_t& cropLeft, int32_t& cropRight,
+                                    int32_t& cropTop, int32_t& cropBottom, int32_t stepX, int32_t stepY) {
   const uint32_t start = StartTick();
-  const int32_t W = cTo.Width();
-  const int32_t H = cTo.Height();
-  const PixelGrid grid = cTo.ReadGrid();
+  const int32_t W = picture.Width();
+  const int32_t H = picture.Height();
+  const PixelGrid grid = picture.ReadGrid();
   RaiseInitProgress(W - 1);
 
   // A byte of the picture; positions outside it are the caller's error.
@@ -178,18 +178,18 @@ void cImageProcessDIB::FindCropRegion(const cDIBSection& cTo, int32_t& cLeft, in
 
   // The sample point is given in twips from the top-left corner of the picture as shown at one
   // screen pixel per picture pixel.
-  const double sx = 3.0 * (Sdx / Screen().TwipsPerPixelX());
-  const double sy = (H - 1) - Sdy / Screen().TwipsPerPixelY();
-  const int64_t row = CLng(sy);
-  const int32_t refB = byteAt(CLng(sx), row);
-  const int32_t refG = byteAt(CLng(sx + 1.0), row);
-  const int32_t refR = byteAt(CLng(sx + 2.0), row);
+  const double sx = 3.0 * (stepX / Screen().TwipsPerPixelX());
+  const double sy = (H - 1) - stepY / Screen().TwipsPerPixelY();
+  const int64_t row = ToInt32Checked(sy);
+  const int32_t refB = byteAt(ToInt32Checked(sx), row);
+  const int32_t refG = byteAt(ToInt32Checked(sx + 1.0), row);
+  const int32_t refR = byteAt(ToInt32Checked(sx + 2.0), row);
 
   const std::optional<std::string> answer = Messages().InputBox(
       "Please enter tolerance (0-255). A higher tolerance will remove more of the border but if it "
       "is set too high may remove too much of the picture.",
       kAppName, "50");
-  const int32_t tol = CLng(Int(Val(answer.value_or(""))));
+  const int32_t tol = ToInt32Checked(Floor(LeadingNumber(answer.value_or(""))));
 
   auto isBorder = [&](int32_t x, int32_t y) {
     const int32_t b = byteAt(3 * int64_t{x}, y);
@@ -199,47 +199,47 @@ void cImageProcessDIB::FindCropRegion(const cDIBSection& cTo, int32_t& cLeft, in
            r < refR + tol;
   };
 
-  EdgeScan left, right, bottom, top;
+  EdgeScan leftEdge, rightEdge, bottomEdge, topEdge;
   for (int32_t y = 0; y < H; ++y) {
-    left.Step(y, isBorder(1, y));
-    right.Step(y, isBorder(W - 2, y));
+    leftEdge.Step(y, isBorder(1, y));
+    rightEdge.Step(y, isBorder(W - 2, y));
   }
-  left.Finish(H - 1);
-  right.Finish(H - 1);
+  leftEdge.Finish(H - 1);
+  rightEdge.Finish(H - 1);
   for (int32_t x = 0; x < W; ++x) {
-    bottom.Step(x, isBorder(x, 1));
-    top.Step(x, isBorder(x, H - 2));
+    bottomEdge.Step(x, isBorder(x, 1));
+    topEdge.Step(x, isBorder(x, H - 2));
   }
-  bottom.Finish(W - 1);
-  top.Finish(W - 1);
+  bottomEdge.Finish(W - 1);
+  topEdge.Finish(W - 1);
 
-  const int32_t a1 = AreaOf(top.first, top.last, left.last, left.first);
-  const int32_t a2 = AreaOf(bottom.first, bottom.last, right.last, right.first);
-  const int32_t a3 = AreaOf(top.last, bottom.first, right.first, left.last);
-  const int32_t a4 = AreaOf(top.first, bottom.last, left.first, right.last);
+  const int32_t a1 = AreaOf(topEdge.first, topEdge.last, leftEdge.last, leftEdge.first);
+  const int32_t a2 = AreaOf(bottomEdge.first, bottomEdge.last, rightEdge.last, rightEdge.first);
+  const int32_t a3 = AreaOf(topEdge.last, bottomEdge.first, rightEdge.first, leftEdge.last);
+  const int32_t a4 = AreaOf(topEdge.first, bottomEdge.last, leftEdge.first, rightEdge.last);
   if (a1 > a2 && a1 > a3 && a1 > a4) {
-    cLeft = top.first;
-    cRight = top.last;
-    Ctop = (H - 1) - left.last;
-    Cbottom = (H - 1) - left.first;
+    cropLeft = topEdge.first;
+    cropRight = topEdge.last;
+    cropTop = (H - 1) - leftEdge.last;
+    cropBottom = (H - 1) - leftEdge.first;
   }
   if (a2 > a1 && a2 > a3 && a2 > a4) {
-    cLeft = bottom.first;
-    cRight = bottom.last;
-    Ctop = (H - 1) - right.last;
-    Cbottom = (H - 1) - right.first;
+    cropLeft = bottomEdge.first;
+    cropRight = bottomEdge.last;
+    cropTop = (H - 1) - rightEdge.last;
+    cropBottom = (H - 1) - rightEdge.first;
   }
   if (a3 > a1 && a3 > a2 && a3 > a4) {
-    cLeft = bottom.first;
-    cRight = top.last;
-    Ctop = (H - 1) - left.last;
-    Cbottom = (H - 1) - right.first;
+    cropLeft = bottomEdge.first;
+    cropRight = topEdge.last;
+    cropTop = (H - 1) - leftEdge.last;
+    cropBottom = (H - 1) - rightEdge.first;
   }
   if (a4 > a1 && a4 > a2 && a4 > a3) {
-    cLeft = top.first;
-    cRight = bottom.last;
-    Ctop = (H - 1) - right.last;
-    Cbottom = (H - 1) - left.first;
+    cropLeft = topEdge.first;
+    cropRight = bottomEdge.last;
+    cropTop = (H - 1) - rightEdge.last;
+    cropBottom = (H - 1) - leftEdge.first;
   }
   RaiseComplete(start);
 }

@@ -10,8 +10,8 @@
 #include "display/LineCodes.h"
 #include "image/FrameBuffers.h"
 #include "playback/Surfaces.h"
-#include "stereo/LoadPics.h"
-#include "stereo/SavePics.h"
+#include "stereo/Decoders.h"
+#include "stereo/Composers.h"
 
 namespace qv {
 
@@ -104,27 +104,27 @@ void RestoreRefreshRate() {
   gConfiguredRefreshRate.reset();
 }
 
-DibRef Empty() {
-  return std::make_shared<cDIBSection>();
+PictureRef Empty() {
+  return std::make_shared<Picture>();
 }
 
-void Init_OpenGL(PlaybackRequest& request, int32_t width, int32_t height) {
+void InitOpenGL(PlaybackRequest& request, int32_t width, int32_t height) {
   try {
-    DibRef start, end;
+    PictureRef start, end;
     switch (request.OutputMethod) {
       case 1:
-        start = CreateLineCode(LineCode::Linecode_Eye_Sync);
-        end = CreateLineCode(LineCode::Linecode_Eye_Off);
+        start = CreateLineCode(LineCode::EyeSync);
+        end = CreateLineCode(LineCode::EyeOff);
         HalveRefreshRate();
         break;
       case 7:
-        start = CreateLineCode(LineCode::Linecode_ED_Sync);
-        end = CreateLineCode(LineCode::Linecode_ED_Off);
+        start = CreateLineCode(LineCode::EDSync);
+        end = CreateLineCode(LineCode::EDOff);
         HalveRefreshRate();
         break;
       case 5:
-        start = CreateLineCode(LineCode::Linecode_ED_Interlace);
-        end = CreateLineCode(LineCode::Linecode_ED_Off);
+        start = CreateLineCode(LineCode::EDInterlace);
+        end = CreateLineCode(LineCode::EDOff);
         break;
       case 8:
         start = end = gFrames.OutputFrame;
@@ -145,7 +145,7 @@ void Init_OpenGL(PlaybackRequest& request, int32_t width, int32_t height) {
   }
 }
 
-void Init_NVidia(PlaybackRequest& request, int32_t width, int32_t height) {
+void InitNVidia(PlaybackRequest& request, int32_t width, int32_t height) {
   try {
     if (request.OutputMethod != 6) {
       MsgBox("Invalid output method.");
@@ -160,11 +160,11 @@ void Init_NVidia(PlaybackRequest& request, int32_t width, int32_t height) {
   }
 }
 
-void Init_Blit_Fullscreen(PlaybackRequest& request, int32_t width, int32_t height) {
+void InitBlitFullscreen(PlaybackRequest& request, int32_t width, int32_t height) {
   try {
     const bool lineCodes = request.OutputMethod == 5;
-    const DibRef start = lineCodes ? CreateLineCode(LineCode::Linecode_ED_Interlace) : Empty();
-    const DibRef end = lineCodes ? CreateLineCode(LineCode::Linecode_ED_Off) : Empty();
+    const PictureRef start = lineCodes ? CreateLineCode(LineCode::EDInterlace) : Empty();
+    const PictureRef end = lineCodes ? CreateLineCode(LineCode::EDOff) : Empty();
     if (DisplaySurface* surface = InstalledSurface(SurfaceKind::Blit)) {
       surface->OpenDisplay(true, width, height, true, lineCodes, start, end);
     }
@@ -173,7 +173,7 @@ void Init_Blit_Fullscreen(PlaybackRequest& request, int32_t width, int32_t heigh
   }
 }
 
-void Init_Blit_Windowed(PlaybackRequest& request, int32_t width, int32_t height) {
+void InitBlitWindowed(PlaybackRequest& request, int32_t width, int32_t height) {
   try {
     if (DisplaySurface* surface = InstalledSurface(SurfaceKind::Blit)) {
       surface->OpenDisplay(false, width, height, true, false, gFrames.OutputFrame,
@@ -187,35 +187,35 @@ void Init_Blit_Windowed(PlaybackRequest& request, int32_t width, int32_t height)
 }  // namespace
 
 void OpenOutput(PlaybackRequest& request) {
-  const cDIBSection& frame = AutoCreate(gFrames.OutputFrame);
+  const Picture& frame = AutoCreate(gFrames.OutputFrame);
   const int32_t width = frame.Width();
   const int32_t height = frame.Height();
   switch (request.OutputMethod) {
     case 1:
     case 7:
     case 8:
-      Init_OpenGL(request, width, height);
+      InitOpenGL(request, width, height);
       break;
     case 2:
     case 3:
     case 4:
       if (request.Fullscreen) {
-        Init_Blit_Fullscreen(request, width, height);
+        InitBlitFullscreen(request, width, height);
       } else {
-        Init_Blit_Windowed(request, width, height);
+        InitBlitWindowed(request, width, height);
       }
       break;
     case 5:
       if (!request.Fullscreen) {
-        Init_Blit_Windowed(request, width, height);
+        InitBlitWindowed(request, width, height);
       } else if (gDisplay.InterlaceViaOpenGL) {
-        Init_OpenGL(request, width, height);
+        InitOpenGL(request, width, height);
       } else {
-        Init_Blit_Fullscreen(request, width, height);
+        InitBlitFullscreen(request, width, height);
       }
       break;
     case 6:
-      Init_NVidia(request, width, height);
+      InitNVidia(request, width, height);
       break;
     default:
       ReportInvalidMethod(request);
@@ -231,7 +231,7 @@ bool PutFrame(PlaybackRequest& request, bool flag) {
   }
   DisplaySurface* surface = GetDisplaySurface(*kind);
   if (surface == nullptr) return false;
-  const cDIBSection& frame = AutoCreate(gFrames.OutputFrame);
+  const Picture& frame = AutoCreate(gFrames.OutputFrame);
   switch (*kind) {
     case SurfaceKind::OpenGL:
       surface->PutImage(frame, request.OutputMethod == 8, flag);

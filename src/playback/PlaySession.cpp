@@ -7,8 +7,8 @@
 #include "base/Seams.h"
 #include "image/BufferHelpers.h"
 #include "image/FrameBuffers.h"
-#include "playback/CTime.h"
-#include "playback/Callback.h"
+#include "base/HighResTimer.h"
+#include "playback/DisplayEvents.h"
 #include "playback/OutputDispatch.h"
 #include "playback/SessionState.h"
 #include "playback/SoundTrack.h"
@@ -90,7 +90,7 @@ void RunSession(PlaybackRequest& request) {
   gSession.StopRequested = false;
   const bool passThrough = CanPassThrough(request);
 
-  gFrames.SourceFrame = std::make_shared<cDIBSection>();
+  gFrames.SourceFrame = std::make_shared<Picture>();
   if (!gFrames.SourceFrame->CreateToOverwrite(gVideo.FrameFormat.biWidth,
                                               gVideo.FrameFormat.biHeight)) {
     MsgBox(kNoMemoryForFrames);

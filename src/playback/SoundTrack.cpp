@@ -10,7 +10,7 @@
 #include "base/Error.h"
 #include "base/Numbers.h"
 #include "base/Seams.h"
-#include "playback/CTime.h"
+#include "base/HighResTimer.h"
 #include "playback/SessionState.h"
 #include "playback/SoundPlayer.h"
 
@@ -33,7 +33,7 @@ struct SoundState {
   bool graphPlaying = false;             // StartGraphAt has run on this graph
   std::unique_ptr<SoundPlayer> device1;  // source 1: the device opened as "1"
   bool device1Playing = false;
-  std::optional<CTime> AudioClock;  // source 0
+  std::optional<HighResTimer> AudioClock;  // source 0
   double audioClockFrequency = 0.0;
   CarriedClock carried;
   SoundClock* clock = nullptr;
@@ -72,7 +72,7 @@ double PacingPosition(int16_t source) {
   const CarriedClock& carried = State().carried;
   if (carried.active) {
     const double seconds = carried.originSeconds + (Clock().Now() - carried.originTime);
-    return source == 3 ? seconds : Int(seconds * 1000.0);
+    return source == 3 ? seconds : Floor(seconds * 1000.0);
   }
   if (source == 3) return GraphPosition();
   return PlayingTrack(1) != nullptr ? PositionMs() : -1.0;
@@ -130,7 +130,7 @@ void FollowSound(int16_t source, const PlaybackRequest& request, int32_t& frame)
 // Source 0: 1 / FrameRate seconds after PerfTimer was last started.
 void WaitForClock(const PlaybackRequest& request) {
   SoundState& s = State();
-  CTime& timer = gTiming.PerfTimer;
+  HighResTimer& timer = gTiming.PerfTimer;
   if (request.FrameRate > 0.0) {
     for (;;) {
       timer.StopTimer();
@@ -169,7 +169,7 @@ bool StartAudio(PlaybackRequest& request) {
         s.AudioClock->StartTimer();
         return true;
       case 1: {
-        const int32_t startMs = CLng(Int(request.StartOffset * 1000.0 / request.FrameRate));
+        const int32_t startMs = ToInt32Checked(Floor(request.StartOffset * 1000.0 / request.FrameRate));
         const int32_t result = PlayFile(request.AudioFile, startMs, "notify");
         if (result == kPlayStarted) return true;
         if (result == kPlayNoSound) return false;
@@ -330,7 +330,7 @@ void StopAndClose() {
 int32_t PositionMs() {
   SoundPlayer* device = PlayingTrack(1);
   if (device == nullptr) return 0;
-  const double ms = Int(device->Status().heardSeconds * 1000.0);
+  const double ms = Floor(device->Status().heardSeconds * 1000.0);
   return static_cast<int32_t>(std::min(ms, double{std::numeric_limits<int32_t>::max()}));
 }
 

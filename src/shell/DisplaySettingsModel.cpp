@@ -114,20 +114,20 @@ bool DisplaySettingsModel::SetVertOffset(int value) {
 // sixth on ("640 x480", "1280x1024").
 void DisplaySettingsModel::OnResolution() {
   const std::string text = resolutions_.Text();
-  config_.ScreenWidth = ValToInt32(Val(text.substr(0, 4)));
-  config_.ScreenHeight = ValToInt32(Val(text.size() > 5 ? text.substr(5) : std::string()));
+  config_.ScreenWidth = ValToInt32(LeadingNumber(text.substr(0, 4)));
+  config_.ScreenHeight = ValToInt32(LeadingNumber(text.size() > 5 ? text.substr(5) : std::string()));
   megaPixelCaption_ =
       OneDecimal(static_cast<double>(config_.ScreenWidth) * config_.ScreenHeight / 1000000.0) +
       " Megapixel(s)";
 }
 
 void DisplaySettingsModel::OnDepth() {
-  config_.ColourDepth = ValToInt32(Val(depths_.Text().substr(0, 2)));
+  config_.ColourDepth = ValToInt32(LeadingNumber(depths_.Text().substr(0, 2)));
 }
 
 void DisplaySettingsModel::OnRefresh() {
   const std::string text = refreshes_.Text();
-  config_.RefreshRate = text == "Default" ? -1 : ValToInt32(Val(text));
+  config_.RefreshRate = text == "Default" ? -1 : ValToInt32(LeadingNumber(text));
 }
 
 void DisplaySettingsModel::OnVertOffset() {
@@ -156,7 +156,7 @@ void DisplaySettingsModel::Confirm(SettingsStore& store) {
 
 void LoadSettings(SettingsStore& store, DisplaySettingsModel& dialog, DisplayConfig& config) {
   try {
-    config.GlassesType = CIntFromText(
+    config.GlassesType = ToInt16FromText(
         store.GetSetting(settings::kGlassesSection, settings::kGlassesKey, settings::kGlassesDefault));
   } catch (const AppError&) {
   }
@@ -168,7 +168,7 @@ void LoadSettings(SettingsStore& store, DisplaySettingsModel& dialog, DisplayCon
   dialog.SetResolutionText(store.GetSetting(settings::kModeSection, settings::kResolutionKey,
                                             settings::kResolutionDefault));
   try {
-    dialog.SetVertOffset(CIntFromText(store.GetSetting(
+    dialog.SetVertOffset(ToInt16FromText(store.GetSetting(
         settings::kOptionsSection, settings::kVertFactorKey, settings::kVertFactorDefault)));
   } catch (const AppError&) {
   }

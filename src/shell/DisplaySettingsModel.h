@@ -59,7 +59,7 @@ class DisplaySettingsModel {
   bool SetVertOffset(int value);
 
   int VertOffsetValue() const { return vertOffset_; }
-  const std::string& VertOffsetText() const { return vertOffsetText_; }  // txtVertOffset
+  const std::string& VertOffsetText() const { return vertOffsetText_; }
   const std::string& MegaPixelCaption() const { return megaPixelCaption_; }
 
   // OK: takes the glasses type from the selected item, writes the five settings and, for shutter

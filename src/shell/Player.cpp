@@ -13,13 +13,13 @@
 #include "base/Error.h"
 #include "base/Seams.h"
 #include "display/QtSeams.h"
-#include "display/frmBltSurface.h"
+#include "display/BlitSurface.h"
 #include "playback/Surfaces.h"
 #include "shell/Artwork.h"
 #include "shell/DisplaySettingsModel.h"
-#include "shell/FrmMain.h"
-#include "shell/GUI.h"
-#include "shell/GlassesSet.h"
+#include "shell/MainWindow.h"
+#include "shell/ControlBar.h"
+#include "shell/DisplaySettingsDialog.h"
 #include "shell/QtSeams.h"
 #include "shell/SettingsStore.h"
 #include "shell/Startup.h"
@@ -104,26 +104,26 @@ int RunPlayer(int argc, char** argv, const std::string& file) {
 
   int status = 0;
   {
-    FrmMain main;
+    MainWindow main;
     messages.SetParent(&main);
     SettingsStore store;
     DisplaySettingsModel model;
     StartEngine(store, model);
-    GlassesSet glassesSet(model, store, &main);
+    DisplaySettingsDialog glassesSet(model, store, &main);
     main.SetSettingsDialog(&glassesSet);
 
-    BltSurface().SetTarget(main.PictureArea());
-    SetDisplaySurface(SurfaceKind::Blit, &BltSurface());
+    TheBlitSurface().SetTarget(main.PictureArea());
+    SetDisplaySurface(SurfaceKind::Blit, &TheBlitSurface());
 
     // The window and the bar under it start in the middle of the screen.
     if (const QScreen* primary = QGuiApplication::primaryScreen()) {
       const QRect free = primary->availableGeometry();
       main.move(free.center() -
-                QPoint(main.width() / 2, (main.height() + main.Gui().height()) / 2));
+                QPoint(main.width() / 2, (main.height() + main.Bar().height()) / 2));
     }
     main.show();
-    main.Gui().show();
-    main.GUI_Track();
+    main.Bar().show();
+    main.TrackControlBar();
     if (!file.empty()) {
       // Dropped files come with their full path; so does this one.
       const QString name = QFileInfo(QString::fromStdString(file)).absoluteFilePath();
@@ -132,8 +132,8 @@ int RunPlayer(int argc, char** argv, const std::string& file) {
     status = QApplication::exec();
 
     SetDisplaySurface(SurfaceKind::Blit, nullptr);
-    BltSurface().CloseDisplay();
-    BltSurface().SetTarget(nullptr);
+    TheBlitSurface().CloseDisplay();
+    TheBlitSurface().SetTarget(nullptr);
   }
   SetMessageSink(nullptr);
   SetClipboardHook(nullptr);

@@ -247,9 +247,9 @@ bool IsJpegData(const std::vector<uint8_t>& bytes) {
 
 }  // namespace
 
-std::optional<StdPicture> LoadPicture(const std::string& fileName, std::string* failure) {
+std::optional<LoadedPicture> LoadPicture(const std::string& fileName, std::string* failure) {
   std::string why;
-  auto fail = [&]() -> std::optional<StdPicture> {
+  auto fail = [&]() -> std::optional<LoadedPicture> {
     if (failure != nullptr) *failure = why;
     return std::nullopt;
   };
@@ -257,7 +257,7 @@ std::optional<StdPicture> LoadPicture(const std::string& fileName, std::string* 
   if (!bytes) return fail();
   const FramePtr frame = DecodeFirstPicture(*bytes, nullptr, why);
   if (!frame) return fail();
-  StdPicture picture;
+  LoadedPicture picture;
   picture.width = frame->width;
   picture.height = frame->height;
   picture.pixels.resize(static_cast<size_t>(frame->width) * frame->height);
@@ -269,14 +269,14 @@ std::optional<StdPicture> LoadPicture(const std::string& fileName, std::string* 
   return picture;
 }
 
-bool LoadStereoStill(DibRef& frame, const std::string& fileName) {
+bool LoadStereoStill(PictureRef& frame, const std::string& fileName) {
   std::string why;
   const auto bytes = ReadWholeFile(fileName, why);
   if (!bytes || !IsJpegData(*bytes)) return false;
   const FramePtr decoded = DecodeFirstPicture(
       *bytes, [](AVCodecID id) { return id == AV_CODEC_ID_MJPEG || id == AV_CODEC_ID_JPEGLS; }, why);
   if (!decoded) return false;
-  auto picture = std::make_shared<cDIBSection>();
+  auto picture = std::make_shared<Picture>();
   if (!picture->Create(decoded->width, decoded->height)) return false;
   const PixelGrid grid = picture->Grid();
   const bool converted = ConvertRows(*decoded, AV_PIX_FMT_BGR24, [&](int32_t y, const uint8_t* pixels) {

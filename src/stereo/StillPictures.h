@@ -14,8 +14,8 @@
 #include <optional>
 #include <string>
 
-#include "image/StdPicture.h"
-#include "image/cDIBSection.h"
+#include "image/LoadedPicture.h"
+#include "image/Picture.h"
 
 namespace qv {
 
@@ -25,11 +25,11 @@ inline constexpr int64_t kMaxStillFileBytes = int64_t{256} << 20;
 // The first picture of fileName, in any image format FFmpeg decodes (JPEG, PNG, BMP, GIF, TIFF,
 // WebP, ...). Nothing when the file cannot be read or decoded; `failure`, when given, then receives
 // a sentence for the user saying why.
-std::optional<StdPicture> LoadPicture(const std::string& fileName, std::string* failure = nullptr);
+std::optional<LoadedPicture> LoadPicture(const std::string& fileName, std::string* failure = nullptr);
 
 // The stereo still loader for JPS and H3D files: decodes the JPEG picture of fileName into a new
 // 24-bit picture and lets `frame` refer to it; true on success. On failure `frame` is left as it
 // was and the result is false.
-bool LoadStereoStill(DibRef& frame, const std::string& fileName);
+bool LoadStereoStill(PictureRef& frame, const std::string& fileName);
 
 }  // namespace qv

@@ -8,9 +8,9 @@
 #include "base/Seams.h"
 #include "image/BufferHelpers.h"
 #include "image/FrameBuffers.h"
-#include "image/cDib.h"
-#include "imageproc/cImageProcessDIB.h"
-#include "stereo/LoadPics.h"
+#include "image/BitmapFile.h"
+#include "imageproc/ImageProcessor.h"
+#include "stereo/Decoders.h"
 
 namespace qv {
 
@@ -24,7 +24,7 @@ constexpr const char* kNoDecompressor = "No suitable decompressor found for this
 constexpr const char* kUnableToOpen = "Unable to open AVI file.";
 
 // The sum of absolute byte differences between the two views.
-int32_t ViewDifference(cImageProcessDIB& processor) {
+int32_t ViewDifference(ImageProcessor& processor) {
   processor.CopyToArray(Deref(gFrames.StereoViews[0]));
   int32_t sum = 0;
   processor.Correlate(Deref(gFrames.StereoViews[1]), gArrays.SharedPixels, sum);
@@ -34,24 +34,24 @@ int32_t ViewDifference(cImageProcessDIB& processor) {
 // Raises the lower view by `rows` (> 0: rows cut off the top of view 1; < 0: off view 0), then
 // crops both views to their common size, keeping their top-left corners.
 void ShiftViews(int32_t rows) {
-  DibRef& cut = gFrames.StereoViews[rows >= 0 ? 1 : 0];
+  PictureRef& cut = gFrames.StereoViews[rows >= 0 ? 1 : 0];
   const int32_t drop = std::abs(rows);
-  const cDIBSection& view = Deref(cut);
+  const Picture& view = Deref(cut);
   CropDIB(cut, cut, view.Height() - drop, view.Width(), 0, drop, true);
   const int32_t width =
       std::min(Deref(gFrames.StereoViews[0]).Width(), Deref(gFrames.StereoViews[1]).Width());
   const int32_t height =
       std::min(Deref(gFrames.StereoViews[0]).Height(), Deref(gFrames.StereoViews[1]).Height());
-  for (DibRef& v : gFrames.StereoViews) CropDIB(v, v, height, width, 0, 0, true);
+  for (PictureRef& v : gFrames.StereoViews) CropDIB(v, v, height, width, 0, 0, true);
 }
 
 }  // namespace
 
 void DetectLayout(PackedFrameGetter& getter, int32_t first, int32_t length, int16_t& layout) {
-  const int32_t step = CLng(length / 4.0);
+  const int32_t step = ToInt32Checked(length / 4.0);
   layout = kLayout2D;
-  cImageProcessDIB processor;
-  cDib unpacker;
+  ImageProcessor processor;
+  BitmapFile unpacker;
   for (int32_t k = 1; k <= kSampleFrames; ++k) {
     const uint8_t* packed = getter.GetFrame(first + k * step);
     if (packed == nullptr) continue;  // past the end of a short stream, or undecodable
@@ -64,7 +64,7 @@ void DetectLayout(PackedFrameGetter& getter, int32_t first, int32_t length, int1
       LoadAboveBelow(0, false);  // every trial starts from fresh halves
       if (shift != 0) {
         ShiftViews(static_cast<int32_t>(
-            Int(shift * static_cast<double>(Deref(gFrames.StereoViews[0]).Height()) / 100.0)));
+            Floor(shift * static_cast<double>(Deref(gFrames.StereoViews[0]).Height()) / 100.0)));
       }
       const int32_t aboveBelow = ViewDifference(processor);
       if (shift == 0 && aboveBelow > kDecisionFactor * parallel) {

@@ -6,8 +6,8 @@
 #include <mutex>
 #include <string>
 
-#include "image/cDIBSection.h"
-#include "video/AviSynthBridge.h"
+#include "image/Picture.h"
+#include "video/ScriptBridge.h"
 #include "video/FrameConverter.h"
 
 extern "C" {

@@ -58,7 +58,7 @@ void CloseVideo() {
   gVideo.FrameGetter.reset();
 }
 
-bool FetchFrame(int32_t frame, cDIBSection& into) {
+bool FetchFrame(int32_t frame, Picture& into) {
   VideoFile* file = gVideo.FrameGetter.get();
   const BitmapInfoHeader& format = gVideo.FrameFormat;
   if (file == nullptr || into.Width() != format.biWidth || into.Height() != format.biHeight ||

@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "image/BitmapFormat.h"
-#include "image/cDIBSection.h"
+#include "image/Picture.h"
 #include "playback/PlaybackRequest.h"
 #include "video/VideoFile.h"
 
@@ -66,7 +66,7 @@ void CloseVideo();
 // FrameFormat's size. Returns false, without telling the user, when no video is open, the number
 // lies outside the stream, `into` has another size, or the frame cannot be decoded (damaged or
 // truncated file): the caller decides what a missing frame means.
-bool FetchFrame(int32_t frame, cDIBSection& into);
+bool FetchFrame(int32_t frame, Picture& into);
 
 // Opens fileName on its own, publishes FrameCount and StreamFrameRate, guesses the stereo layout
 // (3 = 2D, 5 = Parallel, 1 = Above/Below) into `layout` and returns the number of frames; leaves

@@ -21,20 +21,20 @@ TEST(Numbers, RoundsHalvesToEven) {
   EXPECT_EQ(RoundHalfEven(-3.5), -4);
   EXPECT_EQ(RoundHalfEven(0.49999999), 0);
   EXPECT_EQ(RoundHalfEven(180.285), 180);
-  EXPECT_EQ(CLng(641 / 2.0), 320);
-  EXPECT_EQ(CLng(643 / 2.0), 322);
-  EXPECT_EQ(Int(-0.5), -1);
-  EXPECT_EQ(Int(2.999), 2);
+  EXPECT_EQ(ToInt32Checked(641 / 2.0), 320);
+  EXPECT_EQ(ToInt32Checked(643 / 2.0), 322);
+  EXPECT_EQ(Floor(-0.5), -1);
+  EXPECT_EQ(Floor(2.999), 2);
 }
 
 TEST(Numbers, ByteConversionRaisesOverflowOutsideTheByteRange) {
-  EXPECT_EQ(CByte(254.5), 254);
-  EXPECT_EQ(CByte(-0.5), 0);  // rounds to 0
-  EXPECT_EQ(ErrorNumberOf([] { CByte(255.5); }), err::kOverflow);
-  EXPECT_EQ(ErrorNumberOf([] { CByte(-0.51); }), err::kOverflow);
-  EXPECT_EQ(ErrorNumberOf([] { CByte(int64_t{256}); }), err::kOverflow);
-  EXPECT_EQ(ErrorNumberOf([] { CLng(2147483647.5); }), err::kOverflow);
-  EXPECT_EQ(ErrorNumberOf([] { CInt(std::nan("")); }), err::kOverflow);
+  EXPECT_EQ(ToByteChecked(254.5), 254);
+  EXPECT_EQ(ToByteChecked(-0.5), 0);  // rounds to 0
+  EXPECT_EQ(ErrorNumberOf([] { ToByteChecked(255.5); }), err::kOverflow);
+  EXPECT_EQ(ErrorNumberOf([] { ToByteChecked(-0.51); }), err::kOverflow);
+  EXPECT_EQ(ErrorNumberOf([] { ToByteChecked(int64_t{256}); }), err::kOverflow);
+  EXPECT_EQ(ErrorNumberOf([] { ToInt32Checked(2147483647.5); }), err::kOverflow);
+  EXPECT_EQ(ErrorNumberOf([] { ToInt16Checked(std::nan("")); }), err::kOverflow);
   EXPECT_EQ(StoreByte(300), 44);
   EXPECT_EQ(StoreByte(-1), 255);
 }
@@ -45,23 +45,23 @@ TEST(Numbers, CheckedAddStopsPastTheSigned32BitRange) {
 }
 
 TEST(Numbers, ValTakesTheLeadingNumber) {
-  EXPECT_EQ(Val("32 bit"), 32);
-  EXPECT_EQ(Val("640 "), 640);
-  EXPECT_EQ(Val("x480"), 0);
-  EXPECT_EQ(Val("  -4.5x"), -4.5);
-  EXPECT_EQ(Val(""), 0);
-  EXPECT_EQ(Val("1e3"), 1000);
-  EXPECT_EQ(Val("."), 0);
+  EXPECT_EQ(LeadingNumber("32 bit"), 32);
+  EXPECT_EQ(LeadingNumber("640 "), 640);
+  EXPECT_EQ(LeadingNumber("x480"), 0);
+  EXPECT_EQ(LeadingNumber("  -4.5x"), -4.5);
+  EXPECT_EQ(LeadingNumber(""), 0);
+  EXPECT_EQ(LeadingNumber("1e3"), 1000);
+  EXPECT_EQ(LeadingNumber("."), 0);
 }
 
 TEST(Numbers, WholeTextToIntegerFollowsTheConversionRules) {
-  EXPECT_EQ(CIntFromText(" 7 "), 7);
-  EXPECT_EQ(CIntFromText("4.5"), 4);
-  EXPECT_EQ(CIntFromText("5.5"), 6);
-  EXPECT_EQ(ErrorNumberOf([] { CIntFromText("abc"); }), err::kTypeMismatch);
-  EXPECT_EQ(ErrorNumberOf([] { CIntFromText("5 glasses"); }), err::kTypeMismatch);
-  EXPECT_EQ(ErrorNumberOf([] { CIntFromText(""); }), err::kTypeMismatch);
-  EXPECT_EQ(ErrorNumberOf([] { CIntFromText("99999"); }), err::kOverflow);
+  EXPECT_EQ(ToInt16FromText(" 7 "), 7);
+  EXPECT_EQ(ToInt16FromText("4.5"), 4);
+  EXPECT_EQ(ToInt16FromText("5.5"), 6);
+  EXPECT_EQ(ErrorNumberOf([] { ToInt16FromText("abc"); }), err::kTypeMismatch);
+  EXPECT_EQ(ErrorNumberOf([] { ToInt16FromText("5 glasses"); }), err::kTypeMismatch);
+  EXPECT_EQ(ErrorNumberOf([] { ToInt16FromText(""); }), err::kTypeMismatch);
+  EXPECT_EQ(ErrorNumberOf([] { ToInt16FromText("99999"); }), err::kOverflow);
 }
 
 TEST(Errors, SystemErrorsKeepTheirTextAndCommonNumbers) {

@@ -12,7 +12,7 @@
 
 #include <sys/wait.h>
 
-#include "image/cDib.h"
+#include "image/BitmapFile.h"
 #include "support/TestSupport.h"
 #include "video/MediaSupport.h"
 
@@ -43,20 +43,20 @@ class Cli : public ::testing::Test {
     return s.str();
   }
   // `quorvex render` of one frame of `input` (a quoted path) with the options; null on failure.
-  DibRef Render(const std::string& input, const std::string& options) {
+  PictureRef Render(const std::string& input, const std::string& options) {
     if (Run("render " + input + " -o " + Out("frame.bmp") + " " + options) != 0) {
       ADD_FAILURE() << "render " << options << ": " << Read("err.txt");
       return nullptr;
     }
-    cDib dib;
+    BitmapFile dib;
     if (!dib.CreateFromFile(home_.File("frame.bmp"))) return nullptr;
-    auto picture = std::make_shared<cDIBSection>();
+    auto picture = std::make_shared<Picture>();
     picture->Create(dib.Width(), dib.Height());
     dib.CopyToSection(*picture);
     return picture;
   }
   // The video frames of a file in the home folder, decoded by ffmpeg.
-  std::vector<DibRef> Frames(const std::string& name, int width, int height) {
+  std::vector<PictureRef> Frames(const std::string& name, int width, int height) {
     if (Ffmpeg("-i " + Out(name) + " -map 0:v -f rawvideo -pix_fmt bgr24 " + Out("frames.bgr")))
       return {};
     return ReadRawFrames(home_.File("frames.bgr"), width, height);

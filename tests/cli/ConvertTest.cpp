@@ -51,7 +51,7 @@ class Convert : public test::Cli {
     const auto frames = Frames(name, 160, 120);
     ASSERT_EQ(frames.size(), static_cast<size_t>(count));
     for (int n = 0; n < count; ++n) {
-      const DibRef expected =
+      const PictureRef expected =
           Render(Out("sound.mkv"), options + " --frame " + std::to_string(first + n));
       ASSERT_NE(expected, nullptr);
       EXPECT_TRUE(test::SamePicture(*frames[n], *expected)) << "frame " << first + n;

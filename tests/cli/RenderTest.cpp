@@ -29,7 +29,7 @@ TEST_F(Cli, RenderComposesTheFrameAsPlaybackWould) {
   ASSERT_EQ(sbs.size(), 10u);
 
   // Above/below, frame 3, side by side: upper half on the left, lower half on the right.
-  DibRef rendered =
+  PictureRef rendered =
       Render(In("ab_scene.mkv"), "--format above-below --method side-by-side --frame 3");
   ASSERT_NE(rendered, nullptr);
   EXPECT_TRUE(test::SamePicture(*rendered, *test::MakePicture(320, 120, [&](int x, int y) {

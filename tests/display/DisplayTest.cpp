@@ -8,8 +8,8 @@
 #include <chrono>
 
 #include "display/WindowImage.h"
-#include "display/frmBltSurface.h"
-#include "playback/Callback.h"
+#include "display/BlitSurface.h"
+#include "playback/DisplayEvents.h"
 #include "playback/SessionState.h"
 #include "support/TestSupport.h"
 
@@ -30,7 +30,7 @@ const std::vector<Bgr> kOffCode = {kRed,    kRed,    kGreen,  kGreen, kYellow,
                                    kYellow, kYellow, kYellow, kBlack, kBlack};
 
 // width x height, one colour a row from the top as listed, then `below`.
-DibRef Rows(int32_t width, int32_t height, const std::vector<Bgr>& rows, Bgr below = kBlack) {
+PictureRef Rows(int32_t width, int32_t height, const std::vector<Bgr>& rows, Bgr below = kBlack) {
   return MakePicture(width, height, [&](int, int y) {
     return y < static_cast<int>(rows.size()) ? rows[static_cast<size_t>(y)] : below;
   });
@@ -38,7 +38,7 @@ DibRef Rows(int32_t width, int32_t height, const std::vector<Bgr>& rows, Bgr bel
 
 // A blit surface on a fixed screen, with an event pump that counts its calls, short line codes,
 // and clean callback state and stop flag for the length of a test.
-class BltSurfaceTest : public ::testing::Test {
+class BlitSurfaceTest : public ::testing::Test {
  protected:
   void UseScreen(int32_t width, int32_t height) {
     screen_ = FixedScreen(width, height);
@@ -47,11 +47,11 @@ class BltSurfaceTest : public ::testing::Test {
   void SetUp() override {
     UseScreen(1024, 768);
     SetEventPump(&pump);
-    frmBltSurface::SetLineCodeDuration(20ms);
+    BlitSurface::SetLineCodeDuration(20ms);
   }
   void TearDown() override {
     surface.CloseDisplay();
-    frmBltSurface::SetLineCodeDuration(1000ms);
+    BlitSurface::SetLineCodeDuration(1000ms);
     SetScreenInfo(nullptr);
     SetEventPump(nullptr);
     SetDisplayCallbacks(0, 0, 0);
@@ -63,8 +63,8 @@ class BltSurfaceTest : public ::testing::Test {
     return surface.OpenDisplay(fullscreen, w, h, permanent, false, nullptr, nullptr);
   }
   // What the canvas shows, painted afresh.
-  DibRef Shown() {
-    const QImage rgb = surface.Canvas()->grab().toImage().convertToFormat(QImage::Format_RGB32);
+  PictureRef Shown() {
+    const QImage rgb = surface.PictureWidget()->grab().toImage().convertToFormat(QImage::Format_RGB32);
     return MakePicture(rgb.width(), rgb.height(), [&rgb](int x, int y) {
       const QRgb p = rgb.pixel(x, y);
       return Bgr{uint8_t(qBlue(p)), uint8_t(qGreen(p)), uint8_t(qRed(p))};
@@ -91,18 +91,18 @@ class BltSurfaceTest : public ::testing::Test {
   }
 
   test::RecordingSink sink;
-  frmBltSurface surface;
+  BlitSurface surface;
   std::string calls;
 
  private:
   FixedScreen screen_;
 };
 
-TEST_F(BltSurfaceTest, LayoutCentresTheWindowOrLetterboxesTheFullScreenPicture) {
+TEST_F(BlitSurfaceTest, LayoutCentresTheWindowOrLetterboxesTheFullScreenPicture) {
   struct Case {
     bool fullscreen;
     int32_t screenW, screenH, srcX, srcY;
-    BltLayout expected;
+    BlitLayout expected;
   };
   const Case cases[] = {
       {false, 1024, 768, 640, 480, {192, 144, 640, 530, 0, 0, 640, 480}},
@@ -119,7 +119,7 @@ TEST_F(BltSurfaceTest, LayoutCentresTheWindowOrLetterboxesTheFullScreenPicture) 
     UseScreen(c.screenW, c.screenH);
     ASSERT_TRUE(Open(c.fullscreen, c.srcX, c.srcY));
     EXPECT_EQ(surface.Layout(), c.expected);
-    const QWidget* window = surface.Canvas();
+    const QWidget* window = surface.PictureWidget();
     ASSERT_TRUE(window->isWindow());
     EXPECT_EQ(window->windowFlags().testFlag(Qt::FramelessWindowHint), c.fullscreen);
     EXPECT_EQ(QRect(window->pos(), window->size()),
@@ -128,7 +128,7 @@ TEST_F(BltSurfaceTest, LayoutCentresTheWindowOrLetterboxesTheFullScreenPicture) 
   }
 }
 
-TEST_F(BltSurfaceTest, WindowedIntoATargetMovesItsWindowAndFitsTheTargetToTheFrame) {
+TEST_F(BlitSurfaceTest, WindowedIntoATargetMovesItsWindowAndFitsTheTargetToTheFrame) {
   QWidget mainWindow;  // a 20-pixel bar above the picture area, as a menu bar would be
   auto* layout = new QVBoxLayout(&mainWindow);
   layout->setContentsMargins(0, 0, 0, 0);
@@ -142,21 +142,21 @@ TEST_F(BltSurfaceTest, WindowedIntoATargetMovesItsWindowAndFitsTheTargetToTheFra
   mainWindow.show();
   surface.SetTarget(area);
   ASSERT_TRUE(Open(false, 320, 240));
-  EXPECT_EQ(surface.Canvas()->parentWidget(), area);
-  EXPECT_TRUE(surface.Canvas()->isVisible());
+  EXPECT_EQ(surface.PictureWidget()->parentWidget(), area);
+  EXPECT_TRUE(surface.PictureWidget()->isVisible());
   EXPECT_EQ(mainWindow.pos(), QPoint(352, 264));  // where its frame goes
   EXPECT_EQ(mainWindow.size(), QSize(320, 260));
   EXPECT_EQ(area->size(), QSize(320, 240));
-  EXPECT_EQ(surface.Canvas()->geometry(), QRect(0, 0, 320, 240));
+  EXPECT_EQ(surface.PictureWidget()->geometry(), QRect(0, 0, 320, 240));
 
   surface.CloseDisplay();
   QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
   EXPECT_TRUE(area->children().isEmpty());  // the canvas is gone, the target stays
 }
 
-TEST_F(BltSurfaceTest, UnscaledPutsCopyTheTopLeftOfThePictureIntoThePictureRectangle) {
+TEST_F(BlitSurfaceTest, UnscaledPutsCopyTheTopLeftOfThePictureIntoThePictureRectangle) {
   ASSERT_TRUE(Open(false, 64, 48));
-  const DibRef frame = test::PatternPicture(64, 48);
+  const PictureRef frame = test::PatternPicture(64, 48);
   EXPECT_TRUE(surface.PutImage(*frame, false, false));
   EXPECT_TRUE(SamePicture(*Shown(), *MakePicture(64, 98, [&](int x, int y) {
     return y < 48 ? PixelAt(*frame, x, y) : kBlack;
@@ -164,17 +164,17 @@ TEST_F(BltSurfaceTest, UnscaledPutsCopyTheTopLeftOfThePictureIntoThePictureRecta
 
   UseScreen(200, 100);
   ASSERT_TRUE(Open(true, 64, 48));  // letterboxed to 132 x 100 at x 34
-  const DibRef big = test::PatternPicture(150, 110, 9);
+  const PictureRef big = test::PatternPicture(150, 110, 9);
   surface.PutImage(*big, false, true);
   EXPECT_TRUE(SamePicture(*Shown(), *MakePicture(200, 100, [&](int x, int y) {
     return x >= 34 && x < 34 + 132 ? PixelAt(*big, x - 34, y) : kBlack;
   })));
 }
 
-TEST_F(BltSurfaceTest, ResizedPutsRepeatPixelsOnlyWhenEnlargingQuickly) {
+TEST_F(BlitSurfaceTest, ResizedPutsRepeatPixelsOnlyWhenEnlargingQuickly) {
   UseScreen(128, 96);
   ASSERT_TRUE(Open(true, 64, 48));
-  const DibRef frame = test::PatternPicture(64, 48, 3);
+  const PictureRef frame = test::PatternPicture(64, 48, 3);
   surface.PutImage(*frame, true, true);
   EXPECT_TRUE(SamePicture(*Shown(), *MakePicture(128, 96, [&](int x, int y) {
     return PixelAt(*frame, x / 2, y / 2);
@@ -183,7 +183,7 @@ TEST_F(BltSurfaceTest, ResizedPutsRepeatPixelsOnlyWhenEnlargingQuickly) {
   // Not quick: smoothed, so a black/white edge gets grey in between.
   surface.PutImage(*MakePicture(64, 48, [](int x, int) { return x < 32 ? kBlack : kWhite; }), true,
                    false);
-  const DibRef smooth = Shown();
+  const PictureRef smooth = Shown();
   EXPECT_EQ(PixelAt(*smooth, 60, 40), kBlack);
   EXPECT_GT(PixelAt(*smooth, 63, 40).g, 20);
   EXPECT_LT(PixelAt(*smooth, 64, 40).g, 235);
@@ -193,11 +193,11 @@ TEST_F(BltSurfaceTest, ResizedPutsRepeatPixelsOnlyWhenEnlargingQuickly) {
   surface.PutImage(
       *MakePicture(256, 192, [](int x, int y) { return (x + y) % 2 ? kWhite : kBlack; }), true,
       true);
-  const DibRef grey = Shown();
+  const PictureRef grey = Shown();
   for (const int x : {0, 64, 127}) EXPECT_NEAR(PixelAt(*grey, x, x * 3 / 4).g, 128, 2) << x;
 }
 
-TEST_F(BltSurfaceTest, OnlyAPermanentSurfaceShowsTheLastFrameAgainWhenRepainted) {
+TEST_F(BlitSurfaceTest, OnlyAPermanentSurfaceShowsTheLastFrameAgainWhenRepainted) {
   for (bool permanent : {true, false}) {
     ASSERT_TRUE(Open(false, 32, 16, permanent));
     surface.PutImage(*test::SolidPicture(32, 16, kGreen), false, false);
@@ -205,11 +205,11 @@ TEST_F(BltSurfaceTest, OnlyAPermanentSurfaceShowsTheLastFrameAgainWhenRepainted)
   }
 }
 
-TEST_F(BltSurfaceTest, ClicksKeysAndFocusLossReachTheCallbacks) {
+TEST_F(BlitSurfaceTest, ClicksKeysAndFocusLossReachTheCallbacks) {
   RecordSlideShow();
   SetDisplayCallbacks(3, 2, 3);
   ASSERT_TRUE(Open(true, 64, 48));
-  QWidget* canvas = surface.Canvas();
+  QWidget* canvas = surface.PictureWidget();
   QTest::mouseClick(canvas, Qt::LeftButton, {}, QPoint(10, 10));
   QTest::mouseClick(canvas, Qt::RightButton, Qt::ShiftModifier | Qt::ControlModifier);
   QTest::mouseClick(canvas, Qt::MiddleButton, Qt::AltModifier);
@@ -230,14 +230,14 @@ TEST_F(BltSurfaceTest, ClicksKeysAndFocusLossReachTheCallbacks) {
   SetDisplayCallbacks(1, 0, 0);  // closes the surface from inside its own click handler
   QTest::mouseClick(canvas, Qt::LeftButton);
   EXPECT_FALSE(surface.IsOpen());
-  EXPECT_EQ(surface.Canvas(), nullptr);
+  EXPECT_EQ(surface.PictureWidget(), nullptr);
 }
 
-TEST_F(BltSurfaceTest, LineCodesAreShownAcrossTheScreenWhileOpeningAndClosing) {
+TEST_F(BlitSurfaceTest, LineCodesAreShownAcrossTheScreenWhileOpeningAndClosing) {
   UseScreen(64, 32);
-  const DibRef start = Rows(9, 10, kInterlaceCode);
-  const DibRef end = Rows(10, 10, kOffCode);
-  DibRef duringOpen, duringClose;
+  const PictureRef start = Rows(9, 10, kInterlaceCode);
+  const PictureRef end = Rows(10, 10, kOffCode);
+  PictureRef duringOpen, duringClose;
   QTimer::singleShot(0, [&] { duringOpen = Shown(); });
   ASSERT_TRUE(surface.OpenDisplay(true, 32, 16, true, true, start, end));
   ASSERT_TRUE(duringOpen);
@@ -251,7 +251,7 @@ TEST_F(BltSurfaceTest, LineCodesAreShownAcrossTheScreenWhileOpeningAndClosing) {
   EXPECT_TRUE(surface.CloseDisplay());
   ASSERT_TRUE(duringClose);
   EXPECT_TRUE(SamePicture(*duringClose, *Rows(64, 32, kOffCode, kGreen)));
-  EXPECT_EQ(surface.Canvas(), nullptr);
+  EXPECT_EQ(surface.PictureWidget(), nullptr);
 
   // Without line codes nothing waits: no window messages are processed at all.
   ASSERT_TRUE(surface.OpenDisplay(true, 32, 16, true, false, start, start));
@@ -260,35 +260,35 @@ TEST_F(BltSurfaceTest, LineCodesAreShownAcrossTheScreenWhileOpeningAndClosing) {
   EXPECT_EQ(pump.calls, 0);
 }
 
-TEST_F(BltSurfaceTest, TheLineCodeStaysForOneSecondInRealTime) {
-  frmBltSurface::SetLineCodeDuration(1000ms);
-  const DibRef code = Rows(9, 10, kInterlaceCode);
+TEST_F(BlitSurfaceTest, TheLineCodeStaysForOneSecondInRealTime) {
+  BlitSurface::SetLineCodeDuration(1000ms);
+  const PictureRef code = Rows(9, 10, kInterlaceCode);
   const auto begin = std::chrono::steady_clock::now();
   ASSERT_TRUE(surface.OpenDisplay(true, 32, 16, true, true, code, code));
   const auto took = std::chrono::steady_clock::now() - begin;
   EXPECT_GE(took, 1000ms);
   EXPECT_LT(took, 3000ms);
-  frmBltSurface::SetLineCodeDuration(20ms);  // for the end code at tear-down
+  BlitSurface::SetLineCodeDuration(20ms);  // for the end code at tear-down
 }
 
-TEST_F(BltSurfaceTest, OpeningFailuresAreReportedAndGiveFalse) {
+TEST_F(BlitSurfaceTest, OpeningFailuresAreReportedAndGiveFalse) {
   EXPECT_FALSE(surface.OpenDisplay(true, 32, 16, true, true, nullptr, nullptr));
   EXPECT_FALSE(surface.OpenDisplay(false, 0, 16, true, false, nullptr, nullptr));
-  const std::string routine = "An error occurred in frmBltSurface::OpenDisplay. ";
+  const std::string routine = kBlitOpenFailed;
   EXPECT_EQ(sink.Texts(),
             (std::vector<std::string>{routine + "Object variable or With block variable not set",
                                       routine + "Invalid procedure call or argument"}));
-  frmBltSurface unopened;  // puts and closes on a surface that never opened do nothing
+  BlitSurface unopened;  // puts and closes on a surface that never opened do nothing
   EXPECT_TRUE(unopened.PutImage(*test::PatternPicture(8, 8), true, true));
   EXPECT_TRUE(unopened.CloseDisplay());
 }
 
 TEST(WindowImage, MatchesQtsOwnConversionOfTheFlippedPicture) {
   for (const int width : {1, 2, 37, 64}) {
-    const DibRef picture = test::PatternPicture(width, 5, width);
+    const PictureRef picture = test::PatternPicture(width, 5, width);
     QImage converted;
     ToWindowImage(picture->Grid(), converted);
-    EXPECT_EQ(converted, QImage(picture->DIBSectionBitsPtr(), width, 5, picture->BytesPerScanLine(),
+    EXPECT_EQ(converted, QImage(picture->Bits(), width, 5, picture->BytesPerScanLine(),
                                 QImage::Format_BGR888)
                              .mirrored(false, true)
                              .convertToFormat(QImage::Format_RGB32))
@@ -299,16 +299,16 @@ TEST(WindowImage, MatchesQtsOwnConversionOfTheFlippedPicture) {
 // A surface that only counts how often it was closed.
 class RecordingSurface : public DisplaySurface {
  public:
-  bool OpenDisplay(bool, int32_t, int32_t, bool, bool, const DibRef&, const DibRef&) override {
+  bool OpenDisplay(bool, int32_t, int32_t, bool, bool, const PictureRef&, const PictureRef&) override {
     return true;
   }
-  bool PutImage(const cDIBSection&, bool, bool) override { return true; }
+  bool PutImage(const Picture&, bool, bool) override { return true; }
   void ResizeSurface(int32_t, int32_t) override {}
   bool CloseDisplay() override { return ++closes > 0; }
   int closes = 0;
 };
 
-class CallbackTest : public BltSurfaceTest {
+class CallbackTest : public BlitSurfaceTest {
  protected:
   // Sends a click (button 4, shift 2), a key (112, shift 5) and a focus loss with the given codes;
   // returns what happened: closes, stop flag and the slide-show calls, as "0 stop m4,2 k112,5".

@@ -29,7 +29,7 @@ std::string DecodedFrames(const std::string& path) {
   return RunCommand("ffmpeg -v error -i '" + path + "' -f rawvideo -pix_fmt bgr24 -");
 }
 
-std::string TopDownBytes(const cDIBSection& picture) {
+std::string TopDownBytes(const Picture& picture) {
   std::string out;
   for (int y = 0; y < picture.Height(); ++y) {
     out.append(reinterpret_cast<const char*>(picture.Grid().DeviceRow(y)), 3 * picture.Width());

@@ -11,38 +11,38 @@ namespace {
 
 TEST(BufferHelpers, CopyDibEmptiesTheOldPictureOnlyWhenAsked) {
   auto source = test::PatternPicture(5, 4);
-  DibRef destination = test::SolidPicture(2, 2, {1, 2, 3});
-  DibRef otherHolder = destination;
+  PictureRef destination = test::SolidPicture(2, 2, {1, 2, 3});
+  PictureRef otherHolder = destination;
   CopyDIB(source, destination, false);
   EXPECT_TRUE(test::SamePicture(*destination, *source));
   EXPECT_EQ(otherHolder->Width(), 2);  // intact for its other holders
-  EXPECT_NE(otherHolder->DIBSectionBitsPtr(), nullptr);
+  EXPECT_NE(otherHolder->Bits(), nullptr);
 
-  DibRef second = otherHolder;
+  PictureRef second = otherHolder;
   CopyDIB(source, second, true);
-  EXPECT_EQ(otherHolder->DIBSectionBitsPtr(), nullptr);  // emptied for every holder
+  EXPECT_EQ(otherHolder->Bits(), nullptr);  // emptied for every holder
   EXPECT_TRUE(test::SamePicture(*second, *source));
 
-  DibRef none;
+  PictureRef none;
   EXPECT_THROW(CopyDIB(none, destination, false), AppError);
 }
 
 TEST(BufferHelpers, CropAndResampleReplaceTheReference) {
   auto source = test::PatternPicture(6, 6);
-  DibRef destination;
+  PictureRef destination;
   CropDIB(source, destination, 2, 3, 1, 1, true);
   ASSERT_TRUE(destination);
   EXPECT_TRUE(test::SamePicture(*destination, *source->Crop(2, 3, 1, 1)));
 
-  DibRef tiny = test::SolidPicture(1, 1, {1, 1, 1});
+  PictureRef tiny = test::SolidPicture(1, 1, {1, 1, 1});
   CropDIB(tiny, destination, 1, 1, 0, 0, false);
   EXPECT_EQ(destination, nullptr);
 
-  DibRef buffer = test::PatternPicture(4, 4);
-  DibRef holder = buffer;
+  PictureRef buffer = test::PatternPicture(4, 4);
+  PictureRef holder = buffer;
   ResampleDIB(buffer, 8, 8, false);
   EXPECT_EQ(buffer->Width(), 8);
-  EXPECT_EQ(holder->DIBSectionBitsPtr(), nullptr);  // the old picture is always emptied
+  EXPECT_EQ(holder->Bits(), nullptr);  // the old picture is always emptied
 }
 
 TEST(BufferHelpers, MinViewSizesTakeTheSmallerOfTheTwoViews) {

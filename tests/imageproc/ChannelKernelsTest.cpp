@@ -4,8 +4,8 @@
 
 #include <cstdio>
 
-#include "imageproc/cImageProcessDIB.h"
-#include "imageproc/mHLSRGB.h"
+#include "imageproc/ImageProcessor.h"
+#include "imageproc/Hls.h"
 #include "support/TestSupport.h"
 
 namespace qv {
@@ -21,7 +21,7 @@ using test::SolidPicture;
 class ChannelKernels : public ::testing::Test {
  protected:
   void TearDown() override { gArrays = ProcessorArrays{}; }
-  cImageProcessDIB process;
+  ImageProcessor process;
 };
 
 TEST_F(ChannelKernels, ColourMaskMultipliesEachChannelWithWrapAround) {
@@ -64,7 +64,7 @@ TEST_F(ChannelKernels, GrayScaleRoundsHalvesToEvenAndStopsAtTheFirstOverflow) {
 
 TEST_F(ChannelKernels, GrayScaleStandWeighsTheChannels) {
   auto picture = Columns({{0, 255, 0}, {0, 0, 255}, {255, 0, 0}, {255, 255, 255}});
-  process.GrayScale_stand(*picture);
+  process.GrayScaleStand(*picture);
   EXPECT_TRUE(SamePicture(*picture, *Columns({Grey(180), Grey(57), Grey(18), Grey(255)})));
 }
 

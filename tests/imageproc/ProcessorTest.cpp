@@ -5,7 +5,7 @@
 
 #include <limits>
 
-#include "imageproc/cImageProcessDIB.h"
+#include "imageproc/ImageProcessor.h"
 #include "support/TestSupport.h"
 
 namespace qv {
@@ -22,7 +22,7 @@ constexpr int32_t kMaxInt = std::numeric_limits<int32_t>::max();
 // A processor's events as one line: "init N", the progress positions, then ", done" (Complete
 // with a time that is not negative).
 struct EventLog {
-  explicit EventLog(cImageProcessDIB& p) {
+  explicit EventLog(ImageProcessor& p) {
     p.Events.InitProgress = [this](int32_t v) { text += "init " + std::to_string(v); };
     p.Events.Progress = [this](int32_t v) { text += " " + std::to_string(v); };
     p.Events.Complete = [this](int32_t ms) { text += ms >= 0 ? ", done" : ", negative time"; };
@@ -33,7 +33,7 @@ struct EventLog {
 class Processor : public ::testing::Test {
  protected:
   void TearDown() override { gArrays = ProcessorArrays{}; }
-  cImageProcessDIB p;
+  ImageProcessor p;
 };
 
 TEST_F(Processor, ArrayCopiesLayChannelBytesOutBottomRowFirst) {
@@ -56,13 +56,13 @@ TEST_F(Processor, ArrayCopiesLayChannelBytesOutBottomRowFirst) {
   EXPECT_EQ(log.text, "");
 
   // A picture without rows cannot be copied in, and raises before any event.
-  EXPECT_EQ(ErrorOf([&] { p.CopyToArray(cDIBSection{}); }).Number(), err::kSubscriptOutOfRange);
+  EXPECT_EQ(ErrorOf([&] { p.CopyToArray(Picture{}); }).Number(), err::kSubscriptOutOfRange);
   EXPECT_EQ(log.text, "");
 }
 
 TEST_F(Processor, ArrayRoundTripLeavesThePictureAndItsPaddingUnchanged) {
   auto picture = test::PatternPicture(5, 4);  // 15 bytes a row + 1 padding byte
-  for (int y = 0; y < 4; ++y) picture->DIBSectionBitsPtr()[y * 16 + 15] = 0x5A;
+  for (int y = 0; y < 4; ++y) picture->Bits()[y * 16 + 15] = 0x5A;
   auto original = picture->CopyOf();
   Array2D<uint8_t> bytes;
   p.CopyToSpecifiedArray(*picture, bytes);
@@ -70,7 +70,7 @@ TEST_F(Processor, ArrayRoundTripLeavesThePictureAndItsPaddingUnchanged) {
   picture->RandomiseBits(true);
   p.CopyFromArray(*picture, bytes);
   EXPECT_TRUE(SamePicture(*picture, *original));
-  for (int y = 0; y < 4; ++y) EXPECT_EQ(picture->DIBSectionBitsPtr()[y * 16 + 15], 0x5A);
+  for (int y = 0; y < 4; ++y) EXPECT_EQ(picture->Bits()[y * 16 + 15], 0x5A);
 }
 
 TEST_F(Processor, CopyFromArrayRoundsAndStopsAtTheFirstElementOutOfRange) {
@@ -84,7 +84,7 @@ TEST_F(Processor, CopyFromArrayRoundsAndStopsAtTheFirstElementOutOfRange) {
   values(4, 0) = 255.5;  // rounds to 256
   EXPECT_EQ(ErrorOf([&] { p.CopyFromArray(*picture, values); }).Number(), err::kOverflow);
   // Byte columns are walked one at a time, bottom row up: everything before (4, 0) is written.
-  const uint8_t* bits = picture->DIBSectionBitsPtr();
+  const uint8_t* bits = picture->Bits();
   EXPECT_EQ(std::vector<uint8_t>(bits, bits + 16),
             (std::vector<uint8_t>{254, 100, 100, 100, 0, 0, 0, 0, 100, 100, 100, 100, 0, 0, 0, 0}));
 
@@ -135,7 +135,7 @@ TEST_F(Processor, FilterSetUpValidatesWithTheClassErrors) {
 
 TEST_F(Processor, CorrelateSumsEveryChannelByteOnceOntoTheCallersCount) {
   // A 2 x 1 picture whose six bytes each differ by 1 from the array; the count is not reset.
-  const DibRef two = MakePicture(2, 1, [](int x, int) { return Bgr{uint8_t(10 + x), 20, 30}; });
+  const PictureRef two = MakePicture(2, 1, [](int x, int) { return Bgr{uint8_t(10 + x), 20, 30}; });
   p.CopyToArray(*two);
   for (int k = 0; k < 6; ++k) gArrays.SharedPixels(k, 0) += (k % 2 ? 1 : -1);
   EventLog log(p);
@@ -152,7 +152,7 @@ TEST_F(Processor, CorrelateSumsEveryChannelByteOnceOntoTheCallersCount) {
 }
 
 TEST_F(Processor, CorrelatePassingTheLargest32BitValueRaisesOverflowAndKeepsTheCountReached) {
-  const DibRef white = SolidPicture(4, 3, {255, 255, 255});
+  const PictureRef white = SolidPicture(4, 3, {255, 255, 255});
   PixelArray zeros;
   zeros.ReDim(13, 3);
   int32_t count = kMaxInt - 1000;
@@ -165,7 +165,7 @@ TEST_F(Processor, CorrelatePassingTheLargest32BitValueRaisesOverflowAndKeepsTheC
 }
 
 TEST_F(Processor, CorrelateWithFractionalArraysRoundsTheSumAfterEveryAddition) {
-  const DibRef black = SolidPicture(2, 2, {0, 0, 0});
+  const PictureRef black = SolidPicture(2, 2, {0, 0, 0});
   Array2D<double> halves, oneAndAHalf;
   halves.ReDim(7, 2);
   oneAndAHalf.ReDim(7, 2);
@@ -199,15 +199,15 @@ TEST_F(Processor, BrightnessDividesByThreeTimesWidthLessOneTimesHeightLessOne) {
   EXPECT_EQ(g, 0.0);
   EXPECT_EQ(b, 0.0);
 
-  const DibRef pattern = test::PatternPicture(6, 5, 3);
+  const PictureRef pattern = test::PatternPicture(6, 5, 3);
   p.AssessRGB(*pattern, r, g, b);
   p.AssessBright(*pattern, amount);
   EXPECT_DOUBLE_EQ(r + g + b, amount);
 }
 
 TEST_F(Processor, CentreOfGravityIsMarkedInRedWhereTheBlueWeighs) {
-  const DibRef black = SolidPicture(12, 12, {0, 0, 0});
-  p.Centre_Gravity(*black, 99, 99);
+  const PictureRef black = SolidPicture(12, 12, {0, 0, 0});
+  p.CentreGravity(*black, 99, 99);
   EXPECT_TRUE(SamePicture(*black, *SolidPicture(12, 12, {0, 0, 0})));
 
   // Only pixel (5, memory row 7) has blue (255): centre (round(1275 / 256), round(1785 / 256)) =
@@ -219,12 +219,12 @@ TEST_F(Processor, CentreOfGravityIsMarkedInRedWhereTheBlueWeighs) {
                  uint8_t(marked && x == 5 && y >= 6 && y <= 8 ? 255 : 0)};
     });
   };
-  const DibRef picture = withBlue(false);
-  p.Centre_Gravity(*picture, 0, 0);
+  const PictureRef picture = withBlue(false);
+  p.CentreGravity(*picture, 0, 0);
   EXPECT_TRUE(SamePicture(*picture, *withBlue(true)));
 
   // The weighted sums are 32-bit: a large bright picture overflows them.
-  EXPECT_THROW(p.Centre_Gravity(*SolidPicture(400, 400, {255, 0, 0}), 0, 0), AppError);
+  EXPECT_THROW(p.CentreGravity(*SolidPicture(400, 400, {255, 0, 0}), 0, 0), AppError);
 }
 
 TEST_F(Processor, VertGradIsWhiteWhereEveryChannelStandsApartFromItsNeighboursJudgedUpwards) {
@@ -237,7 +237,7 @@ TEST_F(Processor, VertGradIsWhiteWhereEveryChannelStandsApartFromItsNeighboursJu
       return Bgr{v, v, v};
     });
   };
-  const DibRef picture = column({0, 100, 200, 50, 150, 250});
+  const PictureRef picture = column({0, 100, 200, 50, 150, 250});
   gArrays.SharedPixels.ReDim(3, 3);
   gArrays.SharedPixels(0, 0) = 77;
   p.VertGrad(*picture);
@@ -247,7 +247,7 @@ TEST_F(Processor, VertGradIsWhiteWhereEveryChannelStandsApartFromItsNeighboursJu
   EXPECT_EQ(gArrays.SharedPixels(0, 0), 0);
 
   // A channel alike its neighbours is enough to make a pixel black.
-  const DibRef rows = MakePicture(3, 8, [](int, int top) {
+  const PictureRef rows = MakePicture(3, 8, [](int, int top) {
     return Bgr{static_cast<uint8_t>(top * 60), 7, static_cast<uint8_t>(top * 60)};
   });
   p.VertGrad(*rows);
@@ -260,7 +260,7 @@ TEST_F(Processor, FindCropRegionScansTheLinesOnePixelInsideEachEdge) {
   SetScreenInfo(&screen);
   const int W = 20, H = 16;
   // Content (grey) in columns 1 ... 12 and memory rows 1 ... 9; border dark blue elsewhere.
-  const DibRef picture = MakePicture(W, H, [&](int x, int top) {
+  const PictureRef picture = MakePicture(W, H, [&](int x, int top) {
     const int y = H - 1 - top;
     return (x >= 1 && x <= 12 && y >= 1 && y <= 9) ? Bgr{128, 128, 128} : Bgr{90, 10, 10};
   });
@@ -283,7 +283,7 @@ TEST_F(Processor, FindCropRegionScansTheLinesOnePixelInsideEachEdge) {
 
   // A centre inside a border on every side never reaches the scan lines: every area is 0, the
   // largest is shared, and the outputs keep their values.
-  const DibRef framed = MakePicture(W, H, [&](int x, int y) {
+  const PictureRef framed = MakePicture(W, H, [&](int x, int y) {
     return (x >= 3 && x <= 15 && y >= 2 && y <= 10) ? Bgr{128, 128, 128} : Bgr{90, 10, 10};
   });
   left = right = top = bottom = -1;

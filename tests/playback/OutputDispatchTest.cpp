@@ -11,8 +11,8 @@
 #include "image/FrameBuffers.h"
 #include "playback/OutputDispatch.h"
 #include "playback/Surfaces.h"
-#include "stereo/LoadPics.h"
-#include "stereo/SavePics.h"
+#include "stereo/Decoders.h"
+#include "stereo/Composers.h"
 #include "support/TestSupport.h"
 
 namespace qv {
@@ -75,7 +75,7 @@ TEST(ComposeFrame, RunsTheComposerOfTheOutputMethod) {
     request.OutputMethod = method;
     request.Fullscreen = true;
     composers[method - 1]();
-    const DibRef expected = gFrames.OutputFrame;
+    const PictureRef expected = gFrames.OutputFrame;
     gFrames.OutputFrame = nullptr;
     ComposeFrame(request, true);
     ASSERT_NE(gFrames.OutputFrame, nullptr);

@@ -11,8 +11,8 @@
 #include "base/DisplayConfig.h"
 #include "image/BufferHelpers.h"
 #include "image/FrameBuffers.h"
-#include "playback/CTime.h"
-#include "playback/Callback.h"
+#include "base/HighResTimer.h"
+#include "playback/DisplayEvents.h"
 #include "playback/OutputDispatch.h"
 #include "playback/PlaySession.h"
 #include "playback/SoundTrack.h"
@@ -84,7 +84,7 @@ class Session : public ::testing::Test {
     ASSERT_TRUE(OpenVideo(request));
     for (const auto& put : surface.puts) {
       SCOPED_TRACE(put.frame);
-      gFrames.SourceFrame = std::make_shared<cDIBSection>();
+      gFrames.SourceFrame = std::make_shared<Picture>();
       gFrames.SourceFrame->Create(gVideo.FrameFormat.biWidth, gVideo.FrameFormat.biHeight);
       ASSERT_TRUE(FetchFrame(put.frame, *gFrames.SourceFrame));
       if (CanPassThrough(request)) {

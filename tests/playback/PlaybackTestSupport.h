@@ -36,23 +36,23 @@ class RecordingSurface : public DisplaySurface {
     bool fullscreen;
     int32_t width, height;
     bool modeFlag, useLineCode;
-    DibRef lineCodeStart;
+    PictureRef lineCodeStart;
     int32_t refreshRate;
   };
   struct Put {
     int32_t frame;
-    DibRef picture;
+    PictureRef picture;
     bool resize;
   };
 
   bool OpenDisplay(bool fullscreen, int32_t srcX, int32_t srcY, bool modeFlag, bool useLineCode,
-                   const DibRef& lineCodeStart, const DibRef&) override {
+                   const PictureRef& lineCodeStart, const PictureRef&) override {
     opens.push_back(
         {fullscreen, srcX, srcY, modeFlag, useLineCode, lineCodeStart, gDisplay.RefreshRate});
     events.push_back("open");
     return true;
   }
-  bool PutImage(const cDIBSection& picture, bool resize, bool) override {
+  bool PutImage(const Picture& picture, bool resize, bool) override {
     puts.push_back({gSession.CurrentFrame, picture.CopyOf(), resize});
     events.push_back("put " + std::to_string(gSession.CurrentFrame));
     return onPut ? onPut(static_cast<int>(puts.size())) : true;

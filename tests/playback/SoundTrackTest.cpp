@@ -15,7 +15,7 @@
 #include <tuple>
 
 #include "PlaybackTestSupport.h"
-#include "playback/CTime.h"
+#include "base/HighResTimer.h"
 #include "playback/SessionState.h"
 #include "playback/SoundTrack.h"
 #include "support/TestSupport.h"
@@ -236,7 +236,7 @@ TEST_F(Sound, ClockPacesASilentSession) {
   SimulatedTime time(clock_, device_);
   time.step = 0.001;
   gPerfClock = &clock_;
-  gTiming.PerfTimer = CTime(ReadFakeNanoseconds, Nanoseconds);
+  gTiming.PerfTimer = HighResTimer(ReadFakeNanoseconds, Nanoseconds);
   PlaybackRequest request = Request(3, File("silent.mkv"), 25.0, 0);
   EXPECT_FALSE(StartAudio(request));  // no sound: the session falls back to the clock
   request.AudioSource = 1;
@@ -254,7 +254,7 @@ TEST_F(Sound, ClockPacesASilentSession) {
   EXPECT_NEAR(clock_.now - t0, 0.041,
               0.0015);  // measured at 40 ms, then one more round of messages
   StopAudio(request);
-  gTiming.PerfTimer = CTime();
+  gTiming.PerfTimer = HighResTimer();
 }
 
 TEST_F(Sound, FilesThatCannotBePlayedAreReported) {

@@ -12,7 +12,7 @@
 #include <fstream>
 
 #include "shell/Artwork.h"
-#include "shell/GUI.h"
+#include "shell/ControlBar.h"
 #include "support/TestSupport.h"
 
 namespace qv {
@@ -104,8 +104,8 @@ class PlayerEndToEnd : public ::testing::Test {
     const auto value = [&](const char* key) {
       return QRegularExpression(QString(key) + "=(\\d+)").match(shell).captured(1).toInt();
     };
-    const QPoint at = (DrawControlBar(value("WIDTH"), GUI::kPictureHeight).*area).center() +
-                      QPoint(0, value("HEIGHT") - GUI::kPictureHeight);
+    const QPoint at = (DrawControlBar(value("WIDTH"), ControlBar::kPictureHeight).*area).center() +
+                      QPoint(0, value("HEIGHT") - ControlBar::kPictureHeight);
     Xdo({"mousemove", "--window", bar, QString::number(at.x()), QString::number(at.y()), "click",
          "1"});
   }

@@ -20,18 +20,18 @@
 #include "base/DisplayConfig.h"
 #include "base/Numbers.h"
 #include "display/QtSeams.h"
-#include "display/frmBltSurface.h"
+#include "display/BlitSurface.h"
 #include "playback/PlaySession.h"
 #include "playback/SessionState.h"
 #include "playback/Surfaces.h"
 #include "shell/DisplaySettingsModel.h"
-#include "shell/FrmMain.h"
-#include "shell/GUI.h"
-#include "shell/GlassesSet.h"
-#include "shell/Profiler.h"
+#include "shell/MainWindow.h"
+#include "shell/ControlBar.h"
+#include "shell/DisplaySettingsDialog.h"
+#include "shell/StatisticsWindow.h"
 #include "shell/SettingsStore.h"
 #include "shell/Startup.h"
-#include "stereo/LoadPics.h"
+#include "stereo/Decoders.h"
 #include "video/MediaSupport.h"
 #include "video/VideoReader.h"
 
@@ -71,32 +71,32 @@ class PlayerWindows : public ::testing::Test {
     gDisplay.GlassesType = 5;
     main.SetFileChooser([this](QWidget*, const QString& filter) {
       ++chooserCalls;
-      EXPECT_EQ(filter, FrmMain::OpenFileFilter());
+      EXPECT_EQ(filter, MainWindow::OpenFileFilter());
       return chosen;
     });
     main.SetSessionRunner([this](PlaybackRequest& request) {
       requests.push_back(request);
       stopsSeen.push_back(gSession.StopRequested);
-      timerDuringPlay = main.Gui().Progress_Timer()->isActive();
+      timerDuringPlay = main.Bar().ProgressTimer()->isActive();
       backImageDuringPlay = main.BackImage()->isVisible();
     });
     main.show();
-    main.Gui().show();
-    main.GUI_Track();
+    main.Bar().show();
+    main.TrackControlBar();
     ASSERT_TRUE(QTest::qWaitForWindowExposed(&main));
   }
   void TearDown() override {
     SetDisplaySurface(SurfaceKind::Blit, nullptr);
-    BltSurface().CloseDisplay();
-    BltSurface().SetTarget(nullptr);
+    TheBlitSurface().CloseDisplay();
+    TheBlitSurface().SetTarget(nullptr);
     SetEventPump(nullptr);
     SetScreenInfo(nullptr);
   }
   // Plays through the real session on the blit surface in the main window.
   void UseRealSessions() {
     main.SetSessionRunner(PlaySession);
-    BltSurface().SetTarget(main.PictureArea());
-    SetDisplaySurface(SurfaceKind::Blit, &BltSurface());
+    TheBlitSurface().SetTarget(main.PictureArea());
+    SetDisplaySurface(SurfaceKind::Blit, &TheBlitSurface());
   }
   QAction* Item(const QString& menu, const QString& item) {
     for (QAction* m : main.menuBar()->actions()) {
@@ -109,7 +109,7 @@ class PlayerWindows : public ::testing::Test {
     return nullptr;
   }
   void ClickArea(const QRect& area) {
-    QTest::mouseClick(main.Gui().Picture(), Qt::LeftButton, {}, area.center());
+    QTest::mouseClick(main.Bar().Picture(), Qt::LeftButton, {}, area.center());
   }
   void Drop(const QString& path) {
     QMimeData data;
@@ -131,9 +131,9 @@ class PlayerWindows : public ::testing::Test {
   test::RecordingSink sink;
   test::TempDir dir;
   // The window's drag-and-drop handlers are called as the window system would call them.
-  struct DropTarget : FrmMain {
-    using FrmMain::dragEnterEvent;
-    using FrmMain::dropEvent;
+  struct DropTarget : MainWindow {
+    using MainWindow::dragEnterEvent;
+    using MainWindow::dropEvent;
   } main;
   QString chosen;
   int chooserCalls = 0;
@@ -175,13 +175,13 @@ TEST_F(PlayerWindows, OpenChecksTheGuessedLayoutOrForgetsAFileThatDoesNotOpen) {
                                       {"ab_scene.mkv", "Above/Below"},
                                       {"flat_valley.mkv", "2D"}}) {
     sink.messages.clear();
-    main.Open_File(Clip(clip));
+    main.OpenFile(Clip(clip));
     EXPECT_EQ(sink.Texts(), std::vector<std::string>{"This video appears to be " +
                                                      std::string(caption) + kLayoutTail});
     EXPECT_TRUE(Item("Format", caption)->isChecked()) << clip;
     EXPECT_EQ(main.windowTitle().toStdString(), "Quorvex - " + Media(clip));
-    EXPECT_EQ(main.Gui().ProgressBar1()->maximum(), 10);
-    EXPECT_EQ(main.Gui().windowTitle(), "Toolbar (0:0:0 / 0:0:0)");
+    EXPECT_EQ(main.Bar().ProgressBar()->maximum(), 10);
+    EXPECT_EQ(main.Bar().windowTitle(), "Toolbar (0:0:0 / 0:0:0)");
   }
 
   // Nothing chosen in the file dialog: an open with an empty name.
@@ -193,8 +193,8 @@ TEST_F(PlayerWindows, OpenChecksTheGuessedLayoutOrForgetsAFileThatDoesNotOpen) {
                                                     "This video appears to be " + kLayoutTail}));
   EXPECT_TRUE(main.CurrentFile().isEmpty());
   EXPECT_EQ(main.windowTitle(), "Quorvex - ");
-  EXPECT_EQ(main.Gui().ProgressBar1()->maximum(), 1);
-  EXPECT_EQ(main.Gui().windowTitle(), "Toolbar");
+  EXPECT_EQ(main.Bar().ProgressBar()->maximum(), 1);
+  EXPECT_EQ(main.Bar().windowTitle(), "Toolbar");
   EXPECT_TRUE(Item("Format", "2D")->isChecked());
 }
 
@@ -202,10 +202,10 @@ TEST_F(PlayerWindows, PlayBuildsTheRequestFromTheMenusTheGlassesAndTheBar) {
   Item("Play", "Start")->trigger();
   EXPECT_EQ(sink.Texts(), std::vector<std::string>{kPlayWithoutFile});
   EXPECT_TRUE(requests.empty());
-  EXPECT_EQ(main.Gui().VidState, 1);
+  EXPECT_EQ(main.Bar().VidState, 1);
 
-  main.Open_File(Clip("sbs_scene.mkv"));
-  main.Gui().SetPosition(3.7);
+  main.OpenFile(Clip("sbs_scene.mkv"));
+  main.Bar().SetPosition(3.7);
   Item("Play", "Start")->trigger();
   ASSERT_EQ(requests.size(), 1u);
   const PlaybackRequest& r = requests[0];
@@ -219,7 +219,7 @@ TEST_F(PlayerWindows, PlayBuildsTheRequestFromTheMenusTheGlassesAndTheBar) {
             std::tuple(0, 3, 1, 1, 0));
   // The bar plays and the background picture is off while the session runs, not after it.
   EXPECT_EQ(std::tuple(timerDuringPlay, backImageDuringPlay), std::tuple(true, false));
-  EXPECT_FALSE(main.Gui().Progress_Timer()->isActive() || main.Gui().IsPlayingState());
+  EXPECT_FALSE(main.Bar().ProgressTimer()->isActive() || main.Bar().IsPlayingState());
   EXPECT_TRUE(main.BackImage()->isVisible());
 
   // Full screen takes the glasses' full-screen method; glasses the table lacks keep the last one.
@@ -227,17 +227,17 @@ TEST_F(PlayerWindows, PlayBuildsTheRequestFromTheMenusTheGlassesAndTheBar) {
   Item("Format", "Above/Below")->trigger();
   Item("View", "Fullscreen")->trigger();
   gDisplay.GlassesType = 9;
-  main.Video_Play(false);
+  main.VideoPlay(false);
   ASSERT_EQ(requests.size(), 3u);
   EXPECT_EQ(std::tuple(requests[1].InputFormat, requests[1].OutputMethod, requests[1].Fullscreen),
             std::tuple(1, 6, true));
   EXPECT_EQ(requests[2].OutputMethod, 6);
-  EXPECT_EQ(requests[2].StartOffset, 0);  // CTRL_Stop left the bar at CurrentFrame
+  EXPECT_EQ(requests[2].StartOffset, 0);  // OnStop left the bar at CurrentFrame
 
   // Names that go through the script bridge play the script, with the file's own sound.
   qputenv("XDG_DATA_HOME", dir.Path().c_str());
-  main.Open_File(Clip("sbs_scene.mpg"));
-  main.Video_Play(false);
+  main.OpenFile(Clip("sbs_scene.mpg"));
+  main.VideoPlay(false);
   EXPECT_EQ(requests.back().FileName, dir.File("Quorvex/sbs_scene.avs"));
   EXPECT_EQ(requests.back().AudioFile, Media("sbs_scene.mpg"));
   qunsetenv("XDG_DATA_HOME");
@@ -246,30 +246,30 @@ TEST_F(PlayerWindows, PlayBuildsTheRequestFromTheMenusTheGlassesAndTheBar) {
 TEST_F(PlayerWindows, BarCaptionShowsPositionAndLengthAsHoursMinutesSeconds) {
   gVideo.StreamFrameRate = 25;
   // Half seconds round to the even second.
-  EXPECT_EQ(QStringList({GUI::FormatTime(65 * 25), GUI::FormatTime(3 * 3600 * 25 + 25 * 61),
-                         GUI::FormatTime(12.5), GUI::FormatTime(37.5)}),
+  EXPECT_EQ(QStringList({ControlBar::FormatTime(65 * 25), ControlBar::FormatTime(3 * 3600 * 25 + 25 * 61),
+                         ControlBar::FormatTime(12.5), ControlBar::FormatTime(37.5)}),
             QStringList({"0:1:5", "3:1:1", "0:0:0", "0:0:2"}));
   gVideo.FrameCount = 250;
-  main.Gui().SetMaximum(250);
-  main.Gui().SetPosition(125);
-  main.Gui().Update_GUI();
-  EXPECT_EQ(main.Gui().windowTitle(), "Toolbar (0:0:5 / 0:0:10)");
+  main.Bar().SetMaximum(250);
+  main.Bar().SetPosition(125);
+  main.Bar().UpdateControlBar();
+  EXPECT_EQ(main.Bar().windowTitle(), "Toolbar (0:0:5 / 0:0:10)");
   gVideo.StreamFrameRate = 0;
-  EXPECT_EQ(GUI::FormatTime(100), "");
-  main.Gui().Update_GUI();
-  EXPECT_EQ(main.Gui().windowTitle(), "Toolbar ( / )");
+  EXPECT_EQ(ControlBar::FormatTime(100), "");
+  main.Bar().UpdateControlBar();
+  EXPECT_EQ(main.Bar().windowTitle(), "Toolbar ( / )");
   gVideo.FrameCount = 0;
-  main.Gui().Update_GUI();
-  EXPECT_EQ(main.Gui().windowTitle(), "Toolbar");
+  main.Bar().UpdateControlBar();
+  EXPECT_EQ(main.Bar().windowTitle(), "Toolbar");
 }
 
 TEST_F(PlayerWindows, BarAreasAnswerOnlyStrictlyInsideTheirEdges) {
-  const GUI& bar = main.Gui();
+  const ControlBar& bar = main.Bar();
   const ControlBarArt& art = bar.Art();
   ASSERT_EQ(art.picture.size(), bar.Picture()->size());
-  const std::pair<QRect, GUI::Area> areas[] = {
-      {art.move1, GUI::Area::Move}, {art.move2, GUI::Area::Move}, {art.play, GUI::Area::Play},
-      {art.stop, GUI::Area::Stop},  {art.full, GUI::Area::Full},  {art.open, GUI::Area::Open}};
+  const std::pair<QRect, ControlBar::Area> areas[] = {
+      {art.move1, ControlBar::Area::Move}, {art.move2, ControlBar::Area::Move}, {art.play, ControlBar::Area::Play},
+      {art.stop, ControlBar::Area::Stop},  {art.full, ControlBar::Area::Full},  {art.open, ControlBar::Area::Open}};
   for (const auto& [r, area] : areas) {
     const int l = r.left(), t = r.top(), cx = r.center().x(), cy = r.center().y();
     const int right = l + r.width(), bottom = t + r.height();
@@ -285,7 +285,7 @@ TEST_F(PlayerWindows, BarAreasAnswerOnlyStrictlyInsideTheirEdges) {
 }
 
 TEST_F(PlayerWindows, BarButtonsDoTheirCommandsAndClosingOnlyHidesTheBar) {
-  GUI& bar = main.Gui();
+  ControlBar& bar = main.Bar();
   const ControlBarArt art = bar.Art();
   ClickArea(art.play);
   EXPECT_EQ(sink.Texts(), std::vector<std::string>{kPlayWithoutFile});
@@ -325,37 +325,37 @@ TEST_F(PlayerWindows, BarButtonsDoTheirCommandsAndClosingOnlyHidesTheBar) {
   EXPECT_EQ(bar.frameGeometry().topLeft(), main.frameGeometry().bottomLeft() + QPoint(0, 1));
   EXPECT_EQ(main.BackImage()->geometry(),
             QRect(0, 0, main.PictureArea()->width(),
-                  main.PictureArea()->height() - CLng(720 / screen.TwipsPerPixelY())));
+                  main.PictureArea()->height() - ToInt32Checked(720 / screen.TwipsPerPixelY())));
 }
 
 TEST_F(PlayerWindows, PressOnTheProgressBarSeeksOnlyWithAFile) {
-  GUI& bar = main.Gui();
-  QProgressBar* progress = bar.ProgressBar1();
+  ControlBar& bar = main.Bar();
+  QProgressBar* progress = bar.ProgressBar();
   QTest::mousePress(progress, Qt::LeftButton, {}, QPoint(progress->width() / 2, 3));
   EXPECT_EQ(bar.Position(), 0);
 
-  main.Open_File(Clip("sbs_scene.mkv"));
+  main.OpenFile(Clip("sbs_scene.mkv"));
   const int x = progress->width() * 9 / 20;
   QTest::mousePress(progress, Qt::LeftButton, {}, QPoint(x, 3));
   EXPECT_DOUBLE_EQ(bar.Position(), 10.0 * x / progress->width());
   EXPECT_EQ(progress->value(), 4);
-  main.Video_Play(false);
+  main.VideoPlay(false);
   EXPECT_EQ(requests.at(0).StartOffset, 4);
 
   // While playing the timer copies the frame being played into the bar.
   bar.EnterPlayingState();
   gSession.CurrentFrame = 8;
   QTRY_COMPARE(progress->value(), 8);
-  bar.CTRL_Stop();
+  bar.OnStop();
 }
 
 TEST_F(PlayerWindows, StatisticsAndHelpOpenFromTheMenus) {
   QStringList lines;
   QTimer::singleShot(0, [&] {
-    auto* profiler = qobject_cast<Profiler*>(QApplication::activeModalWidget());
+    auto* profiler = qobject_cast<StatisticsWindow*>(QApplication::activeModalWidget());
     ASSERT_NE(profiler, nullptr);
-    for (int i = 0; i < profiler->List1()->count(); ++i)
-      lines << profiler->List1()->item(i)->text();
+    for (int i = 0; i < profiler->StatsList()->count(); ++i)
+      lines << profiler->StatsList()->item(i)->text();
     profiler->close();
   });
   Item("View", "Statistics")->trigger();
@@ -389,13 +389,13 @@ TEST_F(PlayerWindows, AVanishedFileOrNonsenseSettingsGiveAMessageAndThePlayerGoe
   UseRealSessions();
   const std::string copy = dir.File("clip.mkv");
   std::filesystem::copy_file(Media("sbs_scene.mkv"), copy);
-  main.Open_File(QString::fromStdString(copy));
+  main.OpenFile(QString::fromStdString(copy));
   std::filesystem::remove(copy);
   sink.messages.clear();
-  main.Video_Play(false);
+  main.VideoPlay(false);
   ASSERT_FALSE(sink.messages.empty());
   EXPECT_EQ(sink.Texts()[0].rfind("An error occurred in OpenVideo. ", 0), 0u) << sink.Texts()[0];
-  EXPECT_FALSE(main.Gui().IsPlayingState());
+  EXPECT_FALSE(main.Bar().IsPlayingState());
   EXPECT_TRUE(main.BackImage()->isVisible());
 
   // Settings edited into nonsense leave the glasses unknown, so a fresh window has no method.
@@ -404,20 +404,20 @@ TEST_F(PlayerWindows, AVanishedFileOrNonsenseSettingsGiveAMessageAndThePlayerGoe
   DisplaySettingsModel model;
   gDisplay.GlassesType = 0;
   StartEngine(store, model);
-  GlassesSet dialog(model, store);
+  DisplaySettingsDialog dialog(model, store);
   EXPECT_EQ(gDisplay.GlassesType, 0);
-  FrmMain fresh;
-  fresh.Open_File(Clip("sbs_scene.mkv"));
+  MainWindow fresh;
+  fresh.OpenFile(Clip("sbs_scene.mkv"));
   sink.messages.clear();
-  fresh.Video_Play(false);
+  fresh.VideoPlay(false);
   EXPECT_EQ(sink.Texts().at(0), "Invalid output format.0");
   EXPECT_FALSE(SessionRunning());
 }
 
 TEST_F(PlayerWindows, ADropDuringAPlayStopsItBeforeTheFileIsOpened) {
   UseRealSessions();
-  main.Open_File(Clip("sbs_valley.mkv"));
-  main.Gui().SetPosition(0);
+  main.OpenFile(Clip("sbs_valley.mkv"));
+  main.Bar().SetPosition(0);
   bool playingAtDrop = false;
   QTimer::singleShot(50, [&] {
     playingAtDrop = SessionRunning();
@@ -425,10 +425,10 @@ TEST_F(PlayerWindows, ADropDuringAPlayStopsItBeforeTheFileIsOpened) {
     EXPECT_EQ(main.CurrentFile().toStdString(), Media("sbs_valley.mkv"));  // not yet
   });
   sink.messages.clear();
-  main.Video_Play(false);
+  main.VideoPlay(false);
   EXPECT_TRUE(playingAtDrop);
   QTRY_COMPARE(main.CurrentFile().toStdString(), Media("ab_scene.mkv"));
-  EXPECT_TRUE(main.Gui().VidState == 1);
+  EXPECT_TRUE(main.Bar().VidState == 1);
 }
 
 }  // namespace

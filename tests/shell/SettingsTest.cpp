@@ -4,7 +4,7 @@
 
 #include <fstream>
 
-#include "playback/CTime.h"
+#include "base/HighResTimer.h"
 #include "shell/DisplaySettingsModel.h"
 #include "shell/SettingsStore.h"
 #include "shell/Startup.h"

@@ -9,8 +9,8 @@
 #include <QScrollBar>
 
 #include "playback/SessionState.h"
-#include "shell/GlassesSet.h"
-#include "shell/Profiler.h"
+#include "shell/DisplaySettingsDialog.h"
+#include "shell/StatisticsWindow.h"
 #include "shell/SettingsStore.h"
 #include "support/TestSupport.h"
 
@@ -30,36 +30,36 @@ TEST_F(GlassesSetDialog, ShowsTheLoadedSettingsAndParsesWhatTheUserPicks) {
   store.SaveSetting("DX7", "Res", "1024x768");
   store.SaveSetting("Options", "VertFactor", "12");
   LoadSettings(store, model, config);
-  GlassesSet dialog(model, store);
-  EXPECT_EQ(dialog.ImageCombo1()->currentText(), "Anaglyph (Red/Green)");
-  EXPECT_EQ(dialog.ImageCombo1()->count(), 7);
-  EXPECT_EQ(dialog.Combo2()->currentText(), "1024x768");
-  EXPECT_EQ(dialog.MegaPixelCap()->text(), "0.8 Megapixel(s)");
-  EXPECT_EQ(dialog.ScrollVertOffset()->value(), 12);
-  EXPECT_EQ(dialog.TxtVertOffset()->text(), "12");
+  DisplaySettingsDialog dialog(model, store);
+  EXPECT_EQ(dialog.GlassesList()->currentText(), "Anaglyph (Red/Green)");
+  EXPECT_EQ(dialog.GlassesList()->count(), 7);
+  EXPECT_EQ(dialog.ResolutionList()->currentText(), "1024x768");
+  EXPECT_EQ(dialog.MegaPixelLabel()->text(), "0.8 Megapixel(s)");
+  EXPECT_EQ(dialog.VertOffsetBar()->value(), 12);
+  EXPECT_EQ(dialog.VertOffsetBox()->text(), "12");
 
-  dialog.Combo2()->setCurrentIndex(dialog.Combo2()->findText("1280x1024"));
+  dialog.ResolutionList()->setCurrentIndex(dialog.ResolutionList()->findText("1280x1024"));
   EXPECT_EQ(config.ScreenWidth, 1280);
   EXPECT_EQ(config.ScreenHeight, 1024);
-  EXPECT_EQ(dialog.MegaPixelCap()->text(), "1.3 Megapixel(s)");
-  dialog.Combo3()->setCurrentIndex(dialog.Combo3()->findText("Default"));
+  EXPECT_EQ(dialog.MegaPixelLabel()->text(), "1.3 Megapixel(s)");
+  dialog.RefreshList()->setCurrentIndex(dialog.RefreshList()->findText("Default"));
   EXPECT_EQ(config.RefreshRate, -1);
-  dialog.Combo3()->setCurrentIndex(dialog.Combo3()->findText("100"));
+  dialog.RefreshList()->setCurrentIndex(dialog.RefreshList()->findText("100"));
   EXPECT_EQ(config.RefreshRate, 100);
-  dialog.Combo1()->setCurrentIndex(dialog.Combo1()->findText("16 bit"));
+  dialog.ColourDepthList()->setCurrentIndex(dialog.ColourDepthList()->findText("16 bit"));
   EXPECT_EQ(config.ColourDepth, 16);
-  dialog.ScrollVertOffset()->setValue(40);
+  dialog.VertOffsetBar()->setValue(40);
   EXPECT_EQ(config.VertOffset, 40);
-  EXPECT_EQ(dialog.TxtVertOffset()->text(), "40");
+  EXPECT_EQ(dialog.VertOffsetBox()->text(), "40");
 }
 
 TEST_F(GlassesSetDialog, OkStoresTheTextsThatLoadAgainAndHintsOnlyForShutterGlasses) {
   LoadSettings(store, model, config);
-  GlassesSet dialog(model, store);
+  DisplaySettingsDialog dialog(model, store);
   dialog.show();
-  dialog.ImageCombo1()->setCurrentIndex(1);  // "Eye3D Shutter Glasses"
-  dialog.Combo2()->setCurrentIndex(dialog.Combo2()->findText("800 x600"));
-  dialog.Command1()->click();
+  dialog.GlassesList()->setCurrentIndex(1);  // "Eye3D Shutter Glasses"
+  dialog.ResolutionList()->setCurrentIndex(dialog.ResolutionList()->findText("800 x600"));
+  dialog.OkButton()->click();
   EXPECT_FALSE(dialog.isVisible());
   EXPECT_EQ(config.GlassesType, 2);
   EXPECT_EQ(sink.Texts(), std::vector<std::string>{kShutterGlassesHint});
@@ -75,25 +75,25 @@ TEST_F(GlassesSetDialog, OkStoresTheTextsThatLoadAgainAndHintsOnlyForShutterGlas
   EXPECT_EQ(std::tuple(reloaded.GlassesType, reloaded.ScreenWidth, reloaded.ScreenHeight),
             std::tuple(2, 800, 600));
 
-  dialog.ImageCombo1()->setCurrentIndex(3);  // anaglyph: no hint
-  dialog.Command1()->click();
+  dialog.GlassesList()->setCurrentIndex(3);  // anaglyph: no hint
+  dialog.OkButton()->click();
   EXPECT_EQ(sink.messages.size(), 1u);
 }
 
-TEST(Profiler, ListsTheStageTimesAndTheConversionRateOnceThereIsOne) {
+TEST(StatisticsWindow, ListsTheStageTimesAndTheConversionRateOnceThereIsOne) {
   const SessionState saved = gSession;
   gSession = SessionState{};
-  Profiler profiler;
+  StatisticsWindow profiler;
   gSession.ConvertFrameTime = 0.04f;
   gSession.StageTimes = {0.0125f, 0.002f, 0.00003f, 0.0333333f};
   profiler.LoadProfile();
   QStringList lines;
-  for (int i = 0; i < profiler.List1()->count(); ++i) lines << profiler.List1()->item(i)->text();
+  for (int i = 0; i < profiler.StatsList()->count(); ++i) lines << profiler.StatsList()->item(i)->text();
   EXPECT_EQ(lines, QStringList({"FPS: 25", "Get Frame: 0.0125", "Decode: 0.002", "Encode: 3E-05",
                                 "Put: 0.0333333"}));
   gSession.ConvertFrameTime = -1.0f;
   profiler.LoadProfile();
-  EXPECT_EQ(profiler.List1()->count(), 4);
+  EXPECT_EQ(profiler.StatsList()->count(), 4);
   gSession = saved;
 }
 

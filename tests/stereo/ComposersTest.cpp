@@ -4,7 +4,7 @@
 
 #include "base/DisplayConfig.h"
 #include "image/FrameBuffers.h"
-#include "stereo/SavePics.h"
+#include "stereo/Composers.h"
 #include "support/TestSupport.h"
 
 namespace qv {
@@ -22,12 +22,12 @@ Bgr Where(int x, int y, int eye) {
   return Bgr{static_cast<uint8_t>(x * 3 + eye), static_cast<uint8_t>(y),
              static_cast<uint8_t>(eye * 100 + (x ^ y))};
 }
-DibRef EyeView(int width, int height, int eye) {
+PictureRef EyeView(int width, int height, int eye) {
   return MakePicture(width, height, [eye](int x, int y) { return Where(x, y, eye); });
 }
 
 // Rows above `top` are `upper`, rows from `gapEnd` on `lower`, black in between.
-DibRef Stacked(int width, int height, int top, int gapEnd, Bgr upper, Bgr lower) {
+PictureRef Stacked(int width, int height, int top, int gapEnd, Bgr upper, Bgr lower) {
   return MakePicture(width, height, [=](int, int y) {
     return y < top ? upper : y < gapEnd ? kBlack : lower;
   });
@@ -46,10 +46,10 @@ class Composers : public ::testing::Test {
     gDisplay.ScreenHeight = height;
     gDisplay.VertOffset = vertOffset;
   }
-  void SetViews(DibRef left, DibRef right) {
+  void SetViews(PictureRef left, PictureRef right) {
     gFrames.StereoViews = {std::move(left), std::move(right)};
   }
-  const cDIBSection& Output() { return *gFrames.OutputFrame; }
+  const Picture& Output() { return *gFrames.OutputFrame; }
   test::RecordingSink messages;
 };
 
@@ -58,7 +58,7 @@ TEST_F(Composers, SyncDoubledFrameHasTheGapBetweenTheHalves) {
   // rows 0 ... 191 and view 1 in rows 268 ... 459.
   SetViews(SolidPicture(640, 240, kRed), SolidPicture(640, 240, kBlue));
   SaveAboveBelow(true);
-  const DibRef expected = Stacked(1024, 460, 192, 268, kRed, kBlue);
+  const PictureRef expected = Stacked(1024, 460, 192, 268, kRed, kBlue);
   EXPECT_TRUE(SamePicture(Output(), *expected));
   EXPECT_EQ(gFrames.ViewWidth, 640);
   EXPECT_EQ(gFrames.ViewHeight, 240);
@@ -93,7 +93,7 @@ TEST_F(Composers, SyncDoubledFrameSurvivesAZeroOffsetAndZeroSizes) {
   EXPECT_EQ(Output().Width(), 0);
   EXPECT_TRUE(messages.messages.empty());
   Screen(1024, 768, 10);
-  SetViews(std::make_shared<cDIBSection>(), nullptr);
+  SetViews(std::make_shared<Picture>(), nullptr);
   SaveAboveBelow(true);
   EXPECT_EQ(messages.messages.size(), 2u);
   EXPECT_EQ(Output().Width(), 0);
@@ -118,10 +118,10 @@ TEST_F(Composers, AnaglyphsMergeTheChannelsOfBothViews) {
   // Left (B 30, G 60, R 90), right (B 10, G 20, R 30): means 60 and 20, luminances 64.53 -> 65 and
   // 21.51 -> 22.
   SetViews(SolidPicture(3, 2, {30, 60, 90}), SolidPicture(3, 2, {10, 20, 30}));
-  const DibRef previous = gFrames.OutputFrame = SolidPicture(2, 2, kRed);
+  const PictureRef previous = gFrames.OutputFrame = SolidPicture(2, 2, kRed);
   SaveAnaGray();
   EXPECT_TRUE(SamePicture(Output(), *SolidPicture(3, 2, {20, 20, 60})));
-  EXPECT_EQ(previous->DIBSectionBitsPtr(), nullptr);  // the previous output is emptied
+  EXPECT_EQ(previous->Bits(), nullptr);  // the previous output is emptied
   SaveAnaColour();
   EXPECT_TRUE(SamePicture(Output(), *SolidPicture(3, 2, {10, 20, 65})));
   SaveAnaYellow();
@@ -154,7 +154,7 @@ TEST_F(Composers, OnePassAnaglyphsEqualTheStepsByteForByte) {
                    std::to_string(s[2]) + "x" + std::to_string(s[3]) + ", kind " +
                    std::to_string(static_cast<int>(kind)));
       SaveAnaglyphStepByStep(kind);
-      const DibRef reference = gFrames.OutputFrame;
+      const PictureRef reference = gFrames.OutputFrame;
       gFrames.OutputFrame = nullptr;
       for (AnaglyphRow row : {PlainAnaglyphRow(kind), FastAnaglyphRow(kind)}) {
         SaveAnaglyphOnePass(kind, row);
@@ -168,7 +168,7 @@ TEST_F(Composers, OnePassAnaglyphsEqualTheStepsByteForByte) {
 TEST_F(Composers, AnaglyphsOfEmptyViewsReportEveryFailingStep) {
   for (bool onePass : {false, true}) {
     messages.messages.clear();
-    SetViews(std::make_shared<cDIBSection>(), std::make_shared<cDIBSection>());
+    SetViews(std::make_shared<Picture>(), std::make_shared<Picture>());
     onePass ? SaveAnaGray() : SaveAnaglyphStepByStep(AnaglyphKind::Gray);
     // Nothing to copy: both greys, both masks, the merge and the clean-up find no picture.
     EXPECT_EQ(messages.messages.size(), 6u);
@@ -229,7 +229,7 @@ TEST_F(Composers, InterlaceFullScreenScalesToTheScreen) {
                           })));
 
   // Otherwise the current screen: 4 x 6 halves them, taking view rows 0, 4 and 8. The narrowing
-  // resample then takes columns 0, 1, 3, 5 and memory rows 0, 0, 1, 2, 3, 4 (Int(m x 5 / 6)).
+  // resample then takes columns 0, 1, 3, 5 and memory rows 0, 0, 1, 2, 3, 4 (Floor(m x 5 / 6)).
   gDisplay.InterlaceViaOpenGL = false;
   FixedScreen small(4, 6);
   SetScreenInfo(&small);
@@ -248,7 +248,7 @@ TEST_F(Composers, InterlaceFullScreenScalesToTheScreen) {
   SaveInterlace(true);
   EXPECT_EQ(Output().Width(), 0);
   EXPECT_TRUE(messages.messages.empty());
-  SetViews(std::make_shared<cDIBSection>(), std::make_shared<cDIBSection>());
+  SetViews(std::make_shared<Picture>(), std::make_shared<Picture>());
   SaveInterlace(true);
   SetScreenInfo(nullptr);
   EXPECT_EQ(messages.Texts(), std::vector<std::string>(2,

@@ -5,7 +5,7 @@
 #include <cstdlib>
 
 #include "image/FrameBuffers.h"
-#include "stereo/LoadPics.h"
+#include "stereo/Decoders.h"
 #include "stereo/StillPictures.h"
 #include "support/TestSupport.h"
 
@@ -25,7 +25,7 @@ Bgr Where(int x, int y) {
 }
 
 // w x h taken from a `Where` frame of frameW x frameH at (dx, dy); black outside the frame.
-DibRef Cut(int w, int h, int dx, int dy, int frameW, int frameH) {
+PictureRef Cut(int w, int h, int dx, int dy, int frameW, int frameH) {
   return MakePicture(w, h, [=](int x, int y) {
     return x + dx < frameW && y + dy < frameH ? Where(x + dx, y + dy) : Bgr{};
   });
@@ -33,14 +33,14 @@ DibRef Cut(int w, int h, int dx, int dy, int frameW, int frameH) {
 
 // `picture` as a JPEG file at the finest quantiser with full-resolution colour, so that flat areas
 // come back within a level or two.
-bool WriteJpeg(const cDIBSection& picture, const std::string& file) {
+bool WriteJpeg(const Picture& picture, const std::string& file) {
   const std::string command = "ffmpeg -nostdin -loglevel error -y -i '" + file +
                               ".bmp' -pix_fmt yuvj444p -qmin 1 -q:v 1 -f mjpeg '" + file + "'";
   return picture.SavePicture(file + ".bmp") && std::system(command.c_str()) == 0;
 }
 
 // Two flat halves in 8 x 8 blocks.
-DibRef StereoPair(int width, int height) {
+PictureRef StereoPair(int width, int height) {
   return MakePicture(width, height, [width](int x, int y) {
     if (x < width / 2) return y < 8 ? Bgr{40, 90, 200} : Bgr{10, 200, 30};
     return y < 8 ? Bgr{220, 60, 20} : Bgr{128, 128, 128};
@@ -53,7 +53,7 @@ class Decoders : public ::testing::Test {
     gFrames = FrameBuffers{};
     DroppedFile.clear();
   }
-  cDIBSection& View(int i) { return *gFrames.StereoViews[static_cast<size_t>(i)]; }
+  Picture& View(int i) { return *gFrames.StereoViews[static_cast<size_t>(i)]; }
   test::RecordingSink messages;
   test::TempDir dir;
 };
@@ -98,15 +98,15 @@ TEST_F(Decoders, InterleavedSeparatesMemoryRowsAndDoublesThem) {
 TEST_F(Decoders, TwoDCopiesTheFrameAndEmptiesTheOldViewsAtOnce) {
   gFrames.SourceFrame = MakePicture(9, 5, Where);
   gFrames.StereoViews = {MakePicture(3, 3, Where), MakePicture(3, 3, Where)};
-  const DibRef oldLeft = gFrames.StereoViews[0];
+  const PictureRef oldLeft = gFrames.StereoViews[0];
   Load2D();
   EXPECT_TRUE(SamePicture(View(0), *gFrames.SourceFrame));
   EXPECT_TRUE(SamePicture(View(1), *gFrames.SourceFrame));
   EXPECT_NE(gFrames.StereoViews[0], gFrames.StereoViews[1]);
-  EXPECT_EQ(oldLeft->DIBSectionBitsPtr(), nullptr);  // emptied for its other holders too
+  EXPECT_EQ(oldLeft->Bits(), nullptr);  // emptied for its other holders too
 
   // The cut layouts only drop their old views.
-  const DibRef cutLeft = gFrames.StereoViews[0];
+  const PictureRef cutLeft = gFrames.StereoViews[0];
   LoadJPS();
   EXPECT_TRUE(SamePicture(*cutLeft, *gFrames.SourceFrame));
 }
@@ -130,7 +130,7 @@ TEST_F(Decoders, AnaglyphsSplitIntoRedAndBlueGreen) {
 TEST_F(Decoders, BadFramesGiveTheRoutinesMessageAndNoCrash) {
   // No frame at all: each decoder stops at once and the views stay as they were.
   gFrames.StereoViews = {MakePicture(2, 2, Where), MakePicture(2, 2, Where)};
-  const DibRef before = gFrames.StereoViews[0];
+  const PictureRef before = gFrames.StereoViews[0];
   const std::pair<FrameDecoder, const char*> decoders[] = {
       {LoadAboveBelow, "LoadAboveBelow"},   {LoadJPS, "LoadJPS"},
       {LoadInterleaved, "LoadInterleaved"}, {Load2D, "Load2D"},
@@ -151,7 +151,7 @@ TEST_F(Decoders, BadFramesGiveTheRoutinesMessageAndNoCrash) {
   EXPECT_EQ(gFrames.StereoViews[0], nullptr);
   LoadInterleaved();  // a one-row frame gives views without rows
   EXPECT_EQ(View(0).Height(), 0);
-  gFrames.SourceFrame = std::make_shared<cDIBSection>();  // an empty picture
+  gFrames.SourceFrame = std::make_shared<Picture>();  // an empty picture
   LoadAboveBelow();
   Load2D();
   LoadAnaglyph();  // copies nothing, then has no view to mask
@@ -169,7 +169,7 @@ TEST_F(Decoders, DecoderForFollowsTheInputFormats) {
 
 TEST_F(Decoders, StillPicturesLoadThroughThePictureLoader) {
   // A BMP file comes back exactly; Load2D then copies it to both views.
-  const DibRef picture = test::PatternPicture(13, 7);
+  const PictureRef picture = test::PatternPicture(13, 7);
   DroppedFile = dir.File("still.bmp");
   ASSERT_TRUE(picture->SavePicture(DroppedFile));
   Load2D(0, true);
@@ -177,7 +177,7 @@ TEST_F(Decoders, StillPicturesLoadThroughThePictureLoader) {
   EXPECT_TRUE(SamePicture(View(1), *picture));
 
   // Above/Below stills that are not H3D files go through the picture loader as well, JPEG or not.
-  const DibRef pair = StereoPair(32, 16);
+  const PictureRef pair = StereoPair(32, 16);
   DroppedFile = dir.File("pair.jps");
   ASSERT_TRUE(WriteJpeg(*pair, DroppedFile));
   LoadAboveBelow(0, true);
@@ -200,7 +200,7 @@ TEST_F(Decoders, StillPicturesLoadThroughThePictureLoader) {
 }
 
 TEST_F(Decoders, JpsAndH3dStillsGoThroughTheStereoLoader) {
-  const DibRef pair = StereoPair(32, 16);
+  const PictureRef pair = StereoPair(32, 16);
   for (const char* name : {"pair.jps", "PAIR.H3D", "pair.h3d"}) {
     SCOPED_TRACE(name);
     gFrames = FrameBuffers{};
@@ -225,15 +225,15 @@ TEST_F(Decoders, FailedStereoStillsAreDecodedFromThePreviousFrame) {
   for (const char* name : {"targa.h3d", "cut.jps", "empty.jps", "missing.jps"}) {
     SCOPED_TRACE(name);
     messages.messages.clear();
-    const DibRef previous = gFrames.SourceFrame = MakePicture(8, 2, Where);
+    const PictureRef previous = gFrames.SourceFrame = MakePicture(8, 2, Where);
     DroppedFile = dir.File(name);
     LoadJPS(0, true);
     EXPECT_EQ(messages.Texts(), std::vector<std::string>{kStereoStillFailedMessage});
     EXPECT_EQ(gFrames.SourceFrame, previous);
     EXPECT_TRUE(SamePicture(View(1), *Cut(4, 2, 4, 0, 8, 2)));
   }
-  DibRef untouched = MakePicture(2, 2, Where);
-  const DibRef before = untouched;
+  PictureRef untouched = MakePicture(2, 2, Where);
+  const PictureRef before = untouched;
   EXPECT_FALSE(LoadStereoStill(untouched, dir.File("cut.jps")));
   EXPECT_EQ(untouched, before);
 }

@@ -17,7 +17,7 @@
 
 #include "base/Error.h"
 #include "base/Seams.h"
-#include "image/cDIBSection.h"
+#include "image/Picture.h"
 
 namespace qv::test {
 
@@ -108,8 +108,8 @@ inline Bgr Grey(uint8_t level) {
 }
 
 // A width x height picture whose pixel at column x and device row y (0 = top) is f(x, y).
-inline DibRef MakePicture(int32_t width, int32_t height, const std::function<Bgr(int, int)>& f) {
-  auto picture = std::make_shared<cDIBSection>();
+inline PictureRef MakePicture(int32_t width, int32_t height, const std::function<Bgr(int, int)>& f) {
+  auto picture = std::make_shared<Picture>();
   if (!picture->Create(width, height)) return nullptr;
   const PixelGrid grid = picture->Grid();
   for (int y = 0; y < height; ++y) {
@@ -124,18 +124,18 @@ inline DibRef MakePicture(int32_t width, int32_t height, const std::function<Bgr
   return picture;
 }
 
-inline DibRef SolidPicture(int32_t width, int32_t height, Bgr colour) {
+inline PictureRef SolidPicture(int32_t width, int32_t height, Bgr colour) {
   return MakePicture(width, height, [colour](int, int) { return colour; });
 }
 
 // A picture whose column x is columns[x] all the way down.
-inline DibRef Columns(const std::vector<Bgr>& columns, int32_t height = 1) {
+inline PictureRef Columns(const std::vector<Bgr>& columns, int32_t height = 1) {
   return MakePicture(static_cast<int32_t>(columns.size()), height,
                      [&](int x, int) { return columns[static_cast<size_t>(x)]; });
 }
 
 // A picture in which every pixel has its own colour, derived from its position and a seed.
-inline DibRef PatternPicture(int32_t width, int32_t height, int seed = 0) {
+inline PictureRef PatternPicture(int32_t width, int32_t height, int seed = 0) {
   return MakePicture(width, height, [seed](int x, int y) {
     return Bgr{static_cast<uint8_t>(x * 7 + y * 3 + seed),
                static_cast<uint8_t>(x * 13 + y * 29 + seed),
@@ -144,15 +144,15 @@ inline DibRef PatternPicture(int32_t width, int32_t height, int seed = 0) {
 }
 
 // Pixel at column x, device row y (0 = top).
-inline Bgr PixelAt(const cDIBSection& picture, int x, int y) {
+inline Bgr PixelAt(const Picture& picture, int x, int y) {
   const uint8_t* p = picture.Grid().DeviceRow(y) + 3 * x;
   return Bgr{p[0], p[1], p[2]};
 }
 
 // Compares two pictures pixel for pixel (padding ignored), allowing channels to differ by up to
 // `tolerance`, and reports the first differences.
-inline ::testing::AssertionResult SamePicture(const cDIBSection& actual,
-                                              const cDIBSection& expected, int tolerance = 0) {
+inline ::testing::AssertionResult SamePicture(const Picture& actual,
+                                              const Picture& expected, int tolerance = 0) {
   if (actual.Width() != expected.Width() || actual.Height() != expected.Height()) {
     return ::testing::AssertionFailure()
            << "size " << actual.Width() << "x" << actual.Height() << ", expected "

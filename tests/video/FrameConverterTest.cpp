@@ -7,7 +7,7 @@
 #include <cstring>
 #include <vector>
 
-#include "image/DeviceContext.h"
+#include "image/Canvas.h"
 #include "video/FrameConverter.h"
 
 extern "C" {

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "image/cDIBSection.h"
+#include "image/Picture.h"
 #include "support/TestSupport.h"
 
 namespace qv::test {
@@ -17,10 +17,10 @@ inline std::string Media(const std::string& name) {
 }
 
 // The frames of a raw BGR24 file (top-down, rows without padding) as pictures.
-inline std::vector<DibRef> ReadRawFrames(const std::string& path, int32_t width, int32_t height) {
+inline std::vector<PictureRef> ReadRawFrames(const std::string& path, int32_t width, int32_t height) {
   const std::string bytes = ReadFile(path);
   const size_t frameBytes = static_cast<size_t>(width) * height * 3;
-  std::vector<DibRef> frames;
+  std::vector<PictureRef> frames;
   for (size_t at = 0; at + frameBytes <= bytes.size(); at += frameBytes) {
     frames.push_back(MakePicture(width, height, [&](int x, int y) {
       const char* p = &bytes[at + (static_cast<size_t>(y) * width + x) * 3];
@@ -31,12 +31,12 @@ inline std::vector<DibRef> ReadRawFrames(const std::string& path, int32_t width,
 }
 
 // The frames of a raw reference file as pictures.
-inline std::vector<DibRef> ReadReference(const std::string& name, int32_t width, int32_t height) {
+inline std::vector<PictureRef> ReadReference(const std::string& name, int32_t width, int32_t height) {
   return ReadRawFrames(Media(name), width, height);
 }
 
 // Mean absolute difference per channel byte of two pictures of the same size.
-inline double MeanDifference(const cDIBSection& a, const cDIBSection& b) {
+inline double MeanDifference(const Picture& a, const Picture& b) {
   int64_t sum = 0;
   for (int y = 0; y < a.Height(); ++y) {
     const uint8_t* pa = a.Grid().MemoryRow(y);
@@ -47,7 +47,7 @@ inline double MeanDifference(const cDIBSection& a, const cDIBSection& b) {
 }
 
 // The reference frame a decoded lossy frame resembles most.
-inline int NearestFrame(const cDIBSection& picture, const std::vector<DibRef>& references) {
+inline int NearestFrame(const Picture& picture, const std::vector<PictureRef>& references) {
   int best = -1;
   double bestDifference = 1e9;
   for (size_t i = 0; i < references.size(); ++i) {

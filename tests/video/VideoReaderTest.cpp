@@ -7,7 +7,7 @@
 
 #include "MediaSupport.h"
 #include "image/FrameBuffers.h"
-#include "stereo/LoadPics.h"
+#include "stereo/Decoders.h"
 #include "video/VideoReader.h"
 
 namespace qv {
@@ -18,8 +18,8 @@ using test::NearestFrame;
 using test::ReadReference;
 using test::SamePicture;
 
-DibRef NewFrame() {
-  auto frame = std::make_shared<cDIBSection>();
+PictureRef NewFrame() {
+  auto frame = std::make_shared<Picture>();
   frame->Create(gVideo.FrameFormat.biWidth, gVideo.FrameFormat.biHeight);
   return frame;
 }
@@ -42,7 +42,7 @@ class Reader : public ::testing::Test {
 
   test::RecordingSink sink;
   PlaybackRequest request;
-  DibRef frame;
+  PictureRef frame;
 };
 
 struct Clip {
@@ -62,7 +62,7 @@ class LosslessClips : public Reader, public ::testing::WithParamInterface<Clip> 
     references = ReadReference(clip.reference, clip.width, clip.height);
     ASSERT_EQ(static_cast<int>(references.size()), clip.frames);
   }
-  std::vector<DibRef> references;
+  std::vector<PictureRef> references;
 };
 
 TEST_P(LosslessClips, SequentialFetchesGiveEveryFrameExactlyWithoutSeeking) {
@@ -137,7 +137,7 @@ TEST_P(LossyClips, EveryNumberGivesTheFrameOfThatNumberInAnyOrder) {
   EXPECT_EQ(gVideo.StreamLength, 30);
   const auto references = ReadReference("lossy_ref.bgr", 128, 96);
   ASSERT_EQ(references.size(), 30u);
-  std::vector<DibRef> sequential;
+  std::vector<PictureRef> sequential;
   for (int k = 0; k < 30; ++k) {
     sequential.push_back(NewFrame());
     ASSERT_TRUE(FetchFrame(k, *sequential[k])) << "frame " << k;
@@ -167,7 +167,7 @@ TEST_F(Reader, FilesWithoutPicturesAreReportedAndNothingStaysOpen) {
     ASSERT_EQ(sink.messages.size(), 1u);
     EXPECT_THAT(sink.messages[0].text, ::testing::StartsWith("An error occurred in OpenVideo. "));
     EXPECT_EQ(gVideo.FrameGetter, nullptr);
-    cDIBSection any;
+    Picture any;
     any.Create(8, 8);
     EXPECT_FALSE(FetchFrame(0, any));
   }
@@ -183,7 +183,7 @@ TEST_F(Reader, FramesMissingFromATruncatedFileFailAndTheRestStillDecode) {
       EXPECT_EQ(NearestFrame(*frame, references), k);
     }
   }
-  cDIBSection wrongSize;
+  Picture wrongSize;
   wrongSize.Create(127, 96);
   EXPECT_FALSE(FetchFrame(5, wrongSize));
   EXPECT_TRUE(sink.messages.empty());
