@@ -15,7 +15,7 @@
 #include "base/Seams.h"
 #include "cli/Commands.h"
 #include "cli/OutputOptions.h"
-#include "display/VideoFileSurface.h"
+#include "output/VideoFileSurface.h"
 #include "playback/PlaySession.h"
 #include "playback/SessionState.h"
 #include "playback/Surfaces.h"

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <vector>
 
-#include "display/VideoFileWriter.h"
+#include "output/VideoFileWriter.h"
 
 namespace qv {
 

@@ -17,7 +17,7 @@
 #include "base/Numbers.h"
 #include "base/Seams.h"
 #include "display/QtInput.h"
-#include "display/ScreenModes.h"
+#include "stereo/ScreenSizes.h"
 #include "display/WindowImage.h"
 #include "image/BufferHelpers.h"
 #include "playback/DisplayEvents.h"

@@ -23,7 +23,7 @@
 #include <cstdint>
 #include <memory>
 
-#include "display/DisplaySurface.h"
+#include "playback/DisplaySurface.h"
 
 class QTimer;
 class QWidget;

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <functional>
 
-#include "display/DisplaySurface.h"
+#include "playback/DisplaySurface.h"
 
 namespace qv {
 

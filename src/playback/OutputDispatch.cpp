@@ -7,7 +7,7 @@
 #include "base/Error.h"
 #include "base/Numbers.h"
 #include "base/Seams.h"
-#include "display/LineCodes.h"
+#include "playback/LineCodes.h"
 #include "image/FrameBuffers.h"
 #include "playback/Surfaces.h"
 #include "stereo/Decoders.h"

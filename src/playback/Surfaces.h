@@ -4,7 +4,7 @@
 // video-file surface, tests a recording surface. A kind with no surface is reported to the user
 // as not available when a session asks for it, and the session ends cleanly.
 
-#include "display/DisplaySurface.h"
+#include "playback/DisplaySurface.h"
 
 namespace qv {
 

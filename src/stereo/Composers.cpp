@@ -8,7 +8,7 @@
 #include "base/Error.h"
 #include "base/Numbers.h"
 #include "base/Seams.h"
-#include "display/ScreenModes.h"
+#include "stereo/ScreenSizes.h"
 #include "image/BufferHelpers.h"
 #include "image/FrameBuffers.h"
 #include "imageproc/ImageProcessor.h"

@@ -14,7 +14,7 @@
 
 #include "base/DisplayConfig.h"
 #include "base/Seams.h"
-#include "display/DisplaySurface.h"
+#include "playback/DisplaySurface.h"
 #include "playback/AudioOutput.h"
 #include "playback/SessionState.h"
 #include "playback/SoundTrack.h"

@@ -5,7 +5,7 @@
 
 #include "base/Error.h"
 #include "base/Seams.h"
-#include "display/ScreenModes.h"
+#include "stereo/ScreenSizes.h"
 
 namespace qv {
 namespace {

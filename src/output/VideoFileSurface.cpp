@@ -1,4 +1,4 @@
-#include "display/VideoFileSurface.h"
+#include "output/VideoFileSurface.h"
 
 extern "C" {
 #include <libavutil/mathematics.h>

@@ -14,8 +14,8 @@
 #include <string>
 #include <vector>
 
-#include "display/DisplaySurface.h"
-#include "display/VideoFileWriter.h"
+#include "playback/DisplaySurface.h"
+#include "output/VideoFileWriter.h"
 
 namespace qv {
 

@@ -5,7 +5,7 @@
 
 #include <cstdio>
 
-#include "display/VideoFileWriter.h"
+#include "output/VideoFileWriter.h"
 #include "support/TestSupport.h"
 
 namespace qv {

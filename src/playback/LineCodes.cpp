@@ -1,4 +1,4 @@
-#include "display/LineCodes.h"
+#include "playback/LineCodes.h"
 
 #include <cstdint>
 #include <utility>

@@ -1,4 +1,4 @@
-#include "display/ScreenModes.h"
+#include "stereo/ScreenSizes.h"
 
 #include "base/Error.h"
 #include "base/Numbers.h"

@@ -1,4 +1,4 @@
-#include "display/VideoFileWriter.h"
+#include "output/VideoFileWriter.h"
 
 #include <algorithm>
 #include <condition_variable>
