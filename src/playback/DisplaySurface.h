@@ -8,6 +8,7 @@
 
 #include <cstdint>
 
+#include "base/DisplayConfig.h"
 #include "image/Picture.h"
 
 namespace qv {
@@ -29,6 +30,14 @@ class DisplaySurface {
   virtual void ResizeSurface(int32_t srcX, int32_t srcY) = 0;
   // Closes the surface (after the end line code when one is in use). Safe when never opened.
   virtual bool CloseDisplay() = 0;
+
+  // The display settings of the session that opens the surface (screen mode, refresh rate,
+  // vertical offset), handed over by the output dispatch just before OpenDisplay.
+  void UseSettings(const DisplayConfig& settings) { settings_ = settings; }
+  const DisplayConfig& Settings() const { return settings_; }
+
+ private:
+  DisplayConfig settings_;
 };
 
 }  // namespace qv
