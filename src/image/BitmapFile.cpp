@@ -182,8 +182,7 @@ bool BitmapFile::WriteToFile(const std::string& filename) {
   return true;
 }
 
-void BitmapFile::CreateFromPicarray() {
-  const PixelArray& shared = gArrays.SharedPixels;
+void BitmapFile::CreateFromPicarray(const PixelArray& shared) {
   const int32_t width = shared.Empty() ? 0 : (shared.Cols() - 1) / 3;
   const int32_t height = shared.Rows();
   const BitmapInfoHeader header = BitmapInfoHeader::For24Bit(width, height);

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "image/BitmapFormat.h"
+#include "image/PixelArrays.h"
 #include "image/Picture.h"
 
 namespace qv {
@@ -49,8 +50,9 @@ class BitmapFile {
   // As CreateFromPackedDIBPointer (without its message), then red and blue swapped in every
   // complete group of three pixel bytes.
   bool CreateRGBFromPackedDIBPointer(const uint8_t* packed, bool interlaced);
-  // Builds a 24-bit bitmap from the shared pixel array (the low 8 bits of each element).
-  void CreateFromPicarray();
+  // Builds a 24-bit bitmap from a pixel array laid out as the shared one (the low 8 bits of each
+  // element).
+  void CreateFromPicarray(const PixelArray& values);
   // Takes size and pixels from a picture.
   void CreateFromSection(const Picture& picture);
   // Copies the pixel bytes into a picture of the same size and layout; raises the subscript-range

@@ -65,19 +65,18 @@ class Array2D {
 
 using PixelArray = Array2D<int32_t>;
 
-// The program-wide arrays:
+// The arrays that image-processing members share (see ImageProcessor):
 //   SharedPixels: signed 32-bit channel values of the picture last copied in by CopyToArray,
 //     (3W + 1) x H as above; the hand-over between CopyToArray and the members that compare or
 //     combine a picture with an earlier one.
 //   GLPixels: the picture last repacked by CopyToArrayOPENGL, red, green, blue bytes, rows
 //     bottom-up without padding (3WH bytes plus one that is never written), ready for
 //     glDrawPixels with GL_RGB, GL_UNSIGNED_BYTE and an unpack alignment of 1.
-// Used from the playback thread only, without locks.
+// One thread at a time, without locks: a CopyToArray and the member that reads SharedPixels after
+// it are one operation.
 struct ProcessorArrays {
   PixelArray SharedPixels;
   std::vector<uint8_t> GLPixels;
 };
-
-inline ProcessorArrays gArrays;
 
 }  // namespace qv

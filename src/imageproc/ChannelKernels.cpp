@@ -65,8 +65,8 @@ void RequireSameSize(const Picture& picture, int32_t W, int32_t H) {
   }
 }
 
-void RequireSharedPixels(int32_t W, int32_t H) {
-  if (!gArrays.SharedPixels.Covers(3 * int64_t{W} - 1, H - 1)) throw err::SubscriptOutOfRange();
+void RequireSharedPixels(const PixelArray& shared, int32_t W, int32_t H) {
+  if (!shared.Covers(3 * int64_t{W} - 1, H - 1)) throw err::SubscriptOutOfRange();
 }
 
 }  // namespace
@@ -214,8 +214,8 @@ void ImageProcessor::RemoveAnaglyphHues(Picture& picture) {
 void ImageProcessor::ColourFromImage(Picture& picture) {
   const PixelGrid grid = picture.Grid();
   if (grid.Empty()) return;
-  RequireSharedPixels(grid.width, grid.height);
-  const PixelArray& shared = gArrays.SharedPixels;
+  RequireSharedPixels(arrays_->SharedPixels, grid.width, grid.height);
+  const PixelArray& shared = arrays_->SharedPixels;
   for (int32_t x = 0; x < grid.width; ++x) {
     const int32_t i = 3 * x;
     for (int32_t y = 0; y < grid.height; ++y) {
@@ -236,8 +236,8 @@ void ImageProcessor::CorrectAnaglyph(Picture& picture, const PixelArray& values)
   const PixelGrid grid = picture.Grid();
   const BlockSearch blocks(picture.Width(), picture.Height());
   if (grid.Empty() || blocks.Empty()) return;
-  RequireSharedPixels(grid.width, grid.height);
-  const PixelArray& shared = gArrays.SharedPixels;
+  RequireSharedPixels(arrays_->SharedPixels, grid.width, grid.height);
+  const PixelArray& shared = arrays_->SharedPixels;
   for (int32_t bx = 0; bx <= blocks.lastBx; bx += 48) {
     for (int32_t by = 0; by <= blocks.lastBy; by += 16) {
       const int32_t ob = blocks.Best(bx, 4000, [&](int32_t o) {

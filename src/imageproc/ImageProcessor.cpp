@@ -105,14 +105,14 @@ void ImageProcessor::SetupKernel() {
 // --- Array conversions ---------------------------------------------------------------------------
 
 void ImageProcessor::CopyToArray(const Picture& picture) {
-  CopyToSpecifiedArray(picture, gArrays.SharedPixels);
+  CopyToSpecifiedArray(picture, arrays_->SharedPixels);
 }
 
 void ImageProcessor::CopyToArrayOPENGL(const Picture& picture) {
   const int32_t W = picture.Width();
   const int32_t H = picture.Height();
   const size_t rowBytes = static_cast<size_t>(3) * (W > 0 ? W : 0);
-  std::vector<uint8_t>& out = gArrays.GLPixels;
+  std::vector<uint8_t>& out = arrays_->GLPixels;
   out.resize(rowBytes * (H > 0 ? H : 0) + 1);
   const PixelGrid grid = picture.Grid();
   if (grid.Empty()) return;

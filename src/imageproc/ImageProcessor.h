@@ -37,6 +37,16 @@ struct ProgressEvents {
 
 class ImageProcessor {
  public:
+  // A processor whose members hand pictures over through arrays of its own.
+  ImageProcessor() : arrays_(&ownArrays_) {}
+  // A processor that shares `arrays` with the other processors of one piece of work (a playback
+  // session shares one set among its decoders, composers and the conversion).
+  explicit ImageProcessor(ProcessorArrays& arrays) : arrays_(&arrays) {}
+  ImageProcessor(const ImageProcessor&) = delete;
+  ImageProcessor& operator=(const ImageProcessor&) = delete;
+
+  ProcessorArrays& Arrays() const { return *arrays_; }
+
   ProgressEvents Events;
 
   // --- Filter set-up ---------------------------------------------------------------------------
@@ -93,6 +103,42 @@ class ImageProcessor {
   void FindCropRegion(const Picture& picture, int32_t& cropLeft, int32_t& cropRight, int32_t& cropTop,
                       int32_t& cropBottom, int32_t stepX, int32_t stepY);
 
+  // --- Interlace kernels -----------------------------------------------------------------------
+
+  // (none yet)
+
+  // --- Image combination -----------------------------------------------------------------------
+
+  // (none yet)
+
+  // --- Geometry --------------------------------------------------------------------------------
+
+  // (none yet)
+
+  // --- Convolution and noise filters -----------------------------------------------------------
+
+  // (none yet)
+
+  // --- Tone and colour -------------------------------------------------------------------------
+
+  // (none yet)
+
+  // --- Test patterns and drawing ---------------------------------------------------------------
+
+  // (none yet)
+
+  // --- Depth maps: model, creation, clean-up ---------------------------------------------------
+
+  // (none yet)
+
+  // --- Depth maps: view synthesis and alignment ------------------------------------------------
+
+  // (none yet)
+
+  // --- Depth maps: motion, sky and regions, stereo pairs ---------------------------------------
+
+  // (none yet)
+
  protected:
   // Event helpers. StartTick() gives the tick to pass to RaiseComplete.
   void RaiseInitProgress(int32_t maximum) const;
@@ -108,6 +154,8 @@ class ImageProcessor {
   std::vector<int32_t> kernel_;  // (2h + 1)^2 values, K(x, y) at (y + h) * size + (x + h)
   int32_t kernelWeight_ = 0;
   int32_t filterType_ = 0;
+  ProcessorArrays ownArrays_;
+  ProcessorArrays* arrays_;
 };
 
 // The error object that the class raises.

@@ -96,7 +96,7 @@ void ImageProcessor::VertGrad(Picture& picture) {
   const uint32_t start = StartTick();
   const int32_t W = picture.Width();
   const int32_t H = picture.Height();
-  gArrays.SharedPixels.ReDim(3 * static_cast<int64_t>(W) + 1, H);
+  arrays_->SharedPixels.ReDim(3 * static_cast<int64_t>(W) + 1, H);
   RaiseInitProgress(W - 1);
   const PixelGrid grid = picture.Grid();
   constexpr int kAlike = 25;

@@ -27,7 +27,7 @@ constexpr const char* kUnableToOpen = "Unable to open AVI file.";
 int32_t ViewDifference(ImageProcessor& processor) {
   processor.CopyToArray(Deref(gFrames.StereoViews[0]));
   int32_t sum = 0;
-  processor.Correlate(Deref(gFrames.StereoViews[1]), gArrays.SharedPixels, sum);
+  processor.Correlate(Deref(gFrames.StereoViews[1]), processor.Arrays().SharedPixels, sum);
   return sum;
 }
 

@@ -153,17 +153,17 @@ TEST(BmpFile, ReportsMissingForeignAndDamagedFiles) {
 }
 
 TEST(BmpFile, PicarrayBecomesAPaddedBitmapOfTheLowBytes) {
-  gArrays.SharedPixels.ReDim(3 * 2 + 1, 1);
+  PixelArray shared;
+  shared.ReDim(3 * 2 + 1, 1);
   const int32_t values[] = {1, 2, 3, 256 + 4, 5, -1};
-  for (int i = 0; i < 6; ++i) gArrays.SharedPixels(i, 0) = values[i];
+  for (int i = 0; i < 6; ++i) shared(i, 0) = values[i];
   BitmapFile dib;
-  dib.CreateFromPicarray();
+  dib.CreateFromPicarray(shared);
   EXPECT_EQ(dib.Width(), 2);
   EXPECT_EQ(dib.Height(), 1);
   EXPECT_EQ(dib.SizeImage(), 8);
   EXPECT_EQ(std::vector<uint8_t>(dib.PointerToBits(), dib.PointerToBits() + 8),
             (std::vector<uint8_t>{1, 2, 3, 4, 5, 255, 0, 0}));
-  gArrays.SharedPixels.Clear();
 }
 
 }  // namespace

@@ -20,7 +20,6 @@ using test::SolidPicture;
 
 class ChannelKernels : public ::testing::Test {
  protected:
-  void TearDown() override { gArrays = ProcessorArrays{}; }
   ImageProcessor process;
 };
 
@@ -130,7 +129,7 @@ TEST_F(ChannelKernels, AnaglyphRepairsRestoreTheMissingChannelsOfAGreyPicture) {
   const auto grey = picture(true, true, false);
   auto repaired = picture(false, true, false);
   process.CopyToArray(*grey);
-  process.CorrectAnaglyph(*repaired, gArrays.SharedPixels);
+  process.CorrectAnaglyph(*repaired, process.Arrays().SharedPixels);
   EXPECT_TRUE(SamePicture(*repaired, *picture(false, true, true)));
 
   auto left = picture(true, false, false);
@@ -142,7 +141,7 @@ TEST_F(ChannelKernels, AnaglyphRepairsRestoreTheMissingChannelsOfAGreyPicture) {
   // Fewer than 16 columns: no blocks, nothing changes.
   auto narrow = SolidPicture(15, 20, {9, 9, 0});
   process.CopyToArray(*SolidPicture(15, 20, Grey(9)));
-  process.CorrectAnaglyph(*narrow, gArrays.SharedPixels);
+  process.CorrectAnaglyph(*narrow, process.Arrays().SharedPixels);
   EXPECT_TRUE(SamePicture(*narrow, *SolidPicture(15, 20, {9, 9, 0})));
 }
 

@@ -32,14 +32,13 @@ struct EventLog {
 
 class Processor : public ::testing::Test {
  protected:
-  void TearDown() override { gArrays = ProcessorArrays{}; }
   ImageProcessor p;
 };
 
 TEST_F(Processor, ArrayCopiesLayChannelBytesOutBottomRowFirst) {
   EventLog log(p);
   p.CopyToArray(*MakePicture(2, 1, [](int x, int) { return x ? Bgr{4, 5, 6} : Bgr{1, 2, 3}; }));
-  const PixelArray& a = gArrays.SharedPixels;
+  const PixelArray& a = p.Arrays().SharedPixels;
   ASSERT_EQ(a.Rows(), 1);
   EXPECT_EQ(std::vector<int32_t>(a.Data(), a.Data() + a.Cols()),
             (std::vector<int32_t>{1, 2, 3, 4, 5, 6, 0}));  // a zero last column
@@ -50,8 +49,8 @@ TEST_F(Processor, ArrayCopiesLayChannelBytesOutBottomRowFirst) {
   p.CopyToArrayOPENGL(*MakePicture(2, 2, [](int x, int y) {
     return y ? Bgr{uint8_t(4 + x), 5, 6} : Bgr{uint8_t(1 + x), 2, 3};
   }));
-  ASSERT_EQ(gArrays.GLPixels.size(), 13u);
-  EXPECT_EQ(std::vector<uint8_t>(gArrays.GLPixels.begin(), gArrays.GLPixels.begin() + 12),
+  ASSERT_EQ(p.Arrays().GLPixels.size(), 13u);
+  EXPECT_EQ(std::vector<uint8_t>(p.Arrays().GLPixels.begin(), p.Arrays().GLPixels.begin() + 12),
             (std::vector<uint8_t>{6, 5, 4, 6, 5, 5, 3, 2, 1, 3, 2, 2}));
   EXPECT_EQ(log.text, "");
 
@@ -137,17 +136,17 @@ TEST_F(Processor, CorrelateSumsEveryChannelByteOnceOntoTheCallersCount) {
   // A 2 x 1 picture whose six bytes each differ by 1 from the array; the count is not reset.
   const PictureRef two = MakePicture(2, 1, [](int x, int) { return Bgr{uint8_t(10 + x), 20, 30}; });
   p.CopyToArray(*two);
-  for (int k = 0; k < 6; ++k) gArrays.SharedPixels(k, 0) += (k % 2 ? 1 : -1);
+  for (int k = 0; k < 6; ++k) p.Arrays().SharedPixels(k, 0) += (k % 2 ? 1 : -1);
   EventLog log(p);
   int32_t count = 100;
-  p.Correlate(*two, gArrays.SharedPixels, count);
+  p.Correlate(*two, p.Arrays().SharedPixels, count);
   EXPECT_EQ(count, 106);
   EXPECT_EQ(log.text, "init 1 0 3, done");
 
   // Two different pictures of several rows: the sum of all absolute byte differences.
   p.CopyToArray(*SolidPicture(5, 3, {10, 200, 30}));
   int32_t sum = -7;
-  p.Correlate(*SolidPicture(5, 3, {40, 100, 30}), gArrays.SharedPixels, sum);
+  p.Correlate(*SolidPicture(5, 3, {40, 100, 30}), p.Arrays().SharedPixels, sum);
   EXPECT_EQ(sum, -7 + 15 * (30 + 100));
 }
 
@@ -238,13 +237,13 @@ TEST_F(Processor, VertGradIsWhiteWhereEveryChannelStandsApartFromItsNeighboursJu
     });
   };
   const PictureRef picture = column({0, 100, 200, 50, 150, 250});
-  gArrays.SharedPixels.ReDim(3, 3);
-  gArrays.SharedPixels(0, 0) = 77;
+  p.Arrays().SharedPixels.ReDim(3, 3);
+  p.Arrays().SharedPixels(0, 0) = 77;
   p.VertGrad(*picture);
   EXPECT_TRUE(SamePicture(*picture, *column({0, 255, 255, 0, 0, 0})));
-  EXPECT_EQ(gArrays.SharedPixels.Cols(), 4);
-  EXPECT_EQ(gArrays.SharedPixels.Rows(), 6);
-  EXPECT_EQ(gArrays.SharedPixels(0, 0), 0);
+  EXPECT_EQ(p.Arrays().SharedPixels.Cols(), 4);
+  EXPECT_EQ(p.Arrays().SharedPixels.Rows(), 6);
+  EXPECT_EQ(p.Arrays().SharedPixels(0, 0), 0);
 
   // A channel alike its neighbours is enough to make a pixel black.
   const PictureRef rows = MakePicture(3, 8, [](int, int top) {
