@@ -3,23 +3,13 @@
 #include <algorithm>
 #include <cstring>
 
-#if defined(__x86_64__) || defined(__i386__)
+#include "base/CpuFeatures.h"
+
+#ifdef QV_X86
 #include <tmmintrin.h>
-#define QUORVEX_HAVE_SSSE3_PATH 1
 #endif
 
 namespace qv {
-
-namespace {
-bool ProcessorHasSsse3() {
-#ifdef QUORVEX_HAVE_SSSE3_PATH
-  static const bool has = __builtin_cpu_supports("ssse3");
-  return has;
-#else
-  return false;
-#endif
-}
-}  // namespace
 
 RowGatherPlan::RowGatherPlan(const std::vector<int32_t>& columns, int32_t sourceWidth,
                              bool allowSimd) {
@@ -29,7 +19,7 @@ RowGatherPlan::RowGatherPlan(const std::vector<int32_t>& columns, int32_t source
   scalarFrom_ = 0;
   wideMoves_ = sourceOffsets_.empty() ||
                *std::max_element(sourceOffsets_.begin(), sourceOffsets_.end()) + 4 <= 3 * sourceWidth;
-  if (!allowSimd || !ProcessorHasSsse3()) return;
+  if (!allowSimd || !CpuFeatures().ssse3) return;
   // Shuffled chunks run from the start of the row for as long as each reads 32 bytes that lie
   // within the source row.
   for (int32_t at = 0; at + 16 <= destBytes; at += 16) {
@@ -75,11 +65,9 @@ void RowGatherPlan::GatherScalar(const uint8_t* sourceRow, uint8_t* destRow, int
   for (; x < pixels; ++x) std::memcpy(destRow + 3 * x, sourceRow + off[x], 3);
 }
 
-#ifdef QUORVEX_HAVE_SSSE3_PATH
-__attribute__((target("ssse3"))) void RowGatherPlan::GatherChunks(const uint8_t* sourceRow,
-                                                                  uint8_t* destRow,
-                                                                  const Chunk* chunks,
-                                                                  size_t count) {
+#ifdef QV_X86
+QV_TARGET("ssse3") void RowGatherPlan::GatherChunks(const uint8_t* sourceRow, uint8_t* destRow,
+                                                    const Chunk* chunks, size_t count) {
   for (size_t k = 0; k < count; ++k) {
     const Chunk& c = chunks[k];
     const __m128i low = _mm_loadu_si128(reinterpret_cast<const __m128i*>(sourceRow + c.sourceByte));
@@ -95,7 +83,7 @@ void RowGatherPlan::GatherChunks(const uint8_t*, uint8_t*, const Chunk*, size_t)
 #endif
 
 void RowGatherPlan::Gather(const uint8_t* sourceRow, uint8_t* destRow) const {
-#ifdef QUORVEX_HAVE_SSSE3_PATH
+#ifdef QV_X86
   if (simd_) GatherChunks(sourceRow, destRow, chunks_.data(), chunks_.size());
 #endif
   GatherScalar(sourceRow, destRow, scalarFrom_);

@@ -3,7 +3,7 @@
 // destination pixel x of every row takes source pixel column[x] of its source row.
 //
 // The column pattern is the same for every row, so it is compiled once into a plan of 16-byte
-// output chunks, each filled by byte shuffles from two 16-byte source loads where the processor
+// output chunks, each filled by byte shuffles from two 16-byte source loads where CpuFeatures()
 // has SSSE3 and the chunk's source bytes lie within 32 bytes; other bytes are moved one pixel at
 // a time. Both ways give identical pictures.
 
@@ -17,7 +17,8 @@ namespace qv {
 
 class RowGatherPlan {
  public:
-  // columns: a source pixel column (0 ... sourceWidth - 1) for each destination pixel.
+  // columns: a source pixel column (0 ... sourceWidth - 1) for each destination pixel. Without
+  // allowSimd (or SSSE3) the plan is the plain version.
   RowGatherPlan(const std::vector<int32_t>& columns, int32_t sourceWidth, bool allowSimd);
   // Fills the 3 x columns.size() pixel bytes of destRow from sourceRow.
   void Gather(const uint8_t* sourceRow, uint8_t* destRow) const;

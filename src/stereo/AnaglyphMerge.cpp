@@ -2,10 +2,8 @@
 
 #include "imageproc/GreyLevels.h"
 
-#if defined(__x86_64__) || defined(__i386__)
-#include <immintrin.h>
-#define QV_HAVE_X86_VECTORS 1
-#endif
+#include "base/CpuFeatures.h"
+#include "image/PixelSteps.h"
 
 namespace qv {
 
@@ -61,42 +59,14 @@ void PlainRow(uint8_t* out, const uint8_t* left, const uint8_t* right, int32_t b
   PlainLeftOnly<kind>(out + 3 * both, left + 3 * both, leftOnly);
 }
 
-#ifdef QV_HAVE_X86_VECTORS
+#ifdef QV_X86
 
 // --- AVX2 rows -----------------------------------------------------------------------------------
-// Eight pixels a step. The 24 bytes of a step are loaded as 32 and spread so that each 128-bit
-// lane holds four whole pixels (bytes 0-11 and 12-23); every pixel then becomes one 32-bit value,
-// which keeps the grey arithmetic in pixel order and the shuffles few.
-
-#define QV_AVX2 __attribute__((target("avx2")))
-
-// Reads 32 bytes from p: the caller keeps 8 bytes beyond the step's 24 inside the row.
-QV_AVX2 inline __m256i LoadStep(const uint8_t* p) {
-  const __m256i bytes = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(p));
-  return _mm256_permutevar8x32_epi32(bytes, _mm256_setr_epi32(0, 1, 2, 3, 3, 4, 5, 6));
-}
-
-// Four pixels a lane as 32-bit (blue, green, red, 0).
-QV_AVX2 inline __m256i Widen(__m256i step) {
-  const __m256i spread = _mm256_setr_epi8(0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1,
-                                          0, 1, 2, -1, 3, 4, 5, -1, 6, 7, 8, -1, 9, 10, 11, -1);
-  return _mm256_shuffle_epi8(step, spread);
-}
-
-// Eight 32-bit (blue, green, red, 0) pixels packed back to 24 bytes at out.
-QV_AVX2 inline void StoreStep(uint8_t* out, __m256i pixels) {
-  const __m256i pack = _mm256_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1,
-                                        0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, -1, -1, -1, -1);
-  const __m256i packed = _mm256_permutevar8x32_epi32(_mm256_shuffle_epi8(pixels, pack),
-                                                     _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 7, 7));
-  _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm256_castsi256_si128(packed));
-  _mm_storel_epi64(reinterpret_cast<__m128i*>(out + 16), _mm256_extracti128_si256(packed, 1));
-}
+// Eight pixels a step (image/PixelSteps.h).
 
 // round((b + g + r) / 3) = floor((sum + 1) / 3) = (sum + 1) * 21846 >> 16 for sums up to 765.
-QV_AVX2 inline __m256i MeanOf(__m256i widened) {
-  const __m256i sum = _mm256_madd_epi16(_mm256_maddubs_epi16(widened, _mm256_set1_epi32(0x00010101)),
-                                        _mm256_set1_epi16(1));
+QV_TARGET("avx2") inline __m256i MeanOf(__m256i widened) {
+  const __m256i sum = steps::ChannelSum(widened);
   return _mm256_srli_epi32(_mm256_madd_epi16(_mm256_add_epi32(sum, _mm256_set1_epi32(1)), _mm256_set1_epi32(21846)),
                            16);
 }
@@ -104,7 +74,7 @@ QV_AVX2 inline __m256i MeanOf(__m256i widened) {
 // round((222 r + 707 g + 71 b) / 1000), halves to even, exactly: with u = n + 500 below 2^18,
 // floor(u / 1000) = floor((u >> 3) / 125) = (u >> 3) * 33555 >> 22, and u is a multiple of 1000
 // exactly when n lies half way, where an odd quotient steps down to the even one.
-QV_AVX2 inline __m256i StandardOf(__m256i step) {
+QV_TARGET("avx2") inline __m256i StandardOf(__m256i step) {
   const __m256i blueGreen = _mm256_shuffle_epi8(
       step, _mm256_setr_epi8(0, -1, 1, -1, 3, -1, 4, -1, 6, -1, 7, -1, 9, -1, 10, -1,
                              0, -1, 1, -1, 3, -1, 4, -1, 6, -1, 7, -1, 9, -1, 10, -1));
@@ -120,38 +90,27 @@ QV_AVX2 inline __m256i StandardOf(__m256i step) {
 }
 
 template <AnaglyphKind kind>
-QV_AVX2 void VectorRow(uint8_t* out, const uint8_t* left, const uint8_t* right, int32_t both, int32_t leftOnly) {
+QV_TARGET("avx2") void VectorRow(uint8_t* out, const uint8_t* left, const uint8_t* right, int32_t both, int32_t leftOnly) {
   int32_t x = 0;
-  for (; x + 11 <= both; x += 8) {  // 3x + 32 bytes stay inside both rows
-    const __m256i l = LoadStep(left + 3 * x);
-    const __m256i r = LoadStep(right + 3 * x);
+  for (; x + steps::kReach <= both; x += 8) {
+    const __m256i l = steps::Load(left + 3 * x);
+    const __m256i r = steps::Load(right + 3 * x);
     __m256i pixels;
     if constexpr (kind == AnaglyphKind::Gray) {
-      const __m256i gl = MeanOf(Widen(l)), gr = MeanOf(Widen(r));
+      const __m256i gl = MeanOf(steps::Widen(l)), gr = MeanOf(steps::Widen(r));
       pixels = _mm256_or_si256(_mm256_or_si256(gr, _mm256_slli_epi32(gr, 8)), _mm256_slli_epi32(gl, 16));
     } else if constexpr (kind == AnaglyphKind::Colour) {
-      pixels = _mm256_or_si256(_mm256_and_si256(Widen(r), _mm256_set1_epi32(0x0000FFFF)),
+      pixels = _mm256_or_si256(_mm256_and_si256(steps::Widen(r), _mm256_set1_epi32(0x0000FFFF)),
                                _mm256_slli_epi32(StandardOf(l), 16));
     } else {
-      pixels = _mm256_or_si256(_mm256_and_si256(Widen(l), _mm256_set1_epi32(0x00FFFF00)), StandardOf(r));
+      pixels = _mm256_or_si256(_mm256_and_si256(steps::Widen(l), _mm256_set1_epi32(0x00FFFF00)), StandardOf(r));
     }
-    StoreStep(out + 3 * x, pixels);
+    steps::Store(out + 3 * x, pixels);
   }
   PlainRow<kind>(out + 3 * x, left + 3 * x, right + 3 * x, both - x, leftOnly);
 }
 
-bool CpuHasAvx2() {
-  __builtin_cpu_init();
-  return __builtin_cpu_supports("avx2");
-}
-
-const bool kVectorRows = CpuHasAvx2();
-
-#else
-
-const bool kVectorRows = false;
-
-#endif  // QV_HAVE_X86_VECTORS
+#endif  // QV_X86
 
 }  // namespace
 
@@ -165,8 +124,8 @@ AnaglyphRow PlainAnaglyphRow(AnaglyphKind kind) {
 }
 
 AnaglyphRow FastAnaglyphRow(AnaglyphKind kind) {
-#ifdef QV_HAVE_X86_VECTORS
-  if (kVectorRows) {
+#ifdef QV_X86
+  if (CpuFeatures().avx2) {
     switch (kind) {
       case AnaglyphKind::Gray: return VectorRow<AnaglyphKind::Gray>;
       case AnaglyphKind::Colour: return VectorRow<AnaglyphKind::Colour>;
@@ -177,6 +136,6 @@ AnaglyphRow FastAnaglyphRow(AnaglyphKind kind) {
   return PlainAnaglyphRow(kind);
 }
 
-bool HasVectorAnaglyphRows() { return kVectorRows; }
+bool HasVectorAnaglyphRows() { return CpuFeatures().avx2; }
 
 }  // namespace qv

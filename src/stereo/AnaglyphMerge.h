@@ -27,8 +27,7 @@ using AnaglyphRow = void (*)(uint8_t* out, const uint8_t* left, const uint8_t* r
 
 // The plain version, one pixel at a time.
 AnaglyphRow PlainAnaglyphRow(AnaglyphKind kind);
-// The fastest version this processor runs (chosen once, at start-up); the plain one where there
-// is no vector version for it.
+// The fastest version that CpuFeatures() allows; the plain one where it allows no vector version.
 AnaglyphRow FastAnaglyphRow(AnaglyphKind kind);
 // Whether FastAnaglyphRow is a vector version.
 bool HasVectorAnaglyphRows();
