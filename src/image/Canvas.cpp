@@ -5,6 +5,9 @@
 #include <cstring>
 #include <vector>
 
+#include "base/CpuFeatures.h"
+#include "image/RowGather.h"
+
 namespace qv {
 
 int Canvas::SetStretchMode(int mode) {
@@ -97,9 +100,10 @@ std::vector<int32_t> NearestMap(int64_t first, int64_t m, int64_t srcFirst, int6
   return map;
 }
 
-void StretchNearest(const PixelGrid& d, int64_t x, int64_t y, int64_t w, int64_t h,
-                    const PixelGrid& s, int64_t sx, int64_t sy, int64_t sw, int64_t sh,
-                    uint32_t rop) {
+// The plain version: pixel by pixel.
+void StretchNearestPlain(const PixelGrid& d, int64_t x, int64_t y, int64_t w, int64_t h,
+                         const PixelGrid& s, int64_t sx, int64_t sy, int64_t sw, int64_t sh,
+                         uint32_t rop) {
   const std::vector<int32_t> cols = NearestMap(x, w, sx, sw, d.width, s.width);
   const std::vector<int32_t> rows = NearestMap(y, h, sy, sh, d.height, s.height);
   const bool allCols = std::none_of(cols.begin(), cols.end(), [](int32_t c) { return c < 0; });
@@ -120,6 +124,48 @@ void StretchNearest(const PixelGrid& d, int64_t x, int64_t y, int64_t w, int64_t
     }
     previousSource = sRow;
     previousDest = dRow;
+  }
+}
+
+// The fast version: row by row. The destination columns that have a source pixel are one run
+// (both clippings cut an interval and the source column grows with the destination column), so
+// each row is one gather of that run and, for the combining operations, one pass over its bytes.
+void StretchNearestRows(const PixelGrid& d, int64_t x, int64_t y, int64_t w, int64_t h,
+                        const PixelGrid& s, int64_t sx, int64_t sy, int64_t sw, int64_t sh,
+                        uint32_t rop) {
+  const std::vector<int32_t> cols = NearestMap(x, w, sx, sw, d.width, s.width);
+  const std::vector<int32_t> rows = NearestMap(y, h, sy, sh, d.height, s.height);
+  const auto inside = [](int32_t c) { return c >= 0; };
+  const auto first = std::find_if(cols.begin(), cols.end(), inside);
+  if (first == cols.end()) return;
+  const std::vector<int32_t> run(first, std::find_if_not(first, cols.end(), inside));
+  const size_t runBytes = 3 * run.size();
+  const int64_t runX = x + (first - cols.begin());
+  // An unscaled run (a stretch in height only) is a plain copy of source bytes.
+  bool unscaled = true;
+  for (size_t i = 0; i < run.size(); ++i) unscaled &= run[i] == run[0] + static_cast<int32_t>(i);
+  const RowGatherPlan plan(unscaled ? std::vector<int32_t>{} : run, s.width, true);
+  std::vector<uint8_t> line(rop == SRCCOPY || unscaled ? 0 : runBytes);
+
+  const uint8_t* previousSource = nullptr;
+  const uint8_t* previousDest = nullptr;
+  for (int64_t j = 0; j < h; ++j) {
+    const int32_t sr = rows[static_cast<size_t>(j)];
+    if (sr < 0) continue;
+    uint8_t* dest = d.DeviceRow(static_cast<int32_t>(y + j)) + 3 * runX;
+    const uint8_t* sRow = s.DeviceRow(sr);
+    if (rop == SRCCOPY && sRow == previousSource) {
+      std::memcpy(dest, previousDest, runBytes);
+    } else if (unscaled) {
+      CombineBytes(dest, sRow + 3 * run[0], runBytes, rop);
+    } else if (rop == SRCCOPY) {
+      plan.Gather(sRow, dest);
+    } else {
+      plan.Gather(sRow, line.data());
+      CombineBytes(dest, line.data(), runBytes, rop);
+    }
+    previousSource = sRow;
+    previousDest = dest;
   }
 }
 
@@ -214,8 +260,10 @@ bool Stretch(Canvas* dst, int32_t x, int32_t y, int32_t w, int32_t h, Canvas* sr
   if (d.bits == s.bits) return false;  // overlapping stretches within one picture are not supported
   if (dst->StretchMode() == HALFTONE) {
     StretchSmooth(d, x, y, w, h, s, sx, sy, sw, sh, rop);
+  } else if (CpuFeatures().vectors) {
+    StretchNearestRows(d, x, y, w, h, s, sx, sy, sw, sh, rop);
   } else {
-    StretchNearest(d, x, y, w, h, s, sx, sy, sw, sh, rop);
+    StretchNearestPlain(d, x, y, w, h, s, sx, sy, sw, sh, rop);
   }
   return true;
 }

@@ -1,11 +1,11 @@
 // The channel and anaglyph kernels of ImageProcessor: channel masks, grey conversions, the red
 // and blue exchange, and the repair of pictures taken apart from a red/cyan anaglyph.
-#include <array>
 #include <cmath>
 #include <cstdlib>
 #include <utility>
 
 #include "base/Numbers.h"
+#include "imageproc/GreyDivision.h"
 #include "imageproc/GreyLevels.h"
 #include "imageproc/ImageProcessor.h"
 #include "imageproc/Hls.h"
@@ -92,40 +92,25 @@ void ImageProcessor::GrayScale(Picture& picture, int32_t divisor) {
   // A divisor of 0 gives no number: the first pixel fails, before anything is written.
   if (divisor == 0) throw err::DivisionByZero();
 
-  // The grey level of every channel sum, or -1 where the conversion to a byte fails.
-  std::array<int16_t, 766> level{};
-  bool someSumFails = false;
-  for (int32_t sum = 0; sum <= 765; ++sum) {
-    const double g = RoundHalfEven(sum / static_cast<double>(divisor));
-    level[static_cast<size_t>(sum)] = (g >= 0.0 && g <= 255.0) ? static_cast<int16_t>(g) : -1;
-    someSumFails |= level[static_cast<size_t>(sum)] < 0;
-  }
-  auto sumAt = [](const uint8_t* p) { return static_cast<size_t>(p[0] + p[1] + p[2]); };
+  const GreyDivision division(divisor);
 
   // The walk goes x outer and stops at the first failing pixel with the pixels before it grey.
   // Every pixel depends on itself only, so find that pixel first and convert the ones before it
   // row by row.
   int32_t stopX = grid.width;
   int32_t stopY = 0;
-  if (someSumFails) {
+  if (division.LargestSum() < 765) {
     for (int32_t y = 0; y < grid.height; ++y) {
-      const uint8_t* row = grid.MemoryRow(y);
-      for (int32_t x = 0; x < stopX; ++x) {
-        if (level[sumAt(row + 3 * x)] < 0) {
-          stopX = x;
-          stopY = y;
-          break;
-        }
+      const int32_t x = division.FirstFailing(grid.MemoryRow(y), stopX);
+      if (x < stopX) {
+        stopX = x;
+        stopY = y;
       }
     }
   }
   for (int32_t y = 0; y < grid.height; ++y) {
-    uint8_t* p = grid.MemoryRow(y);
     const int32_t end = (stopX < grid.width && y < stopY) ? stopX + 1 : stopX;
-    for (int32_t x = 0; x < end; ++x, p += 3) {
-      const auto g = static_cast<uint8_t>(level[sumAt(p)]);
-      p[0] = p[1] = p[2] = g;
-    }
+    division.GreyRow(grid.MemoryRow(y), end);
   }
   if (stopX < grid.width) throw err::Overflow();
 }

@@ -5,6 +5,7 @@
 #include <type_traits>
 
 #include "base/Numbers.h"
+#include "imageproc/AbsoluteDifferences.h"
 
 namespace qv {
 
@@ -107,18 +108,23 @@ void ImageProcessor::Correlate(const Picture& picture, const Array2D<T>& values,
 
   if constexpr (std::is_integral_v<T>) {
     // Every term is >= 0, so the running sum only grows: it passes the 32-bit limit exactly when
-    // the total does. The total is taken row by row (the fast way through memory); only a sum
-    // that overflows is walked again in column order to leave the value the counter had reached.
+    // the total does. The total is taken row by row (the fast way through memory) until it is
+    // past the limit; only then is the sum walked again in column order to leave the value the
+    // counter had reached.
     int64_t total = correlation;
-    for (int32_t y = 0; y < H; ++y) {
+    for (int32_t y = 0; y < H && total <= std::numeric_limits<int32_t>::max(); ++y) {
       const uint8_t* row = grid.MemoryRow(y);
       const T* in = values.Row(y);
-      int64_t rowSum = 0;
-      for (int32_t k = 0; k < 3 * W; ++k) {
-        const int64_t d = static_cast<int64_t>(in[k]) - row[k];
-        rowSum += d < 0 ? -d : d;
+      if constexpr (std::is_same_v<T, int32_t>) {
+        total += static_cast<int64_t>(SumOfAbsoluteDifferences(in, row, 3 * W));
+      } else {
+        int64_t rowSum = 0;
+        for (int32_t k = 0; k < 3 * W; ++k) {
+          const int64_t d = static_cast<int64_t>(in[k]) - row[k];
+          rowSum += d < 0 ? -d : d;
+        }
+        total += rowSum;
       }
-      total += rowSum;
     }
     if (total <= std::numeric_limits<int32_t>::max()) {
       correlation = static_cast<int32_t>(total);
