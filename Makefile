@@ -1,6 +1,7 @@
 # make run   - install what is missing, build, and start the program
 # make test  - install, build and run every test suite, then again with the sanitizers
-# make bench - build with optimisation and run the benchmarks against their baselines
+# make bench - build as make build does (the flags users get) and run the benchmarks against
+#              their baselines
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?=
 
@@ -36,7 +37,7 @@ test-fuzz:
 	ctest --test-dir build-fuzz --output-on-failure
 
 bench: deps
-	cmake -S . -B build-bench -DCMAKE_BUILD_TYPE=Release -DQUORVEX_TESTS=OFF -DQUORVEX_BENCH=ON
+	cmake -S . -B build-bench -DCMAKE_BUILD_TYPE=RelWithDebInfo -DQUORVEX_TESTS=OFF -DQUORVEX_BENCH=ON
 	cmake --build build-bench -j $(JOBS)
 	SDL_AUDIODRIVER=$${SDL_AUDIODRIVER:-dummy} scripts/with-display.sh ./build-bench/bench/quorvex_bench
 

@@ -55,6 +55,9 @@ class CollectingReporter : public benchmark::ConsoleReporter {
 int main(int argc, char** argv) {
   using namespace qv::bench;
   benchmark::Initialize(&argc, argv);
+#ifdef QUORVEX_BUILD_FLAGS
+  std::printf("built as %s\n", QUORVEX_BUILD_FLAGS);
+#endif
   CollectingReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   benchmark::Shutdown();
