@@ -108,8 +108,47 @@ class ImageProcessor {
   // (none yet)
 
   // --- Image combination -----------------------------------------------------------------------
+  // The walk covers `to` (from for AddSmallImage and AddSmallImageEx); a picture that does not
+  // cover the area read or written raises the subscript-range error before anything changes.
+  // Parameters named ...R act on byte 0 (blue), ...G on byte 1, ...B on byte 2 (red).
 
-  // (none yet)
+  // lum = 929 green + 71 blue (red does not count). A `from` pixel of lower lum replaces the `to`
+  // pixel: AddLightest keeps the darker pixel, ties keep `to`.
+  void AddLightest(const Picture& from, Picture& to);
+  // The same with the comparison reversed: keeps the lighter pixel.
+  void AddDarkest(const Picture& from, Picture& to);
+  // byte c = (F_c + fromOffset_c) fromMultiplier + (T_c + toOffset_c) toMultiplier in wrapping
+  // 32-bit arithmetic, clamped to 0 ... 255.
+  void AddImages(const Picture& from, Picture& to, int32_t fromMultiplier, int32_t fromOffsetR,
+                 int32_t fromOffsetG, int32_t fromOffsetB, int32_t toMultiplier, int32_t toOffsetR,
+                 int32_t toOffsetG, int32_t toOffsetB);
+  // byte c = T_c toMult_c + F_c fromMult_c, clamped to 0 ... 255.
+  void AddImagesChannel(const Picture& from, Picture& to, int32_t fromMultR, int32_t fromMultG,
+                        int32_t fromMultB, int32_t toMultR, int32_t toMultG, int32_t toMultB);
+  // Pastes `from` at rows verticalOffset and up of `to`, black being transparent; a pasted pixel
+  // gets green + 1 and red + 2 (each at most 255). The multipliers and offsets have no effect.
+  void AddSmallImage(const Picture& from, Picture& to, int32_t fromMultiplier, int32_t fromOffsetR,
+                     int32_t fromOffsetG, int32_t fromOffsetB, int32_t toMultiplier,
+                     int32_t toOffsetR, int32_t toOffsetG, int32_t toOffsetB, int32_t verticalOffset);
+  // Blends `from` into `to` at (horizontalOffset, verticalOffset), the colour of `from`'s
+  // bottom-left pixel being transparent: D = round((D toMultiplier + S fromMultiplier) /
+  // (fromMultiplier + toMultiplier)), at most 255 (a negative value raises the overflow error; a
+  // sum of 0 the division-by-zero error).
+  void AddSmallImageEx(const Picture& from, Picture& to, int32_t fromMultiplier, int32_t toMultiplier,
+                       int32_t horizontalOffset, int32_t verticalOffset);
+  // Every byte = (byte x amount) / 255 truncated, low 8 bits kept.
+  void Fade(Picture& picture, int32_t amount);
+  // Pastes the picture held in SharedPixels (of this picture's size) onto `picture` where it is
+  // not transparent, then softens the seam with a 3 x 3 kernel whose lower-left corner is the
+  // pixel written. transparent >= 0: channel sums 0, transparent and transparent + 1 are
+  // transparent; transparent < 0: elements of `mask` (SharedPixels' layout) of 128 or less are,
+  // and a missing mask raises the invalid-argument error.
+  void Stack(Picture& picture, int32_t transparent, const PixelArray* mask = nullptr);
+  // Blends `from` into `picture` from (xOffsetStart, yOffsetStart) on through the blue channel of
+  // `alpha` (255 = all `from`); `from` pixels whose channel sum is 0 or `transparent` are skipped.
+  void StackAlpha(Picture& picture, int32_t transparent, int32_t yOffsetEnd, int32_t sourceWidth,
+                  int32_t yOffsetStart, int32_t xOffsetStart, const Picture& alpha,
+                  const Picture& from);
 
   // --- Geometry --------------------------------------------------------------------------------
 
