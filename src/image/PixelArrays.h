@@ -65,6 +65,11 @@ class Array2D {
 
 using PixelArray = Array2D<int32_t>;
 
+// A depth map: one unsigned byte a pixel, (W + 1) x (H + 1) for a W x H picture, element (x, y)
+// the level of pixel x in memory row y; column W and row H are never filled from a picture. 255 is
+// nearest to the viewer, 0 farthest.
+using DepthMap = Array2D<uint8_t>;
+
 // The arrays that image-processing members share (see ImageProcessor):
 //   SharedPixels: signed 32-bit channel values of the picture last copied in by CopyToArray,
 //     (3W + 1) x H as above; the hand-over between CopyToArray and the members that compare or
@@ -72,11 +77,14 @@ using PixelArray = Array2D<int32_t>;
 //   GLPixels: the picture last repacked by CopyToArrayOPENGL, red, green, blue bytes, rows
 //     bottom-up without padding (3WH bytes plus one that is never written), ready for
 //     glDrawPixels with GL_RGB, GL_UNSIGNED_BYTE and an unpack alignment of 1.
+//   DepthPixels: a depth image copied in the layout of SharedPixels (depth level in each pixel's
+//     blue element), which Make3D reads as the depth of the picture held in SharedPixels.
 // One thread at a time, without locks: a CopyToArray and the member that reads SharedPixels after
 // it are one operation.
 struct ProcessorArrays {
   PixelArray SharedPixels;
   std::vector<uint8_t> GLPixels;
+  PixelArray DepthPixels;
 };
 
 }  // namespace qv

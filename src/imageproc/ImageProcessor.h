@@ -167,8 +167,44 @@ class ImageProcessor {
   // (none yet)
 
   // --- Depth maps: model, creation, clean-up ---------------------------------------------------
+  // A depth image is a picture whose blue bytes carry depth levels (255 nearest, 0 farthest);
+  // members that write depth write the level into all three channels unless they say otherwise.
 
-  // (none yet)
+  // depthMap := the blue bytes of the picture, re-dimensioned to (W + 1) x (H + 1) (column W and
+  // row H stay 0). No events.
+  void CopyToDepthMap(const Picture& picture, DepthMap& depthMap);
+  // The blue and green bytes of every pixel := the element (x, y) as a whole number, 255 when
+  // larger (red is left). Elements the array lacks raise the subscript-range error when reached.
+  template <typename T>
+  void CopyFromDepthMap(Picture& picture, const Array2D<T>& depthMap);
+  // Turns `picture`, a copy of the current frame, into a depth image by block motion against the
+  // previous frame in `previous` (SharedPixels' layout): diamond search over 10 x 10 blocks; the
+  // level grows with the vector's length in byte columns and rows. action 0: the level; 1:
+  // round(0.75 D) + round(0.25 level), D the previous depth at the matched place; 2: D; other
+  // values leave the block. The right-hand column and top row of blocks are cleared to 0.
+  // totalDifference := the sum of the blocks' best differences. No events.
+  template <typename T>
+  void CreateDepthMap(Picture& picture, const Array2D<T>& previous, double& totalDifference,
+                      int32_t action, const DepthMap& depthMap);
+  // The same job with 6 x 6 blocks and square rings of radius up to 50, against SharedPixels;
+  // level round(1.5 round(length)), 0 for a block whose best difference is 2160 or more.
+  void CreateDepthMapEx(Picture& picture);
+  // Three-point medians (the pixel, a horizontal and a vertical partner) at distances halving from
+  // round(blockSize / 2) until the distance is 1. Reads blue, writes all three channels. Returns 0.
+  // A blockSize of 0 raises the division-by-zero error.
+  int16_t SmoothDMAP(Picture& picture, int32_t blockSize);
+  // Each byte of rows 1 ... H - 2 and byte columns 3 ... 3W - 6 := the largest of the same channel
+  // in its 3 x 3 neighbourhood.
+  void Dilate(Picture& picture);
+  // Near levels spread up to three pixels right over a downward step (right to left, so a spread
+  // pixel is not spread again).
+  void DepthMapClean(Picture& picture);
+  // Scales every byte by 128 / (mean + 1), the mean dividing by (W - 1)(H - 1) pixels; at most 255.
+  void TVSCL(Picture& picture);
+  void PaintWhite(Picture& picture, uint8_t level);
+  // 0 where the picture is white and `image` (SharedPixels' layout) is not, 255 elsewhere.
+  template <typename T>
+  void CreateMask(Picture& picture, const Array2D<T>& image);
 
   // --- Depth maps: view synthesis and alignment ------------------------------------------------
 
