@@ -9,6 +9,7 @@
 
 #include "base/Numbers.h"
 #include "imageproc/ImageProcessor.h"
+#include "imageproc/SoftenKernel.h"
 
 namespace qv {
 
@@ -40,11 +41,6 @@ void EachPixelPair(const Picture& from, Picture& to, F f) {
 }
 
 inline int32_t Lum(const uint8_t* p) { return 929 * p[1] + 71 * p[0]; }
-
-// The softening kernel of Stack, its lower-left corner at the pixel written: K[i + 3j] for column
-// offset i and row offset j.
-constexpr std::array<float, 9> kSeamKernel = {0.075f, 0.1f, 0.075f, 0.1f, 0.3f,
-                                              0.1f,   0.075f, 0.1f, 0.075f};
 
 }  // namespace
 
@@ -210,13 +206,9 @@ void ImageProcessor::Stack(Picture& picture, int32_t transparent, const PixelArr
     for (int32_t y = 0; y <= H - 3; ++y) {
       if (M(x, y) != 1) continue;
       for (int32_t c = 0; c < 3; ++c) {
-        float sum = 0.0f;
-        for (int32_t j = 0; j < 3; ++j) {
-          for (int32_t i = 0; i < 3; ++i) {
-            sum += copy[static_cast<size_t>(3) * W * (y + j) + 3 * (x + i) + c] * kSeamKernel[static_cast<size_t>(i + 3 * j)];
-          }
-        }
-        grid.MemoryRow(y)[3 * x + c] = ToByteChecked(static_cast<double>(sum));
+        grid.MemoryRow(y)[3 * x + c] = Softened([&](int32_t i, int32_t j) {
+          return copy[static_cast<size_t>(3) * W * (y + j) + 3 * (x + i) + c];
+        });
       }
     }
   }

@@ -208,7 +208,22 @@ class ImageProcessor {
 
   // --- Depth maps: view synthesis and alignment ------------------------------------------------
 
-  // (none yet)
+  // Renders into `view` (freshly created, the source's size) the other eye's view of the picture
+  // held in SharedPixels whose depth image is held in DepthPixels. A pixel of distance
+  // d = 255 - depth moves to byte column round((x3 - frameShift + d shiftPerLevel) /
+  // ((x3 - d) perspective + 1)), split between the two pixels it falls between; nearer pixels,
+  // arriving later, cover farther ones. xInterp 0: plain splatting; non-zero: holes are filled from
+  // the background layer; above 0: steps in the background distance are also softened. Both arrays
+  // must cover the view, else the subscript-range error. No events.
+  void Make3D(Picture& view, double shiftPerLevel, double perspective, int16_t frameShift,
+              int32_t xInterp);
+  // Moves each horizontal depth step of more than 20 levels (pixels two apart) of the depth image
+  // to the strongest colour edge within 10 pixels, read from `picture` (SharedPixels' layout), the
+  // nearer candidates counting more. Writes all three channels. Raises Complete.
+  void MatchDepthMap(Picture& depth, const PixelArray& picture);
+  // Splits every row of each 8 x 8 block of the depth image at its strongest colour change in
+  // SharedPixels and flattens each side to its mean (blue only). Raises Complete.
+  void MatchAreas(Picture& depth);
 
   // --- Depth maps: motion, sky and regions, stereo pairs ---------------------------------------
 
