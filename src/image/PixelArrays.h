@@ -107,6 +107,11 @@ class Array3D {
   int32_t size_[3] = {0, 0, 0};
 };
 
+// A depth map: one unsigned byte a pixel, (W + 1) x (H + 1) for a W x H picture, element (x, y)
+// the level of pixel x in memory row y; column W and row H are never filled from a picture. 255 is
+// nearest to the viewer, 0 farthest.
+using DepthMap = Array2D<uint8_t>;
+
 // The arrays that image-processing members share (see ImageProcessor):
 //   SharedPixels: signed 32-bit channel values of the picture last copied in by CopyToArray,
 //     (3W + 1) x H as above; the hand-over between CopyToArray and the members that compare or
@@ -117,12 +122,15 @@ class Array3D {
 //   MotionField: the block motion last measured by GetBlockMove, (blocks across, blocks up, 2):
 //     element (i, j, 0) the byte column and (i, j, 1) the row at which the 8 x 8 block with origin
 //     pixel (8i, 8j) was found in the previous picture.
+//   DepthPixels: a depth image copied in the layout of SharedPixels (depth level in each pixel's
+//     blue element), which Make3D reads as the depth of the picture held in SharedPixels.
 // One thread at a time, without locks: a CopyToArray and the member that reads SharedPixels after
 // it are one operation.
 struct ProcessorArrays {
   PixelArray SharedPixels;
   std::vector<uint8_t> GLPixels;
   Array3D<int32_t> MotionField;
+  PixelArray DepthPixels;
 };
 
 }  // namespace qv

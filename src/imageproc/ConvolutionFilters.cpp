@@ -75,21 +75,6 @@ inline uint32_t NoiseBits(uint32_t key, uint32_t counter) {
   return x;
 }
 
-// to := clamp((from + fromOffset) x fromMultiplier + (to + toOffset) x toMultiplier) per byte.
-// TODO(merge): the image-combination member AddImages does this; use it once it is here.
-void AddImagesUntilMerged(const Picture& from, Picture& to, int32_t fromMultiplier, int32_t fromOffset,
-                          int32_t toMultiplier) {
-  const PixelGrid in = from.ReadGrid();
-  const PixelGrid out = to.Grid();
-  for (int32_t y = 0; y < out.height; ++y) {
-    const uint8_t* f = in.MemoryRow(y);
-    uint8_t* t = out.MemoryRow(y);
-    for (int32_t k = 0; k < 3 * out.width; ++k) {
-      t[k] = ClampByte((f[k] + fromOffset) * fromMultiplier + t[k] * toMultiplier);
-    }
-  }
-}
-
 }  // namespace
 
 // --- ProcessImage and its two passes --------------------------------------------------------------
@@ -108,12 +93,12 @@ bool ImageProcessor::ProcessImage(Picture& image, Picture& buffer) {
     case 8:  // unsharp mask: twice the picture less its 3 x 3 mean
       Filtertype(1);
       convolve();
-      AddImagesUntilMerged(buffer, image, -1, 0, 2);
+      AddImages(buffer, image, -1, 0, 0, 0, 2, 0, 0, 0);
       Filtertype(8);
       return true;
     case 9:  // emboss: the filtered picture lifted to the middle grey
       convolve();
-      AddImagesUntilMerged(buffer, image, 1, 127, 0);
+      AddImages(buffer, image, 1, 127, 127, 127, 0, 0, 0, 0);
       return true;
     case 10: case 11: case 12:
       CopyPixels(image, buffer);

@@ -131,8 +131,47 @@ class ImageProcessor {
                            const Array3D<uint8_t>& images);
 
   // --- Image combination -----------------------------------------------------------------------
+  // The walk covers `to` (from for AddSmallImage and AddSmallImageEx); a picture that does not
+  // cover the area read or written raises the subscript-range error before anything changes.
+  // Parameters named ...R act on byte 0 (blue), ...G on byte 1, ...B on byte 2 (red).
 
-  // (none yet)
+  // lum = 929 green + 71 blue (red does not count). A `from` pixel of lower lum replaces the `to`
+  // pixel: AddLightest keeps the darker pixel, ties keep `to`.
+  void AddLightest(const Picture& from, Picture& to);
+  // The same with the comparison reversed: keeps the lighter pixel.
+  void AddDarkest(const Picture& from, Picture& to);
+  // byte c = (F_c + fromOffset_c) fromMultiplier + (T_c + toOffset_c) toMultiplier in wrapping
+  // 32-bit arithmetic, clamped to 0 ... 255.
+  void AddImages(const Picture& from, Picture& to, int32_t fromMultiplier, int32_t fromOffsetR,
+                 int32_t fromOffsetG, int32_t fromOffsetB, int32_t toMultiplier, int32_t toOffsetR,
+                 int32_t toOffsetG, int32_t toOffsetB);
+  // byte c = T_c toMult_c + F_c fromMult_c, clamped to 0 ... 255.
+  void AddImagesChannel(const Picture& from, Picture& to, int32_t fromMultR, int32_t fromMultG,
+                        int32_t fromMultB, int32_t toMultR, int32_t toMultG, int32_t toMultB);
+  // Pastes `from` at rows verticalOffset and up of `to`, black being transparent; a pasted pixel
+  // gets green + 1 and red + 2 (each at most 255). The multipliers and offsets have no effect.
+  void AddSmallImage(const Picture& from, Picture& to, int32_t fromMultiplier, int32_t fromOffsetR,
+                     int32_t fromOffsetG, int32_t fromOffsetB, int32_t toMultiplier,
+                     int32_t toOffsetR, int32_t toOffsetG, int32_t toOffsetB, int32_t verticalOffset);
+  // Blends `from` into `to` at (horizontalOffset, verticalOffset), the colour of `from`'s
+  // bottom-left pixel being transparent: D = round((D toMultiplier + S fromMultiplier) /
+  // (fromMultiplier + toMultiplier)), at most 255 (a negative value raises the overflow error; a
+  // sum of 0 the division-by-zero error).
+  void AddSmallImageEx(const Picture& from, Picture& to, int32_t fromMultiplier, int32_t toMultiplier,
+                       int32_t horizontalOffset, int32_t verticalOffset);
+  // Every byte = (byte x amount) / 255 truncated, low 8 bits kept.
+  void Fade(Picture& picture, int32_t amount);
+  // Pastes the picture held in SharedPixels (of this picture's size) onto `picture` where it is
+  // not transparent, then softens the seam with a 3 x 3 kernel whose lower-left corner is the
+  // pixel written. transparent >= 0: channel sums 0, transparent and transparent + 1 are
+  // transparent; transparent < 0: elements of `mask` (SharedPixels' layout) of 128 or less are,
+  // and a missing mask raises the invalid-argument error.
+  void Stack(Picture& picture, int32_t transparent, const PixelArray* mask = nullptr);
+  // Blends `from` into `picture` from (xOffsetStart, yOffsetStart) on through the blue channel of
+  // `alpha` (255 = all `from`); `from` pixels whose channel sum is 0 or `transparent` are skipped.
+  void StackAlpha(Picture& picture, int32_t transparent, int32_t yOffsetEnd, int32_t sourceWidth,
+                  int32_t yOffsetStart, int32_t xOffsetStart, const Picture& alpha,
+                  const Picture& from);
 
   // --- Geometry --------------------------------------------------------------------------------
 
@@ -199,12 +238,63 @@ class ImageProcessor {
   void DrawPixel(Picture& picture, int32_t x, int32_t y, uint8_t red, uint8_t green, uint8_t blue);
 
   // --- Depth maps: model, creation, clean-up ---------------------------------------------------
+  // A depth image is a picture whose blue bytes carry depth levels (255 nearest, 0 farthest);
+  // members that write depth write the level into all three channels unless they say otherwise.
 
-  // (none yet)
+  // depthMap := the blue bytes of the picture, re-dimensioned to (W + 1) x (H + 1) (column W and
+  // row H stay 0). No events.
+  void CopyToDepthMap(const Picture& picture, DepthMap& depthMap);
+  // The blue and green bytes of every pixel := the element (x, y) as a whole number, 255 when
+  // larger (red is left). Elements the array lacks raise the subscript-range error when reached.
+  template <typename T>
+  void CopyFromDepthMap(Picture& picture, const Array2D<T>& depthMap);
+  // Turns `picture`, a copy of the current frame, into a depth image by block motion against the
+  // previous frame in `previous` (SharedPixels' layout): diamond search over 10 x 10 blocks; the
+  // level grows with the vector's length in byte columns and rows. action 0: the level; 1:
+  // round(0.75 D) + round(0.25 level), D the previous depth at the matched place; 2: D; other
+  // values leave the block. The right-hand column and top row of blocks are cleared to 0.
+  // totalDifference := the sum of the blocks' best differences. No events.
+  template <typename T>
+  void CreateDepthMap(Picture& picture, const Array2D<T>& previous, double& totalDifference,
+                      int32_t action, const DepthMap& depthMap);
+  // The same job with 6 x 6 blocks and square rings of radius up to 50, against SharedPixels;
+  // level round(1.5 round(length)), 0 for a block whose best difference is 2160 or more.
+  void CreateDepthMapEx(Picture& picture);
+  // Three-point medians (the pixel, a horizontal and a vertical partner) at distances halving from
+  // round(blockSize / 2) until the distance is 1. Reads blue, writes all three channels. Returns 0.
+  // A blockSize of 0 raises the division-by-zero error.
+  int16_t SmoothDMAP(Picture& picture, int32_t blockSize);
+  // Each byte of rows 1 ... H - 2 and byte columns 3 ... 3W - 6 := the largest of the same channel
+  // in its 3 x 3 neighbourhood.
+  void Dilate(Picture& picture);
+  // Near levels spread up to three pixels right over a downward step (right to left, so a spread
+  // pixel is not spread again).
+  void DepthMapClean(Picture& picture);
+  // Scales every byte by 128 / (mean + 1), the mean dividing by (W - 1)(H - 1) pixels; at most 255.
+  void TVSCL(Picture& picture);
+  void PaintWhite(Picture& picture, uint8_t level);
+  // 0 where the picture is white and `image` (SharedPixels' layout) is not, 255 elsewhere.
+  template <typename T>
+  void CreateMask(Picture& picture, const Array2D<T>& image);
 
   // --- Depth maps: view synthesis and alignment ------------------------------------------------
 
-  // (none yet)
+  // Renders into `view` (freshly created, the source's size) the other eye's view of the picture
+  // held in SharedPixels whose depth image is held in DepthPixels. A pixel of distance
+  // d = 255 - depth moves to byte column round((x3 - frameShift + d shiftPerLevel) /
+  // ((x3 - d) perspective + 1)), split between the two pixels it falls between; nearer pixels,
+  // arriving later, cover farther ones. xInterp 0: plain splatting; non-zero: holes are filled from
+  // the background layer; above 0: steps in the background distance are also softened. Both arrays
+  // must cover the view, else the subscript-range error. No events.
+  void Make3D(Picture& view, double shiftPerLevel, double perspective, int16_t frameShift,
+              int32_t xInterp);
+  // Moves each horizontal depth step of more than 20 levels (pixels two apart) of the depth image
+  // to the strongest colour edge within 10 pixels, read from `picture` (SharedPixels' layout), the
+  // nearer candidates counting more. Writes all three channels. Raises Complete.
+  void MatchDepthMap(Picture& depth, const PixelArray& picture);
+  // Splits every row of each 8 x 8 block of the depth image at its strongest colour change in
+  // SharedPixels and flattens each side to its mean (blue only). Raises Complete.
+  void MatchAreas(Picture& depth);
 
   // --- Depth maps: motion, sky and regions, stereo pairs ---------------------------------------
   // Block motion of 8 x 8 blocks between `picture` and the previous picture in SharedPixels, by a
