@@ -30,6 +30,27 @@ void CopyPixels(const Picture& from, Picture& to) {
   }
 }
 
+// Copies what a pass with half-size h leaves unwritten: the h-pixel border (all of a picture too
+// small for the pass). The interior that the pass writes need not be copied first.
+void CopyBorder(const Picture& from, Picture& to, int32_t h) {
+  const PixelGrid in = from.ReadGrid();
+  const PixelGrid out = to.Grid();
+  const int32_t W = in.width, H = in.height;
+  if (W - 2 * h <= 0 || H - 2 * h <= 0) {
+    CopyPixels(from, to);
+    return;
+  }
+  for (int32_t y = 0; y < H; ++y) {
+    const size_t edge = static_cast<size_t>(3) * h;
+    if (y < h || y >= H - h) {
+      std::memcpy(out.MemoryRow(y), in.MemoryRow(y), static_cast<size_t>(3) * W);
+    } else {
+      std::memcpy(out.MemoryRow(y), in.MemoryRow(y), edge);
+      std::memcpy(out.MemoryRow(y) + 3 * W - edge, in.MemoryRow(y) + 3 * W - edge, edge);
+    }
+  }
+}
+
 void RequireSameSize(const Picture& a, const Picture& b) {
   if (a.Width() != b.Width() || a.Height() != b.Height()) throw err::InvalidArgument();
 }
@@ -82,7 +103,7 @@ inline uint32_t NoiseBits(uint32_t key, uint32_t counter) {
 bool ImageProcessor::ProcessImage(Picture& image, Picture& buffer) {
   RequireSameSize(image, buffer);
   auto convolve = [&] {
-    CopyPixels(image, buffer);
+    CopyBorder(image, buffer, kernelHalf_);
     ApplyKernel(image, buffer);
   };
   switch (filterType_) {
@@ -130,16 +151,35 @@ bool ImageProcessor::ApplyKernel(const Picture& source, Picture& destination) {
     std::vector<int32_t> sums(static_cast<size_t>(count));
     std::vector<uint32_t> acc(static_cast<size_t>(count));
     const int32_t size = kernelSize_;
+    // A kernel of one value (the box filters) sums its square through column sums of the rows.
+    const bool uniform = std::all_of(kernel_.begin(), kernel_.end(), [&](int32_t k) { return k == kernel_[0]; });
+    std::vector<uint16_t> columns(uniform ? static_cast<size_t>(3) * W : 0);
     for (int32_t y = h; y <= H - h - 1; ++y) {
-      std::fill(acc.begin(), acc.end(), 0u);
-      for (int32_t ky = -h; ky <= h; ++ky) {
-        const uint8_t* row = in.MemoryRow(y + ky) + firstI;
-        for (int32_t kx = -h; kx <= h; ++kx) {
-          const uint32_t k = static_cast<uint32_t>(kernel_[static_cast<size_t>((ky + h) * size + kx + h)]);
-          if (k == 0) continue;
-          const uint8_t* s = row + 3 * kx;
-          uint32_t* a = acc.data();
-          for (int32_t j = 0; j < count; ++j) a[j] += k * s[j];
+      if (uniform) {
+        uint16_t* column = columns.data();
+        std::fill(columns.begin(), columns.end(), uint16_t{0});
+        for (int32_t ky = -h; ky <= h; ++ky) {
+          const uint8_t* row = in.MemoryRow(y + ky);
+          for (int32_t j = 0; j < 3 * W; ++j) column[j] = static_cast<uint16_t>(column[j] + row[j]);
+        }
+        const uint32_t k = static_cast<uint32_t>(kernel_[0]);
+        uint32_t* a = acc.data();
+        for (int32_t j = 0; j < count; ++j) {
+          uint32_t box = 0;
+          for (int32_t kx = 0; kx < size; ++kx) box += column[j + 3 * kx];
+          a[j] = box * k;
+        }
+      } else {
+        std::fill(acc.begin(), acc.end(), 0u);
+        for (int32_t ky = -h; ky <= h; ++ky) {
+          const uint8_t* row = in.MemoryRow(y + ky) + firstI;
+          for (int32_t kx = -h; kx <= h; ++kx) {
+            const uint32_t k = static_cast<uint32_t>(kernel_[static_cast<size_t>((ky + h) * size + kx + h)]);
+            if (k == 0) continue;
+            const uint8_t* s = row + 3 * kx;
+            uint32_t* a = acc.data();
+            for (int32_t j = 0; j < count; ++j) a[j] += k * s[j];
+          }
         }
       }
       for (int32_t j = 0; j < count; ++j) sums[static_cast<size_t>(j)] = static_cast<int32_t>(acc[static_cast<size_t>(j)]);
@@ -395,37 +435,39 @@ void ImageProcessor::AddNoise(Picture& picture, int32_t percent, bool random) {
     const int32_t amp = static_cast<int32_t>(static_cast<int64_t>(percent) * 128 / 100);
     const int32_t half = amp / 2;
     const uint32_t key = static_cast<uint32_t>(noiseState_ ^ (noiseState_ >> 32));
-    const uint32_t perPicture = static_cast<uint32_t>(4 * int64_t{W} * H);
+    const uint32_t perPicture = static_cast<uint32_t>(3 * int64_t{W} * H);
     noiseState_ += perPicture + 1;
     // r = u / 2^22 for a 22-bit u, a uniform value in [0, 1). With amp in 0 ... 128 every term of
     // round(r x amp + (v - half)) fits 32 bits scaled by 2^22, and the halves go to even exactly.
     const bool smallAmp = amp >= 0 && amp <= 128;
-    std::vector<uint8_t> changed(static_cast<size_t>(W));
+    std::vector<uint8_t> noisy(static_cast<size_t>(3) * W);
+    const uint32_t selectKey = key ^ 0x5BD1E995u;
     for (int32_t y = 0; y < H; ++y) {
       uint8_t* row = grid.MemoryRow(y);
-      const uint32_t base = static_cast<uint32_t>(4 * int64_t{W} * y);
-      for (int32_t x = 0; x < W; ++x) {
-        const uint32_t u = NoiseBits(key, base + 4u * static_cast<uint32_t>(x) + 3u) >> 10;
-        // Changed only when percent < r x 100.
-        changed[static_cast<size_t>(x)] =
-            !random || static_cast<int64_t>(percent) * (int64_t{1} << 22) < int64_t{u} * 100;
+      const uint32_t base = static_cast<uint32_t>(3 * int64_t{W} * y);
+      uint8_t* out = noisy.data();
+      if (smallAmp) {
+        for (int32_t k = 0; k < 3 * W; ++k) {  // one fresh r for every byte
+          const int32_t u = static_cast<int32_t>(NoiseBits(key, base + static_cast<uint32_t>(k)) >> 10);
+          const int32_t scaled = u * amp + (row[k] - half) * (1 << 22);
+          int32_t q = (scaled + (1 << 21)) >> 22;
+          q -= ((scaled & ((1 << 22) - 1)) == (1 << 21)) & q & 1;  // half way: to the even one
+          out[k] = static_cast<uint8_t>(q < 0 ? 0 : (q > 255 ? 255 : q));
+        }
+      } else {
+        for (int32_t k = 0; k < 3 * W; ++k) {
+          const double r = static_cast<double>(NoiseBits(key, base + static_cast<uint32_t>(k)) >> 10) / (1 << 22);
+          out[k] = ClampByte(static_cast<int64_t>(RoundHalfEven(r * amp + (row[k] - half))));
+        }
       }
-      for (int32_t x = 0; x < W; ++x) {
-        if (!changed[static_cast<size_t>(x)]) continue;
-        for (int32_t c = 0; c < 3; ++c) {
-          const uint32_t u = NoiseBits(key, base + 4u * static_cast<uint32_t>(x) + static_cast<uint32_t>(c)) >> 10;
-          const int32_t v = row[3 * x + c] - half;
-          int32_t q;
-          if (smallAmp) {
-            const int32_t scaled = static_cast<int32_t>(u) * amp + v * (1 << 22);
-            q = (scaled + (1 << 21)) >> 22;
-            if ((scaled & ((1 << 22) - 1)) == (1 << 21)) q &= ~1;  // half way: to the even one
-          } else {
-            const double r = static_cast<double>(u) / (1 << 22);
-            const double value = RoundHalfEven(r * amp + v);
-            q = value < 0 ? 0 : (value > 255 ? 255 : static_cast<int32_t>(value));
-          }
-          row[3 * x + c] = ClampByte(q);
+      if (!random) {
+        std::memcpy(row, out, static_cast<size_t>(3) * W);
+        continue;
+      }
+      for (int32_t x = 0; x < W; ++x) {  // changed only when percent < r x 100
+        const uint32_t u = NoiseBits(selectKey, base / 3 + static_cast<uint32_t>(x)) >> 10;
+        if (static_cast<int64_t>(percent) * (int64_t{1} << 22) < int64_t{u} * 100) {
+          std::memcpy(row + 3 * x, out + 3 * x, 3);
         }
       }
     }

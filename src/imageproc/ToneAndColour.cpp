@@ -43,12 +43,27 @@ void ApplyTables(const PixelGrid& grid, const std::array<const ChannelTable*, 3>
     if (t != nullptr && std::any_of(t->begin(), t->end(), [](int32_t v) { return v < 0; })) mayFail = true;
   }
   if (!mayFail) {
+    // Byte tables, one pass along each row.
+    std::array<std::array<uint8_t, 256>, 3> bytes;
+    for (size_t c = 0; c < 3; ++c) {
+      for (int32_t v = 0; v < 256; ++v) {
+        bytes[c][static_cast<size_t>(v)] =
+            tables[c] != nullptr ? static_cast<uint8_t>((*tables[c])[static_cast<size_t>(v)]) : static_cast<uint8_t>(v);
+      }
+    }
+    const bool same = tables[0] == tables[1] && tables[1] == tables[2];
     for (int32_t y = 0; y < grid.height; ++y) {
       uint8_t* row = grid.MemoryRow(y);
-      for (int32_t c = 0; c < 3; ++c) {
-        const ChannelTable* t = tables[static_cast<size_t>(c)];
-        if (t == nullptr) continue;
-        for (int32_t k = c; k < 3 * grid.width; k += 3) row[k] = static_cast<uint8_t>((*t)[row[k]]);
+      if (same) {
+        const uint8_t* t = bytes[0].data();
+        for (int32_t k = 0; k < 3 * grid.width; ++k) row[k] = t[row[k]];
+      } else {
+        for (int32_t x = 0; x < grid.width; ++x) {
+          uint8_t* p = row + 3 * x;
+          p[0] = bytes[0][p[0]];
+          p[1] = bytes[1][p[1]];
+          p[2] = bytes[2][p[2]];
+        }
       }
     }
     return;
