@@ -180,14 +180,14 @@ struct KernelTarget {
 };
 const bool kTargetsDeclared = [] {
   const KernelTarget targets[] = {
-      {"BM_Kernel_AnaglyphGray", "BM_Memcpy_Frame1080", 6.0},
-      {"BM_Kernel_AnaglyphColour", "BM_Memcpy_Frame1080", 6.0},
-      {"BM_Kernel_AnaglyphYellow", "BM_Memcpy_Frame1080", 6.0},
-      {"BM_Kernel_RowGather1920To1280", "BM_Memcpy_Frame1080", 3.0},
+      {"BM_Kernel_AnaglyphGray", "BM_Memcpy_Frame1080", 8.0},
+      {"BM_Kernel_AnaglyphColour", "BM_Memcpy_Frame1080", 8.0},
+      {"BM_Kernel_AnaglyphYellow", "BM_Memcpy_Frame1080", 8.0},
+      {"BM_Kernel_RowGather1920To1280", "BM_Memcpy_Frame1080", 3.5},
       {"BM_Kernel_StretchViewToHalfHeight", "BM_Memcpy_Frame1080", 3.0},
       {"BM_Kernel_Stretch720To1080", "BM_Memcpy_Frame1080", 5.0},
-      {"BM_Kernel_GrayScale", "BM_Memcpy_Frame1080", 6.0},
-      {"BM_Kernel_ToWindowImage", "BM_Memcpy_Frame1080", 5.0},
+      {"BM_Kernel_GrayScale", "BM_Memcpy_Frame1080", 8.0},
+      {"BM_Kernel_ToWindowImage", "BM_Memcpy_Frame1080", 4.0},
       {"BM_Kernel_Correlate", "BM_Memcpy_CorrelationInputs1080", 1.0},
   };
   for (const KernelTarget& t : targets) {
