@@ -14,14 +14,9 @@
 #include <vector>
 
 #include "Ratios.h"
+#include "base/FfmpegHandles.h"
 #include "image/Picture.h"
 #include "video/VideoReader.h"
-
-extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libavformat/avformat.h>
-#include <libswscale/swscale.h>
-}
 
 namespace qv::bench {
 namespace {
@@ -71,45 +66,41 @@ void BM_Decode_PlainFFmpeg_1080(benchmark::State& state) {
   if (!MakeMedia()) return state.SkipWithError("the ffmpeg command could not make the clips");
   const std::string file = (MediaFolder() / "sequential.mp4").string();
   for (auto _ : state) {
-    AVFormatContext* format = nullptr;
-    avformat_open_input(&format, file.c_str(), nullptr, nullptr);
-    avformat_find_stream_info(format, nullptr);
-    const int stream = av_find_best_stream(format, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+    InputFormatPtr format;
+    OpenInput(format, file.c_str());
+    avformat_find_stream_info(format.get(), nullptr);
+    const int stream = av_find_best_stream(format.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
     const AVCodecParameters* par = format->streams[stream]->codecpar;
-    AVCodecContext* codec = avcodec_alloc_context3(avcodec_find_decoder(par->codec_id));
-    avcodec_parameters_to_context(codec, par);
+    const CodecContextPtr codec(avcodec_alloc_context3(avcodec_find_decoder(par->codec_id)));
+    avcodec_parameters_to_context(codec.get(), par);
     codec->thread_count = 0;
-    avcodec_open2(codec, codec->codec, nullptr);
-    SwsContext* sws = nullptr;
+    avcodec_open2(codec.get(), codec->codec, nullptr);
+    ScalerPtr sws;
     std::vector<uint8_t> bgr(static_cast<size_t>(par->width) * par->height * 3);
-    AVPacket* packet = av_packet_alloc();
-    AVFrame* frame = av_frame_alloc();
+    const PacketPtr packet(av_packet_alloc());
+    const FramePtr frame(av_frame_alloc());
     int frames = 0;
     auto drain = [&] {
-      while (avcodec_receive_frame(codec, frame) == 0) {
-        sws = sws_getCachedContext(
-            sws, frame->width, frame->height, static_cast<AVPixelFormat>(frame->format),
-            frame->width, frame->height, AV_PIX_FMT_BGR24, SWS_BILINEAR, nullptr, nullptr, nullptr);
+      while (avcodec_receive_frame(codec.get(), frame.get()) == 0) {
+        sws.reset(sws_getCachedContext(sws.release(), frame->width, frame->height,
+                                       static_cast<AVPixelFormat>(frame->format), frame->width,
+                                       frame->height, AV_PIX_FMT_BGR24, SWS_BILINEAR, nullptr,
+                                       nullptr, nullptr));
         uint8_t* dst[4] = {bgr.data()};
         const int dstStride[4] = {3 * frame->width};
-        sws_scale(sws, frame->data, frame->linesize, 0, frame->height, dst, dstStride);
+        sws_scale(sws.get(), frame->data, frame->linesize, 0, frame->height, dst, dstStride);
         ++frames;
       }
     };
-    while (av_read_frame(format, packet) >= 0) {
-      if (packet->stream_index == stream) avcodec_send_packet(codec, packet);
-      av_packet_unref(packet);
+    while (av_read_frame(format.get(), packet.get()) >= 0) {
+      if (packet->stream_index == stream) avcodec_send_packet(codec.get(), packet.get());
+      av_packet_unref(packet.get());
       drain();
     }
-    avcodec_send_packet(codec, nullptr);
+    avcodec_send_packet(codec.get(), nullptr);
     drain();
     benchmark::DoNotOptimize(bgr.data());
     if (frames != kSequentialFrames) state.SkipWithError("unexpected frame count");
-    av_frame_free(&frame);
-    av_packet_free(&packet);
-    sws_freeContext(sws);
-    avcodec_free_context(&codec);
-    avformat_close_input(&format);
   }
   state.SetItemsProcessed(state.iterations() * kSequentialFrames);
 }
