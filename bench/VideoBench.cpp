@@ -1,6 +1,8 @@
 // The video reader at 1920 x 1080 H.264:
 //   - fetching every frame in order against a plain libavcodec decode with a swscale conversion
 //     to BGR24 of the same clip (the least any reader must do);
+//   - a frame loop that spends a fixed time on each frame (composing and showing), fed by direct
+//     fetches against one fed by the decoder thread, which decodes while the loop works;
 //   - DetectVideo on a one-minute and a ten-minute file: it seeks to its three sample frames, so
 //     the longer file takes about as long, and both well under a second.
 // The clips are made once with the ffmpeg command and kept beside this program (media/).
@@ -16,6 +18,7 @@
 #include "Ratios.h"
 #include "base/FfmpegHandles.h"
 #include "image/Picture.h"
+#include "video/DecoderThread.h"
 #include "video/LayoutDetection.h"
 #include "video/VideoReader.h"
 
@@ -126,6 +129,57 @@ void BM_FetchFrame_Sequential_1080(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * kSequentialFrames);
 }
 
+// What the frame loop does with each frame besides fetching it, as a fixed busy time, so that
+// the two loops below differ only in where the decoding happens.
+constexpr auto kWorkPerFrame = std::chrono::milliseconds(4);
+void WorkOnFrame() {
+  const auto until = std::chrono::steady_clock::now() + kWorkPerFrame;
+  while (std::chrono::steady_clock::now() < until) {
+  }
+}
+
+void BM_FrameLoop_DirectFetch_1080(benchmark::State& state) {
+  if (!MakeMedia()) return state.SkipWithError("the ffmpeg command could not make the clips");
+  const std::string file = (MediaFolder() / "sequential.mp4").string();
+  for (auto _ : state) {
+    VideoReaderState video;
+    if (!OpenVideo(file, video)) return state.SkipWithError("OpenVideo failed");
+    Picture frame;
+    frame.Create(video.FrameFormat.biWidth, video.FrameFormat.biHeight);
+    int frames = 0;
+    for (int32_t n = 0; n < video.StreamLength; ++n) {
+      frames += FetchFrame(video, n, frame);
+      WorkOnFrame();
+    }
+    CloseVideo(video);
+    if (frames != kSequentialFrames) state.SkipWithError("unexpected frame count");
+  }
+}
+
+void BM_FrameLoop_DecodeAhead_1080(benchmark::State& state) {
+  if (!MakeMedia()) return state.SkipWithError("the ffmpeg command could not make the clips");
+  const std::string file = (MediaFolder() / "sequential.mp4").string();
+  double waitShare = 0.0;
+  for (auto _ : state) {
+    DecoderThread decoder;
+    if (decoder.Open(file) != VideoFile::OpenStatus::kOpened) {
+      return state.SkipWithError("the decoder could not open the clip");
+    }
+    decoder.Start(0, decoder.Length() - 1);
+    const auto start = std::chrono::steady_clock::now();
+    PictureRef frame;
+    int frames = 0;
+    for (int32_t n = 0; n < decoder.Length(); ++n) {
+      frames += decoder.Take(n, frame) == FrameStatus::kDelivered;
+      WorkOnFrame();
+    }
+    const double loop = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    waitShare = decoder.Waits().waitSeconds / loop;
+    if (frames != kSequentialFrames) state.SkipWithError("unexpected frame count");
+  }
+  state.counters["wait_share"] = waitShare;  // of the loop's time, spent waiting for frames
+}
+
 void Detect(benchmark::State& state, const char* name, int32_t expectedFrames) {
   if (!MakeMedia()) return state.SkipWithError("the ffmpeg command could not make the clips");
   const std::string file = (MediaFolder() / name).string();
@@ -158,6 +212,18 @@ BENCHMARK(BM_FetchFrame_Sequential_1080)
     ->Iterations(1)
     ->Repetitions(5)
     ->ReportAggregatesOnly(true);
+BENCHMARK(BM_FrameLoop_DirectFetch_1080)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(1)
+    ->Repetitions(5)
+    ->ReportAggregatesOnly(true);
+BENCHMARK(BM_FrameLoop_DecodeAhead_1080)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(1)
+    ->Repetitions(5)
+    ->ReportAggregatesOnly(true);
 BENCHMARK(BM_DetectVideo_1080_OneMinute)
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime()
@@ -180,6 +246,9 @@ BENCHMARK(BM_OneSecond)
 // Sequential fetching at no less than 0.9 times the plain decode's frame rate.
 DeclareRatio sequentialTarget("BM_FetchFrame_Sequential_1080", "BM_Decode_PlainFFmpeg_1080",
                               1.0 / 0.9, "(frame rate >= 0.9 x)");
+// Decoding overlaps the loop's own work: the loop takes clearly less than fetch time plus work.
+DeclareRatio decodeAheadTarget("BM_FrameLoop_DecodeAhead_1080", "BM_FrameLoop_DirectFetch_1080",
+                               0.85, "(decoding overlaps the frame loop)");
 DeclareRatio detectLengthTarget("BM_DetectVideo_1080_TenMinutes", "BM_DetectVideo_1080_OneMinute",
                                 1.5, "(seeks, never decodes from the start)");
 DeclareRatio detectSecondTarget("BM_DetectVideo_1080_TenMinutes", "BM_OneSecond", 1.0,
