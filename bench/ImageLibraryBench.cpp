@@ -11,10 +11,8 @@
 #include <benchmark/benchmark.h>
 
 extern "C" {
-#include <libavfilter/avfilter.h>
 #include <libavfilter/buffersink.h>
 #include <libavfilter/buffersrc.h>
-#include <libavutil/frame.h>
 }
 
 #include <omp.h>
@@ -25,6 +23,7 @@ extern "C" {
 #include <string>
 
 #include "Ratios.h"
+#include "base/FfmpegHandles.h"
 #include "imageproc/ImageProcessor.h"
 
 namespace qv::bench {
@@ -63,16 +62,9 @@ void ProcessImageBenchmark(benchmark::State& state, int32_t type) {
   });
 }
 
-struct GraphFree {
-  void operator()(AVFilterGraph* g) const { avfilter_graph_free(&g); }
-};
-struct FrameFree {
-  void operator()(AVFrame* f) const { av_frame_free(&f); }
-};
-
 void FilterBenchmark(benchmark::State& state, AVPixelFormat format, int width, int height, const char* filter,
                      const char* arguments) {
-  std::unique_ptr<AVFilterGraph, GraphFree> graph(avfilter_graph_alloc());
+  const FilterGraphPtr graph(avfilter_graph_alloc());
   graph->nb_threads = 1;
   AVFilterContext *source = nullptr, *work = nullptr, *sink = nullptr;
   char sourceArgs[128];
@@ -88,7 +80,7 @@ void FilterBenchmark(benchmark::State& state, AVPixelFormat format, int width, i
     state.SkipWithError((std::string("the ") + filter + " filter graph could not be set up").c_str());
     return;
   }
-  std::unique_ptr<AVFrame, FrameFree> frame(av_frame_alloc());
+  const FramePtr frame(av_frame_alloc());
   frame->format = format;
   frame->width = width;
   frame->height = height;

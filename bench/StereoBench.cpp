@@ -11,10 +11,8 @@
 #include <benchmark/benchmark.h>
 
 extern "C" {
-#include <libavfilter/avfilter.h>
 #include <libavfilter/buffersink.h>
 #include <libavfilter/buffersrc.h>
-#include <libavutil/frame.h>
 }
 
 #include <cstdio>
@@ -24,9 +22,10 @@ extern "C" {
 #include <string>
 
 #include "Ratios.h"
+#include "base/FfmpegHandles.h"
 #include "base/Seams.h"
-#include "stereo/Decoders.h"
 #include "stereo/Composers.h"
+#include "stereo/Decoders.h"
 #include "stereo/FrameBuffers.h"
 
 namespace qv::bench {
@@ -77,15 +76,8 @@ void ComposerBenchmark(benchmark::State& state, void (*compose)(FrameBuffers& fr
   SetMessageSink(nullptr);
 }
 
-struct GraphFree {
-  void operator()(AVFilterGraph* g) const { avfilter_graph_free(&g); }
-};
-struct FrameFree {
-  void operator()(AVFrame* f) const { av_frame_free(&f); }
-};
-
 void FilterBenchmark(benchmark::State& state, const char* inLayout, const char* outLayout) {
-  std::unique_ptr<AVFilterGraph, GraphFree> graph(avfilter_graph_alloc());
+  const FilterGraphPtr graph(avfilter_graph_alloc());
   graph->nb_threads = 1;
   AVFilterContext *source = nullptr, *stereo = nullptr, *sink = nullptr;
   char sourceArgs[128];
@@ -105,7 +97,7 @@ void FilterBenchmark(benchmark::State& state, const char* inLayout, const char* 
     return;
   }
   // The frame as FFmpeg holds it: top row first.
-  std::unique_ptr<AVFrame, FrameFree> input(av_frame_alloc());
+  const FramePtr input(av_frame_alloc());
   input->format = AV_PIX_FMT_BGR24;
   input->width = 2 * kEyeWidth;
   input->height = kHeight;
@@ -115,7 +107,7 @@ void FilterBenchmark(benchmark::State& state, const char* inLayout, const char* 
     std::memcpy(input->data[0] + static_cast<ptrdiff_t>(y) * input->linesize[0], grid.DeviceRow(y),
                 static_cast<size_t>(3 * grid.width));
   }
-  std::unique_ptr<AVFrame, FrameFree> output(av_frame_alloc());
+  const FramePtr output(av_frame_alloc());
   int64_t pts = 0;
   for (auto _ : state) {
     input->pts = pts++;

@@ -1,6 +1,8 @@
 // The video reader at 1920 x 1080 H.264:
 //   - fetching every frame in order against a plain libavcodec decode with a swscale conversion
 //     to BGR24 of the same clip (the least any reader must do);
+//   - a frame loop that spends a fixed time on each frame (composing and showing), fed by direct
+//     fetches against one fed by the decoder thread, which decodes while the loop works;
 //   - DetectVideo on a one-minute and a ten-minute file: it seeks to its three sample frames, so
 //     the longer file takes about as long, and both well under a second.
 // The clips are made once with the ffmpeg command and kept beside this program (media/).
@@ -14,15 +16,11 @@
 #include <vector>
 
 #include "Ratios.h"
+#include "base/FfmpegHandles.h"
 #include "image/Picture.h"
+#include "video/DecoderThread.h"
 #include "video/LayoutDetection.h"
 #include "video/VideoReader.h"
-
-extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libavformat/avformat.h>
-#include <libswscale/swscale.h>
-}
 
 namespace qv::bench {
 namespace {
@@ -72,45 +70,41 @@ void BM_Decode_PlainFFmpeg_1080(benchmark::State& state) {
   if (!MakeMedia()) return state.SkipWithError("the ffmpeg command could not make the clips");
   const std::string file = (MediaFolder() / "sequential.mp4").string();
   for (auto _ : state) {
-    AVFormatContext* format = nullptr;
-    avformat_open_input(&format, file.c_str(), nullptr, nullptr);
-    avformat_find_stream_info(format, nullptr);
-    const int stream = av_find_best_stream(format, AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
+    InputFormatPtr format;
+    OpenInput(format, file.c_str());
+    avformat_find_stream_info(format.get(), nullptr);
+    const int stream = av_find_best_stream(format.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
     const AVCodecParameters* par = format->streams[stream]->codecpar;
-    AVCodecContext* codec = avcodec_alloc_context3(avcodec_find_decoder(par->codec_id));
-    avcodec_parameters_to_context(codec, par);
+    const CodecContextPtr codec(avcodec_alloc_context3(avcodec_find_decoder(par->codec_id)));
+    avcodec_parameters_to_context(codec.get(), par);
     codec->thread_count = 0;
-    avcodec_open2(codec, codec->codec, nullptr);
-    SwsContext* sws = nullptr;
+    avcodec_open2(codec.get(), codec->codec, nullptr);
+    ScalerPtr sws;
     std::vector<uint8_t> bgr(static_cast<size_t>(par->width) * par->height * 3);
-    AVPacket* packet = av_packet_alloc();
-    AVFrame* frame = av_frame_alloc();
+    const PacketPtr packet(av_packet_alloc());
+    const FramePtr frame(av_frame_alloc());
     int frames = 0;
     auto drain = [&] {
-      while (avcodec_receive_frame(codec, frame) == 0) {
-        sws = sws_getCachedContext(
-            sws, frame->width, frame->height, static_cast<AVPixelFormat>(frame->format),
-            frame->width, frame->height, AV_PIX_FMT_BGR24, SWS_BILINEAR, nullptr, nullptr, nullptr);
+      while (avcodec_receive_frame(codec.get(), frame.get()) == 0) {
+        sws.reset(sws_getCachedContext(sws.release(), frame->width, frame->height,
+                                       static_cast<AVPixelFormat>(frame->format), frame->width,
+                                       frame->height, AV_PIX_FMT_BGR24, SWS_BILINEAR, nullptr,
+                                       nullptr, nullptr));
         uint8_t* dst[4] = {bgr.data()};
         const int dstStride[4] = {3 * frame->width};
-        sws_scale(sws, frame->data, frame->linesize, 0, frame->height, dst, dstStride);
+        sws_scale(sws.get(), frame->data, frame->linesize, 0, frame->height, dst, dstStride);
         ++frames;
       }
     };
-    while (av_read_frame(format, packet) >= 0) {
-      if (packet->stream_index == stream) avcodec_send_packet(codec, packet);
-      av_packet_unref(packet);
+    while (av_read_frame(format.get(), packet.get()) >= 0) {
+      if (packet->stream_index == stream) avcodec_send_packet(codec.get(), packet.get());
+      av_packet_unref(packet.get());
       drain();
     }
-    avcodec_send_packet(codec, nullptr);
+    avcodec_send_packet(codec.get(), nullptr);
     drain();
     benchmark::DoNotOptimize(bgr.data());
     if (frames != kSequentialFrames) state.SkipWithError("unexpected frame count");
-    av_frame_free(&frame);
-    av_packet_free(&packet);
-    sws_freeContext(sws);
-    avcodec_free_context(&codec);
-    avformat_close_input(&format);
   }
   state.SetItemsProcessed(state.iterations() * kSequentialFrames);
 }
@@ -133,6 +127,57 @@ void BM_FetchFrame_Sequential_1080(benchmark::State& state) {
     if (frames != kSequentialFrames) state.SkipWithError("unexpected frame count");
   }
   state.SetItemsProcessed(state.iterations() * kSequentialFrames);
+}
+
+// What the frame loop does with each frame besides fetching it, as a fixed busy time, so that
+// the two loops below differ only in where the decoding happens.
+constexpr auto kWorkPerFrame = std::chrono::milliseconds(4);
+void WorkOnFrame() {
+  const auto until = std::chrono::steady_clock::now() + kWorkPerFrame;
+  while (std::chrono::steady_clock::now() < until) {
+  }
+}
+
+void BM_FrameLoop_DirectFetch_1080(benchmark::State& state) {
+  if (!MakeMedia()) return state.SkipWithError("the ffmpeg command could not make the clips");
+  const std::string file = (MediaFolder() / "sequential.mp4").string();
+  for (auto _ : state) {
+    VideoReaderState video;
+    if (!OpenVideo(file, video)) return state.SkipWithError("OpenVideo failed");
+    Picture frame;
+    frame.Create(video.FrameFormat.biWidth, video.FrameFormat.biHeight);
+    int frames = 0;
+    for (int32_t n = 0; n < video.StreamLength; ++n) {
+      frames += FetchFrame(video, n, frame);
+      WorkOnFrame();
+    }
+    CloseVideo(video);
+    if (frames != kSequentialFrames) state.SkipWithError("unexpected frame count");
+  }
+}
+
+void BM_FrameLoop_DecodeAhead_1080(benchmark::State& state) {
+  if (!MakeMedia()) return state.SkipWithError("the ffmpeg command could not make the clips");
+  const std::string file = (MediaFolder() / "sequential.mp4").string();
+  double waitShare = 0.0;
+  for (auto _ : state) {
+    DecoderThread decoder;
+    if (decoder.Open(file) != VideoFile::OpenStatus::kOpened) {
+      return state.SkipWithError("the decoder could not open the clip");
+    }
+    decoder.Start(0, decoder.Length() - 1);
+    const auto start = std::chrono::steady_clock::now();
+    PictureRef frame;
+    int frames = 0;
+    for (int32_t n = 0; n < decoder.Length(); ++n) {
+      frames += decoder.Take(n, frame) == FrameStatus::kDelivered;
+      WorkOnFrame();
+    }
+    const double loop = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    waitShare = decoder.Waits().waitSeconds / loop;
+    if (frames != kSequentialFrames) state.SkipWithError("unexpected frame count");
+  }
+  state.counters["wait_share"] = waitShare;  // of the loop's time, spent waiting for frames
 }
 
 void Detect(benchmark::State& state, const char* name, int32_t expectedFrames) {
@@ -167,6 +212,18 @@ BENCHMARK(BM_FetchFrame_Sequential_1080)
     ->Iterations(1)
     ->Repetitions(5)
     ->ReportAggregatesOnly(true);
+BENCHMARK(BM_FrameLoop_DirectFetch_1080)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(1)
+    ->Repetitions(5)
+    ->ReportAggregatesOnly(true);
+BENCHMARK(BM_FrameLoop_DecodeAhead_1080)
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(1)
+    ->Repetitions(5)
+    ->ReportAggregatesOnly(true);
 BENCHMARK(BM_DetectVideo_1080_OneMinute)
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime()
@@ -189,6 +246,9 @@ BENCHMARK(BM_OneSecond)
 // Sequential fetching at no less than 0.9 times the plain decode's frame rate.
 DeclareRatio sequentialTarget("BM_FetchFrame_Sequential_1080", "BM_Decode_PlainFFmpeg_1080",
                               1.0 / 0.9, "(frame rate >= 0.9 x)");
+// Decoding overlaps the loop's own work: the loop takes clearly less than fetch time plus work.
+DeclareRatio decodeAheadTarget("BM_FrameLoop_DecodeAhead_1080", "BM_FrameLoop_DirectFetch_1080",
+                               0.85, "(decoding overlaps the frame loop)");
 DeclareRatio detectLengthTarget("BM_DetectVideo_1080_TenMinutes", "BM_DetectVideo_1080_OneMinute",
                                 1.5, "(seeks, never decodes from the start)");
 DeclareRatio detectSecondTarget("BM_DetectVideo_1080_TenMinutes", "BM_OneSecond", 1.0,

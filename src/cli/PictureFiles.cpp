@@ -2,21 +2,13 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <memory>
 
-extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libavutil/frame.h>
-}
+#include "base/FfmpegHandles.h"
+#include "base/FileGuard.h"
 
 namespace qv::cli {
 
 namespace {
-struct CodecDeleter {
-  void operator()(AVCodecContext* c) const { avcodec_free_context(&c); }
-  void operator()(AVFrame* f) const { av_frame_free(&f); }
-  void operator()(AVPacket* p) const { av_packet_free(&p); }
-};
 std::string ErrorText(int code) {
   char text[AV_ERROR_MAX_STRING_SIZE] = {};
   av_strerror(code, text, sizeof text);
@@ -31,9 +23,9 @@ bool SavePng(const Picture& picture, const std::string& fileName, std::string& w
     why = grid.Empty() ? "there is no picture" : "no PNG encoder";
     return false;
   }
-  std::unique_ptr<AVCodecContext, CodecDeleter> context(avcodec_alloc_context3(codec));
-  std::unique_ptr<AVFrame, CodecDeleter> frame(av_frame_alloc());
-  std::unique_ptr<AVPacket, CodecDeleter> packet(av_packet_alloc());
+  const CodecContextPtr context(avcodec_alloc_context3(codec));
+  const FramePtr frame(av_frame_alloc());
+  const PacketPtr packet(av_packet_alloc());
   if (!context || !frame || !packet) {
     why = ErrorText(AVERROR(ENOMEM));
     return false;
@@ -67,14 +59,14 @@ bool SavePng(const Picture& picture, const std::string& fileName, std::string& w
     why = ErrorText(r);
     return false;
   }
-  std::FILE* file = std::fopen(fileName.c_str(), "wb");
+  FileStreamPtr file(std::fopen(fileName.c_str(), "wb"));
   if (file == nullptr) {
     why = ErrorText(AVERROR(errno));
     return false;
   }
-  const bool written = std::fwrite(packet->data, 1, static_cast<size_t>(packet->size), file) ==
-                       static_cast<size_t>(packet->size);
-  const bool closed = std::fclose(file) == 0;
+  const bool written = std::fwrite(packet->data, 1, static_cast<size_t>(packet->size),
+                                   file.get()) == static_cast<size_t>(packet->size);
+  const bool closed = CloseStream(file);
   if (!written || !closed) {
     why = "the file could not be written";
     return false;

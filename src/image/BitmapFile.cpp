@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "base/Error.h"
+#include "base/FileGuard.h"
 #include "base/Numbers.h"
 #include "base/Seams.h"
 #include "image/BufferHelpers.h"
@@ -73,11 +74,9 @@ bool BitmapFile::CreateFromFile(const std::string& filename) {
   return ReadBmp(file, filename);
 }
 
-bool BitmapFile::ReadBmp(std::FILE* file, const std::string& filename) {
-  struct Closer {
-    std::FILE* f;
-    ~Closer() { std::fclose(f); }
-  } closer{file};
+bool BitmapFile::ReadBmp(std::FILE* stream, const std::string& filename) {
+  const FileStreamPtr owner(stream);
+  std::FILE* file = owner.get();
 
   uint8_t fileBytes[BitmapFileHeader::kBytes];
   ReadAt(file, 0, fileBytes, sizeof fileBytes);
@@ -163,10 +162,10 @@ bool BitmapFile::CreateRGBFromPackedDIBPointer(const uint8_t* packed, bool inter
 }
 
 bool BitmapFile::WriteToFile(const std::string& filename) {
-  const int fd = ::open(filename.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-  if (fd < 0) return true;  // errors are not reported by this member
+  const FileDescriptor file(::open(filename.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644));
+  if (!file.IsOpen()) return true;  // errors are not reported by this member
   const auto fileBytes = fileHeader_.ToBytes();
-  auto writeAt = [fd](const uint8_t* data, size_t n, off_t at) {
+  auto writeAt = [fd = file.Get()](const uint8_t* data, size_t n, off_t at) {
     size_t done = 0;
     while (done < n) {
       const ssize_t k = ::pwrite(fd, data + done, n - done, at + static_cast<off_t>(done));
@@ -177,8 +176,8 @@ bool BitmapFile::WriteToFile(const std::string& filename) {
   };
   writeAt(fileBytes.data(), fileBytes.size(), 0);
   writeAt(info_.data(), info_.size(), BitmapFileHeader::kBytes);
-  writeAt(pixels_.data(), pixels_.size(), static_cast<off_t>(BitmapFileHeader::kBytes + info_.size()));
-  ::close(fd);
+  writeAt(pixels_.data(), pixels_.size(),
+          static_cast<off_t>(BitmapFileHeader::kBytes + info_.size()));
   return true;
 }
 

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "base/Error.h"
+#include "base/FileGuard.h"
 #include "base/Numbers.h"
 #include "base/Seams.h"
 #include "image/RowGather.h"
@@ -393,9 +394,10 @@ bool Picture::WriteFailed(bool ok, int64_t asked, int64_t written) {
 }
 
 bool Picture::SavePicture(const std::string& fileName) const {
-  const int fd = ::open(fileName.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+  const FileDescriptor output(
+      ::open(fileName.c_str(), O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
   const int lastError = errno;
-  if (fd < 0) {
+  if (!output.IsOpen()) {
     throw AppError(17, std::string(kExeName) + ".cDIBSection256", SystemErrorText(lastError));
   }
   Own();
@@ -404,7 +406,7 @@ bool Picture::SavePicture(const std::string& fileName) const {
   file.bfType = BitmapFileHeader::kTypeBM;
   file.bfSize = static_cast<uint32_t>(imageSize + 54);
   file.bfOffBits = 54;
-  auto writeAll = [fd](const uint8_t* data, int64_t size) {
+  auto writeAll = [fd = output.Get()](const uint8_t* data, int64_t size) {
     int64_t done = 0;
     while (done < size) {
       const ssize_t n = ::write(fd, data + done, static_cast<size_t>(size - done));
@@ -419,7 +421,6 @@ bool Picture::SavePicture(const std::string& fileName) const {
   bool ok = writeAll(fileBytes.data(), static_cast<int64_t>(fileBytes.size()));
   if (ok) ok = writeAll(infoBytes.data(), static_cast<int64_t>(infoBytes.size()));
   if (ok && imageSize > 0) ok = writeAll(bits_, imageSize);
-  ::close(fd);
   return ok;
 }
 

@@ -8,15 +8,12 @@
 #include <thread>
 #include <vector>
 
+#include "base/FfmpegHandles.h"
+
 extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libavformat/avformat.h>
-#include <libavutil/audio_fifo.h>
 #include <libavutil/channel_layout.h>
 #include <libavutil/imgutils.h>
 #include <libavutil/opt.h>
-#include <libswresample/swresample.h>
-#include <libswscale/swscale.h>
 }
 
 namespace qv {
@@ -28,19 +25,6 @@ std::string AvError(int code) {
   av_strerror(code, text, sizeof text);
   return text;
 }
-
-struct CodecContextDeleter {
-  void operator()(AVCodecContext* c) const { avcodec_free_context(&c); }
-};
-struct FrameDeleter {
-  void operator()(AVFrame* f) const { av_frame_free(&f); }
-};
-struct PacketDeleter {
-  void operator()(AVPacket* p) const { av_packet_free(&p); }
-};
-using CodecContextPtr = std::unique_ptr<AVCodecContext, CodecContextDeleter>;
-using FramePtr = std::unique_ptr<AVFrame, FrameDeleter>;
-using PacketPtr = std::unique_ptr<AVPacket, PacketDeleter>;
 
 // Lossless encoders get the format closest to our 24-bit pictures; lossy ones get 4:2:0, which
 // every player decodes, when the picture size allows it.
@@ -78,24 +62,24 @@ struct Job {
 struct VideoFileWriter::Impl {
   static constexpr size_t kFramesInFlight = 3;
 
-  AVFormatContext* format = nullptr;
+  OutputFormatPtr format;
   CodecContextPtr video;
   CodecContextPtr audio;
   AVStream* videoStream = nullptr;
   AVStream* audioStream = nullptr;
   FramePtr audioFrame;
   PacketPtr packet;
-  SwsContext* scaler = nullptr;
+  ScalerPtr scaler;
   int32_t scalerSourceWidth = 0;
   int32_t scalerSourceHeight = 0;
-  SwrContext* resampler = nullptr;
-  AVAudioFifo* fifo = nullptr;
+  ResamplerPtr resampler;
+  AudioFifoPtr fifo;
   int32_t inputChannels = 0;
   int64_t framesWritten = 0;  // pictures handed to the encoding thread
   int64_t samplesWritten = 0;
   // Raw 24-bit pictures need no encoder: the picture's rows, top row first, are the packet.
   bool rawPictures = false;
-  AVBufferPool* rawPool = nullptr;
+  BufferPoolPtr rawPool;
   int rawBytes = 0;
   bool headerWritten = false;
   bool closed = false;
@@ -113,20 +97,13 @@ struct VideoFileWriter::Impl {
   bool quit = false;
   bool workerFailed = false;
 
+  // The FFmpeg objects are freed by their owners once the encoding thread has ended.
   ~Impl() {
     if (format && headerWritten && !closed) {
       std::string ignored;
       Finish(ignored);
     }
     StopWorker();
-    av_buffer_pool_uninit(&rawPool);
-    sws_freeContext(scaler);
-    swr_free(&resampler);
-    if (fifo) av_audio_fifo_free(fifo);
-    if (format) {
-      if (!(format->oformat->flags & AVFMT_NOFILE) && format->pb) avio_closep(&format->pb);
-      avformat_free_context(format);
-    }
   }
 
   bool Fail(const std::string& what, int code) {
@@ -226,7 +203,7 @@ struct VideoFileWriter::Impl {
   bool Write(AVPacket* out, const AVCodecContext* codec, AVStream* stream) {
     av_packet_rescale_ts(out, codec->time_base, stream->time_base);
     out->stream_index = stream->index;
-    const int rc = av_interleaved_write_frame(format, out);
+    const int rc = av_interleaved_write_frame(format.get(), out);
     return rc >= 0 || Fail("writing the file failed", rc);
   }
 
@@ -238,7 +215,7 @@ struct VideoFileWriter::Impl {
       if (workerFailed) return false;
     }
     PacketPtr raw(av_packet_alloc());
-    if (raw == nullptr || (raw->buf = av_buffer_pool_get(rawPool)) == nullptr) {
+    if (raw == nullptr || (raw->buf = av_buffer_pool_get(rawPool.get())) == nullptr) {
       return Fail("out of memory", 0);
     }
     raw->data = raw->buf->data;
@@ -256,29 +233,30 @@ struct VideoFileWriter::Impl {
   // Converts samples (or, with nullptr, what the resampler still holds) into the encoder's
   // format and queues them.
   bool Resample(const uint8_t** in, int count) {
-    const int out = swr_get_out_samples(resampler, count);
+    const int out = swr_get_out_samples(resampler.get(), count);
     if (out <= 0) return true;
     std::vector<uint8_t*> planes(static_cast<size_t>(std::max(1, audio->ch_layout.nb_channels)));
-    int rc = av_samples_alloc(planes.data(), nullptr, audio->ch_layout.nb_channels, out,
-                              audio->sample_fmt, 0);
+    const int rc = av_samples_alloc(planes.data(), nullptr, audio->ch_layout.nb_channels, out,
+                                    audio->sample_fmt, 0);
     if (rc < 0) return Fail("out of memory", rc);
-    const int converted = swr_convert(resampler, planes.data(), out, in, count);
+    const AvBytesPtr samples(planes[0]);  // one block holds every plane
+    const int converted = swr_convert(resampler.get(), planes.data(), out, in, count);
     bool ok = converted >= 0;
     if (ok && converted > 0) {
-      ok = av_audio_fifo_write(fifo, reinterpret_cast<void**>(planes.data()), converted) ==
+      ok = av_audio_fifo_write(fifo.get(), reinterpret_cast<void**>(planes.data()), converted) ==
            converted;
     }
-    av_freep(&planes[0]);
     return ok || Fail("cannot convert the sound", 0);
   }
 
   bool EncodeAudioFrames(bool flush) {
     const int frameSize = audio->frame_size > 0 ? audio->frame_size : 1024;
-    while (av_audio_fifo_size(fifo) >= frameSize || (flush && av_audio_fifo_size(fifo) > 0)) {
-      const int n = std::min(frameSize, av_audio_fifo_size(fifo));
+    while (av_audio_fifo_size(fifo.get()) >= frameSize ||
+           (flush && av_audio_fifo_size(fifo.get()) > 0)) {
+      const int n = std::min(frameSize, av_audio_fifo_size(fifo.get()));
       audioFrame->nb_samples = n;
       if (av_frame_make_writable(audioFrame.get()) < 0) return Fail("out of memory", -1);
-      if (av_audio_fifo_read(fifo, reinterpret_cast<void**>(audioFrame->data), n) < n) {
+      if (av_audio_fifo_read(fifo.get(), reinterpret_cast<void**>(audioFrame->data), n) < n) {
         return Fail("sound buffer underrun", -1);
       }
       audioFrame->pts = samplesWritten;
@@ -301,7 +279,7 @@ struct VideoFileWriter::Impl {
            Encode(audio.get(), audioStream, nullptr);
     }
     if (ok && video) ok = Encode(video.get(), videoStream, nullptr);
-    const int rc = av_write_trailer(format);
+    const int rc = av_write_trailer(format.get());
     if (ok && rc < 0) ok = Fail("writing the end of the file failed", rc);
     if (!(format->oformat->flags & AVFMT_NOFILE) && format->pb) {
       if (avio_closep(&format->pb) < 0 && ok) ok = Fail("closing the file failed", -1);
@@ -326,7 +304,9 @@ std::unique_ptr<VideoFileWriter> VideoFileWriter::Open(const VideoFileOptions& o
       options.frameRateDen <= 0) {
     return fail("invalid picture size or frame rate");
   }
-  int rc = avformat_alloc_output_context2(&impl->format, nullptr, nullptr, options.path.c_str());
+  AVFormatContext* context = nullptr;
+  int rc = avformat_alloc_output_context2(&context, nullptr, nullptr, options.path.c_str());
+  impl->format.reset(context);
   if (rc < 0 || impl->format == nullptr) {
     return fail("no known video file format for '" + options.path +
                     "' (use an extension such as .mkv, .mp4, .avi or .nut)",
@@ -359,7 +339,7 @@ std::unique_ptr<VideoFileWriter> VideoFileWriter::Open(const VideoFileOptions& o
   if (container->flags & AVFMT_GLOBALHEADER) v->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
   rc = avcodec_open2(v, videoEncoder, nullptr);
   if (rc < 0) return fail("cannot start the video encoder " + std::string(videoEncoder->name), rc);
-  impl->videoStream = avformat_new_stream(impl->format, nullptr);
+  impl->videoStream = avformat_new_stream(impl->format.get(), nullptr);
   if (impl->videoStream == nullptr) return fail("out of memory");
   impl->videoStream->time_base = v->time_base;
   impl->videoStream->avg_frame_rate = v->framerate;
@@ -367,7 +347,7 @@ std::unique_ptr<VideoFileWriter> VideoFileWriter::Open(const VideoFileOptions& o
   if (videoEncoder->id == AV_CODEC_ID_RAWVIDEO && v->pix_fmt == AV_PIX_FMT_BGR24) {
     impl->rawPictures = true;
     impl->rawBytes = av_image_get_buffer_size(AV_PIX_FMT_BGR24, v->width, v->height, 1);
-    impl->rawPool = av_buffer_pool_init(static_cast<size_t>(impl->rawBytes), nullptr);
+    impl->rawPool.reset(av_buffer_pool_init(static_cast<size_t>(impl->rawBytes), nullptr));
     if (impl->rawBytes <= 0 || impl->rawPool == nullptr) return fail("out of memory");
   }
 
@@ -400,17 +380,17 @@ std::unique_ptr<VideoFileWriter> VideoFileWriter::Open(const VideoFileOptions& o
       return fail("cannot start the sound encoder " + std::string(audioEncoder->name), rc);
     AVCodecContext* a = impl->audio.get();
     impl->inputChannels = options.audioChannels;
-    impl->audioStream = avformat_new_stream(impl->format, nullptr);
+    impl->audioStream = avformat_new_stream(impl->format.get(), nullptr);
     if (impl->audioStream == nullptr) return fail("out of memory");
     impl->audioStream->time_base = a->time_base;
     avcodec_parameters_from_context(impl->audioStream->codecpar, a);
 
     AVChannelLayout inLayout{};
     av_channel_layout_default(&inLayout, options.audioChannels);
-    rc = swr_alloc_set_opts2(&impl->resampler, &a->ch_layout, a->sample_fmt, a->sample_rate,
-                             &inLayout, AV_SAMPLE_FMT_FLT, options.audioSampleRate, 0, nullptr);
-    if (rc < 0 || swr_init(impl->resampler) < 0) return fail("cannot convert the sound", rc);
-    impl->fifo = av_audio_fifo_alloc(a->sample_fmt, a->ch_layout.nb_channels, 4096);
+    rc = SetResamplerOptions(impl->resampler, &a->ch_layout, a->sample_fmt, a->sample_rate,
+                             &inLayout, AV_SAMPLE_FMT_FLT, options.audioSampleRate);
+    if (rc < 0 || swr_init(impl->resampler.get()) < 0) return fail("cannot convert the sound", rc);
+    impl->fifo.reset(av_audio_fifo_alloc(a->sample_fmt, a->ch_layout.nb_channels, 4096));
     impl->audioFrame.reset(av_frame_alloc());
     impl->audioFrame->format = a->sample_fmt;
     av_channel_layout_copy(&impl->audioFrame->ch_layout, &a->ch_layout);
@@ -425,7 +405,7 @@ std::unique_ptr<VideoFileWriter> VideoFileWriter::Open(const VideoFileOptions& o
     rc = avio_open(&impl->format->pb, options.path.c_str(), AVIO_FLAG_WRITE);
     if (rc < 0) return fail("cannot create '" + options.path + "'", rc);
   }
-  rc = avformat_write_header(impl->format, nullptr);
+  rc = avformat_write_header(impl->format.get(), nullptr);
   if (rc < 0) return fail("cannot write the file header", rc);
   impl->headerWritten = true;
   impl->worker = std::thread([d = impl.get()] { d->Work(); });
@@ -443,10 +423,9 @@ bool VideoFileWriter::WriteFrame(const Picture& picture) {
   }
   if (d.scaler == nullptr || d.scalerSourceWidth != grid.width ||
       d.scalerSourceHeight != grid.height) {
-    sws_freeContext(d.scaler);
-    d.scaler =
-        sws_getContext(grid.width, grid.height, AV_PIX_FMT_BGR24, d.video->width, d.video->height,
-                       d.video->pix_fmt, SWS_BICUBIC, nullptr, nullptr, nullptr);
+    d.scaler.reset(sws_getContext(grid.width, grid.height, AV_PIX_FMT_BGR24, d.video->width,
+                                  d.video->height, d.video->pix_fmt, SWS_BICUBIC, nullptr, nullptr,
+                                  nullptr));
     if (d.scaler == nullptr) return d.Fail("cannot convert the picture for the encoder", 0);
     d.scalerSourceWidth = grid.width;
     d.scalerSourceHeight = grid.height;
@@ -459,7 +438,7 @@ bool VideoFileWriter::WriteFrame(const Picture& picture) {
   // Rows are stored bottom-up: start at the top row and step backwards.
   const uint8_t* top[1] = {grid.DeviceRow(0)};
   const int stride[1] = {-grid.stride};
-  sws_scale(d.scaler, top, stride, 0, grid.height, frame->data, frame->linesize);
+  sws_scale(d.scaler.get(), top, stride, 0, grid.height, frame->data, frame->linesize);
   frame->pts = d.framesWritten;
   if (!d.Submit(Job{std::move(frame), nullptr, {}})) return false;
   ++d.framesWritten;

@@ -1,10 +1,7 @@
 #include "playback/SoundPlayer.h"
 
 extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libavformat/avformat.h>
 #include <libavutil/channel_layout.h>
-#include <libswresample/swresample.h>
 }
 
 #include <algorithm>
@@ -47,29 +44,26 @@ SoundPlayer::SoundPlayer(SoundClock& clock) : clock_(clock) {}
 SoundPlayer::~SoundPlayer() {
   if (output_) output_->Close();
   StopDecoder();
-  swr_free(&swr_);
-  avcodec_free_context(&codec_);
-  avformat_close_input(&format_ctx_);
 }
 
 void SoundPlayer::OpenFile(const std::string& fileName) {
-  int r = avformat_open_input(&format_ctx_, fileName.c_str(), nullptr, nullptr);
+  int r = OpenInput(format_ctx_, fileName.c_str());
   if (r < 0) throw FfmpegError(r);
-  r = avformat_find_stream_info(format_ctx_, nullptr);
+  r = avformat_find_stream_info(format_ctx_.get(), nullptr);
   if (r < 0) throw FfmpegError(r);
   timelineStart_ = format_ctx_->start_time == AV_NOPTS_VALUE ? 0 : format_ctx_->start_time;
 
   const AVCodec* decoder = nullptr;
-  r = av_find_best_stream(format_ctx_, AVMEDIA_TYPE_AUDIO, -1, -1, &decoder, 0);
+  r = av_find_best_stream(format_ctx_.get(), AVMEDIA_TYPE_AUDIO, -1, -1, &decoder, 0);
   if (r == AVERROR_STREAM_NOT_FOUND) return;  // a silent file
   if (r < 0) throw FfmpegError(r);
   const AVStream* stream = format_ctx_->streams[r];
-  codec_ = avcodec_alloc_context3(decoder);
+  codec_.reset(avcodec_alloc_context3(decoder));
   if (codec_ == nullptr) throw err::OutOfMemory();
-  r = avcodec_parameters_to_context(codec_, stream->codecpar);
+  r = avcodec_parameters_to_context(codec_.get(), stream->codecpar);
   if (r < 0) throw FfmpegError(r);
   codec_->pkt_timebase = stream->time_base;
-  r = avcodec_open2(codec_, decoder, nullptr);
+  r = avcodec_open2(codec_.get(), decoder, nullptr);
   if (r < 0) throw FfmpegError(r);
   if (codec_->sample_rate <= 0 || codec_->ch_layout.nb_channels <= 0) {
     throw SoundError("The sound track gives no sample rate or no channels");
@@ -252,8 +246,9 @@ void SoundPlayer::Seek(int64_t target) {
       std::max<int64_t>(0, target - std::llround(kSeekMarginSeconds * format_.rate));
   const int64_t aimUs = timelineStart_ + av_rescale(aim, AV_TIME_BASE, format_.rate);
   const int64_t aimInStream = av_rescale_q(aimUs, AV_TIME_BASE_Q, stream->time_base);
-  int r = avformat_seek_file(format_ctx_, streamIndex_, INT64_MIN, aimInStream, aimInStream, 0);
-  if (r < 0) r = avformat_seek_file(format_ctx_, -1, INT64_MIN, aimUs, aimUs, 0);
+  int r =
+      avformat_seek_file(format_ctx_.get(), streamIndex_, INT64_MIN, aimInStream, aimInStream, 0);
+  if (r < 0) r = avformat_seek_file(format_ctx_.get(), -1, INT64_MIN, aimUs, aimUs, 0);
   if (r < 0) {
     // A file that cannot seek can still be read from its start, dropping up to the target.
     if (touched_) throw SoundError("The sound track cannot be positioned");
@@ -261,45 +256,44 @@ void SoundPlayer::Seek(int64_t target) {
     return;
   }
   touched_ = true;
-  avcodec_flush_buffers(codec_);
-  swr_free(&swr_);
+  avcodec_flush_buffers(codec_.get());
+  swr_.reset();
   nextSample_ = aim;  // only used when the decoded frames carry no time stamps
 }
 
 void SoundPlayer::DecodeLoop() {
-  AVPacket* packet = av_packet_alloc();
-  AVFrame* frame = av_frame_alloc();
+  const PacketPtr packet(av_packet_alloc());
+  const FramePtr frame(av_frame_alloc());
   try {
     auto stopAsked = [this] {
       std::lock_guard lock(mutex_);
       return stopDecoding_;
     };
     auto receiveAll = [&] {
-      while (!stopAsked() && avcodec_receive_frame(codec_, frame) >= 0) {
-        ConvertAndQueue(frame);
-        av_frame_unref(frame);
+      while (!stopAsked() && avcodec_receive_frame(codec_.get(), frame.get()) >= 0) {
+        ConvertAndQueue(frame.get());
+        av_frame_unref(frame.get());
       }
     };
     while (packet != nullptr && frame != nullptr && !stopAsked()) {
-      const int r = av_read_frame(format_ctx_, packet);
+      const int r = av_read_frame(format_ctx_.get(), packet.get());
       touched_ = true;
       if (r < 0) {
         // The end of the file, or a read error that ends the sound early.
-        avcodec_send_packet(codec_, nullptr);
+        avcodec_send_packet(codec_.get(), nullptr);
         receiveAll();
         ConvertAndQueue(nullptr);
         break;
       }
       // A damaged packet is skipped; the decoder picks up again at the next one.
-      if (packet->stream_index == streamIndex_ && avcodec_send_packet(codec_, packet) >= 0)
+      if (packet->stream_index == streamIndex_ &&
+          avcodec_send_packet(codec_.get(), packet.get()) >= 0)
         receiveAll();
-      av_packet_unref(packet);
+      av_packet_unref(packet.get());
     }
-  } catch (...) {
-    // Out of memory in the decoder thread: the sound ends here.
+  } catch (const std::exception&) {
+    // Out of memory in the decoder thread: the sound ends here rather than the program.
   }
-  av_frame_free(&frame);
-  av_packet_free(&packet);
   {
     std::lock_guard lock(mutex_);
     decodingDone_ = true;
@@ -312,7 +306,7 @@ void SoundPlayer::ConfigureResampler(const AVFrame* frame) {
       frame->ch_layout.nb_channels == swrChannels_) {
     return;
   }
-  swr_free(&swr_);
+  swr_.reset();
   AVChannelLayout in{};
   if (frame->ch_layout.order == AV_CHANNEL_ORDER_UNSPEC ||
       av_channel_layout_check(&frame->ch_layout) == 0) {
@@ -322,13 +316,12 @@ void SoundPlayer::ConfigureResampler(const AVFrame* frame) {
   }
   AVChannelLayout out{};
   av_channel_layout_default(&out, format_.channels);
-  int r = swr_alloc_set_opts2(&swr_, &out, AV_SAMPLE_FMT_FLT, format_.rate, &in,
-                              static_cast<AVSampleFormat>(frame->format), frame->sample_rate, 0,
-                              nullptr);
+  const int r = SetResamplerOptions(swr_, &out, AV_SAMPLE_FMT_FLT, format_.rate, &in,
+                                    static_cast<AVSampleFormat>(frame->format), frame->sample_rate);
   av_channel_layout_uninit(&in);
   av_channel_layout_uninit(&out);
-  if (r < 0 || swr_init(swr_) < 0) {
-    swr_free(&swr_);  // frames of this kind cannot be converted and are skipped
+  if (r < 0 || swr_init(swr_.get()) < 0) {
+    swr_.reset();  // frames of this kind cannot be converted and are skipped
     return;
   }
   swrRate_ = frame->sample_rate;
@@ -345,14 +338,14 @@ void SoundPlayer::ConvertAndQueue(const AVFrame* frame) {
     ConfigureResampler(frame);
   }
   if (swr_ == nullptr) return;
-  const int capacity = swr_get_out_samples(swr_, frame != nullptr ? frame->nb_samples : 0);
+  const int capacity = swr_get_out_samples(swr_.get(), frame != nullptr ? frame->nb_samples : 0);
   if (capacity <= 0) return;
   converted_.resize(static_cast<size_t>(capacity) * format_.channels);
   uint8_t* out = reinterpret_cast<uint8_t*>(converted_.data());
-  const int got = frame != nullptr ? swr_convert(swr_, &out, capacity,
+  const int got = frame != nullptr ? swr_convert(swr_.get(), &out, capacity,
                                                  const_cast<const uint8_t**>(frame->extended_data),
                                                  frame->nb_samples)
-                                   : swr_convert(swr_, &out, capacity, nullptr, 0);
+                                   : swr_convert(swr_.get(), &out, capacity, nullptr, 0);
   if (got <= 0) return;
 
   if (!aligned_) {

@@ -18,12 +18,8 @@
 #include <thread>
 #include <vector>
 
+#include "base/FfmpegHandles.h"
 #include "playback/AudioOutput.h"
-
-struct AVFormatContext;
-struct AVCodecContext;
-struct SwrContext;
-struct AVFrame;
 
 namespace qv {
 
@@ -93,9 +89,9 @@ class SoundPlayer {
   int frameBytes_ = 0;
 
   // FFmpeg state: the caller's thread while the decoder is not running, the decoder's while it is.
-  AVFormatContext* format_ctx_ = nullptr;
-  AVCodecContext* codec_ = nullptr;
-  SwrContext* swr_ = nullptr;
+  InputFormatPtr format_ctx_;
+  CodecContextPtr codec_;
+  ResamplerPtr swr_;
   int streamIndex_ = -1;
   int64_t timelineStart_ = 0;  // container start time, in AV_TIME_BASE units
   bool touched_ = false;       // packets have been read since the file was opened

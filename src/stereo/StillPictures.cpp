@@ -1,12 +1,8 @@
 #include "stereo/StillPictures.h"
 
 extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libavformat/avformat.h>
 #include <libavutil/error.h>
-#include <libavutil/frame.h>
 #include <libavutil/pixdesc.h>
-#include <libswscale/swscale.h>
 }
 
 #include <sys/stat.h>
@@ -18,6 +14,8 @@ extern "C" {
 #include <functional>
 #include <memory>
 #include <vector>
+
+#include "base/FfmpegHandles.h"
 
 namespace qv {
 
@@ -88,60 +86,36 @@ int64_t SeekMemory(void* opaque, int64_t offset, int whence) {
   return target;
 }
 
-struct AvioFree {
-  void operator()(AVIOContext* io) const {
-    if (io == nullptr) return;
-    av_freep(&io->buffer);
-    avio_context_free(&io);
-  }
-};
-struct FormatClose {
-  void operator()(AVFormatContext* f) const { avformat_close_input(&f); }
-};
-struct CodecFree {
-  void operator()(AVCodecContext* c) const { avcodec_free_context(&c); }
-};
-struct FrameFree {
-  void operator()(AVFrame* f) const { av_frame_free(&f); }
-};
-struct PacketFree {
-  void operator()(AVPacket* p) const { av_packet_free(&p); }
-};
-struct ScaleFree {
-  void operator()(SwsContext* s) const { sws_freeContext(s); }
-};
-using FramePtr = std::unique_ptr<AVFrame, FrameFree>;
-
 // The first picture of an in-memory file. `acceptCodec`, when given, restricts the decoders.
 FramePtr DecodeFirstPicture(const std::vector<uint8_t>& bytes, const std::function<bool(AVCodecID)>& acceptCodec,
                             std::string& failure) {
   MemoryInput input{bytes.data(), static_cast<int64_t>(bytes.size() - AV_INPUT_BUFFER_PADDING_SIZE)};
   constexpr int kIoBufferSize = 1 << 16;
-  auto* ioBuffer = static_cast<uint8_t*>(av_malloc(kIoBufferSize));
+  AvBytesPtr ioBuffer(static_cast<uint8_t*>(av_malloc(kIoBufferSize)));
   if (ioBuffer == nullptr) {
     failure = "Out of memory";
     return nullptr;
   }
-  std::unique_ptr<AVIOContext, AvioFree> io(
-      avio_alloc_context(ioBuffer, kIoBufferSize, 0, &input, ReadMemory, nullptr, SeekMemory));
+  const CustomIoPtr io(avio_alloc_context(ioBuffer.get(), kIoBufferSize, 0, &input, ReadMemory,
+                                          nullptr, SeekMemory));
   if (!io) {
-    av_free(ioBuffer);
     failure = "Out of memory";
     return nullptr;
   }
-  AVFormatContext* raw = avformat_alloc_context();
-  if (raw == nullptr) {
+  ioBuffer.release();  // the context owns it now
+  // Declared after `io`: the format is closed before its input goes.
+  InputFormatPtr format(avformat_alloc_context());
+  if (format == nullptr) {
     failure = "Out of memory";
     return nullptr;
   }
-  raw->pb = io.get();
-  raw->flags |= AVFMT_FLAG_CUSTOM_IO;
-  const int opened = avformat_open_input(&raw, "", nullptr, nullptr);  // frees raw on failure
+  format->pb = io.get();
+  format->flags |= AVFMT_FLAG_CUSTOM_IO;
+  const int opened = OpenInput(format, "");
   if (opened < 0) {
     failure = "The file is not in a picture format that can be read (" + AvErrorText(opened) + ")";
     return nullptr;
   }
-  std::unique_ptr<AVFormatContext, FormatClose> format(raw);
 
   const AVCodec* decoder = nullptr;
   const int stream = av_find_best_stream(format.get(), AVMEDIA_TYPE_VIDEO, -1, -1, &decoder, 0);
@@ -153,7 +127,7 @@ FramePtr DecodeFirstPicture(const std::vector<uint8_t>& bytes, const std::functi
     failure = std::string("The file holds a ") + decoder->name + " picture, not a JPEG one";
     return nullptr;
   }
-  std::unique_ptr<AVCodecContext, CodecFree> codec(avcodec_alloc_context3(decoder));
+  const CodecContextPtr codec(avcodec_alloc_context3(decoder));
   if (!codec || avcodec_parameters_to_context(codec.get(), format->streams[stream]->codecpar) < 0) {
     failure = "Out of memory";
     return nullptr;
@@ -166,7 +140,7 @@ FramePtr DecodeFirstPicture(const std::vector<uint8_t>& bytes, const std::functi
   }
 
   FramePtr frame(av_frame_alloc());
-  std::unique_ptr<AVPacket, PacketFree> packet(av_packet_alloc());
+  const PacketPtr packet(av_packet_alloc());
   if (!frame || !packet) {
     failure = "Out of memory";
     return nullptr;
@@ -211,9 +185,9 @@ bool ConvertRows(const AVFrame& frame, AVPixelFormat target,
   const auto source = static_cast<AVPixelFormat>(frame.format);
   const AVPixelFormat plain = WithoutJpegRange(source);
   const bool fullRange = plain != source || frame.color_range == AVCOL_RANGE_JPEG;
-  std::unique_ptr<SwsContext, ScaleFree> scale(
-      sws_getContext(frame.width, frame.height, plain, frame.width, frame.height, target,
-                     SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT, nullptr, nullptr, nullptr));
+  const ScalerPtr scale(sws_getContext(frame.width, frame.height, plain, frame.width, frame.height,
+                                       target, SWS_BICUBIC | SWS_ACCURATE_RND | SWS_FULL_CHR_H_INT,
+                                       nullptr, nullptr, nullptr));
   FramePtr out(av_frame_alloc());
   if (!scale || !out) {
     failure = "The picture's pixel format cannot be converted";

@@ -48,19 +48,14 @@ AVPixelFormat WithoutFullRangeAlias(AVPixelFormat format, bool& fullRange) {
 
 }  // namespace
 
-FrameConverter::~FrameConverter() {
-  sws_freeContext(sws_);
-}
-
 bool FrameConverter::MakeContext(const AVFrame& frame, const Key& key, int flags) {
-  sws_freeContext(sws_);
-  sws_ = sws_getContext(key.srcWidth, key.srcHeight, static_cast<AVPixelFormat>(key.srcFormat),
-                        key.dstWidth, key.dstHeight, AV_PIX_FMT_BGR24, flags, nullptr, nullptr,
-                        nullptr);
+  sws_.reset(sws_getContext(key.srcWidth, key.srcHeight, static_cast<AVPixelFormat>(key.srcFormat),
+                            key.dstWidth, key.dstHeight, AV_PIX_FMT_BGR24, flags, nullptr, nullptr,
+                            nullptr));
   if (sws_ == nullptr) return false;
   if (key.colorspace >= 0) {
     // Matrix and range as the stream states them; an unstated matrix is taken as BT.601.
-    sws_setColorspaceDetails(sws_, sws_getCoefficients(frame.colorspace), key.fullRange,
+    sws_setColorspaceDetails(sws_.get(), sws_getCoefficients(frame.colorspace), key.fullRange,
                              sws_getCoefficients(SWS_CS_DEFAULT), 1, 0, 1 << 16, 1 << 16);
   }
   return true;
@@ -71,7 +66,8 @@ bool FrameConverter::Scale(const AVFrame& frame, uint8_t* bits, int32_t stride, 
   uint8_t* dst[4] = {bits + static_cast<int64_t>(height - 1) * stride, nullptr, nullptr, nullptr};
   const int dstStride[4] = {-stride, 0, 0, 0};
   // The source planes' pointers and strides are only read; swscale's signature lacks the const.
-  return sws_scale(sws_, frame.data, frame.linesize, 0, frame.height, dst, dstStride) == height;
+  return sws_scale(sws_.get(), frame.data, frame.linesize, 0, frame.height, dst, dstStride) ==
+         height;
 }
 
 bool FrameConverter::ConvertIntoScratch(const AVFrame& frame, bool checkGuards) {

@@ -15,10 +15,7 @@
 #include <cstdint>
 #include <vector>
 
-extern "C" {
-struct AVFrame;
-struct SwsContext;
-}
+#include "base/FfmpegHandles.h"
 
 namespace qv {
 
@@ -27,7 +24,6 @@ class FrameConverter {
   enum class Route { kNone, kFastDirect, kExactDirect, kThroughScratch };
 
   FrameConverter() = default;
-  ~FrameConverter();
   FrameConverter(const FrameConverter&) = delete;
   FrameConverter& operator=(const FrameConverter&) = delete;
 
@@ -53,7 +49,7 @@ class FrameConverter {
   bool ConvertIntoScratch(const AVFrame& frame, bool checkGuards);
   bool Scale(const AVFrame& frame, uint8_t* bits, int32_t stride, int32_t height);
 
-  SwsContext* sws_ = nullptr;
+  ScalerPtr sws_;
   Key key_;
   Route route_ = Route::kNone;
   std::vector<uint8_t> scratch_;

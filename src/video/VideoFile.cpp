@@ -6,13 +6,12 @@
 #include <mutex>
 #include <string>
 
+#include "base/FfmpegHandles.h"
 #include "image/Picture.h"
-#include "video/ScriptBridge.h"
 #include "video/FrameConverter.h"
+#include "video/ScriptBridge.h"
 
 extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libavformat/avformat.h>
 #include <libavutil/avutil.h>
 #include <libavutil/mathematics.h>
 }
@@ -47,12 +46,12 @@ void QuietLibraryLog() {
 }  // namespace
 
 struct VideoFile::Impl {
-  AVFormatContext* fmt = nullptr;
-  AVCodecContext* dec = nullptr;
+  InputFormatPtr fmt;
+  CodecContextPtr dec;
   AVStream* st = nullptr;
   int streamIndex = -1;
-  AVPacket* pkt = nullptr;
-  AVFrame* frame = nullptr;  // the decoded frame not yet handed out, when pendingValid
+  PacketPtr pkt;
+  FramePtr frame;  // the decoded frame not yet handed out, when pendingValid
   FrameConverter converter;
 
   AVRational timeBase{1, 1};
@@ -72,13 +71,6 @@ struct VideoFile::Impl {
   int32_t requested = -1;  // the number Decode was last asked for, until Deliver
   int64_t seeks = 0;
 
-  ~Impl() {
-    av_frame_free(&frame);
-    av_packet_free(&pkt);
-    avcodec_free_context(&dec);
-    avformat_close_input(&fmt);
-  }
-
   int32_t IndexOf(const AVFrame* f) const {
     const int64_t ts = f->best_effort_timestamp;
     if (ts == AV_NOPTS_VALUE || firstPts == AV_NOPTS_VALUE) return lastIndex + 1;
@@ -95,21 +87,21 @@ struct VideoFile::Impl {
   // The next frame out of the decoder, reading packets as needed; false at the end of the stream.
   bool DecodeNext() {
     for (;;) {
-      const int received = avcodec_receive_frame(dec, frame);
+      const int received = avcodec_receive_frame(dec.get(), frame.get());
       if (received == 0) return true;
       if (received == AVERROR_EOF) return false;
       if (demuxEnded) return false;  // drained, or damaged data while draining
-      const int read = av_read_frame(fmt, pkt);
+      const int read = av_read_frame(fmt.get(), pkt.get());
       if (read < 0) {  // end of file, or a file that cannot be read any further
         demuxEnded = true;
-        avcodec_send_packet(dec, nullptr);
+        avcodec_send_packet(dec.get(), nullptr);
         continue;
       }
       if (pkt->stream_index == streamIndex) {
-        const int sent = avcodec_send_packet(dec, pkt);
+        const int sent = avcodec_send_packet(dec.get(), pkt.get());
         (void)sent;  // a damaged packet is skipped; the frames around it still decode
       }
-      av_packet_unref(pkt);
+      av_packet_unref(pkt.get());
     }
   }
 
@@ -120,7 +112,7 @@ struct VideoFile::Impl {
         if (!frame->key_frame || (frame->flags & AV_FRAME_FLAG_CORRUPT)) continue;
         needKey = false;
       }
-      pendingIndex = IndexOf(frame);
+      pendingIndex = IndexOf(frame.get());
       lastIndex = pendingIndex;
       pendingValid = true;
       return true;
@@ -130,7 +122,7 @@ struct VideoFile::Impl {
   }
 
   void Restart() {
-    avcodec_flush_buffers(dec);
+    avcodec_flush_buffers(dec.get());
     demuxEnded = false;
     pendingValid = false;
     needKey = true;
@@ -149,10 +141,11 @@ struct VideoFile::Impl {
     const int64_t early = ts - std::max<int64_t>(1, av_rescale_q(1, AVRational{1, 1}, timeBase));
     constexpr int64_t kMin = std::numeric_limits<int64_t>::min();
     constexpr int64_t kMax = std::numeric_limits<int64_t>::max();
-    const bool sought = av_seek_frame(fmt, streamIndex, early, AVSEEK_FLAG_BACKWARD) >= 0 ||
-                        avformat_seek_file(fmt, streamIndex, kMin, ts, ts, 0) >= 0 ||
-                        avformat_seek_file(fmt, streamIndex, kMin, ts, kMax, 0) >= 0 ||
-                        av_seek_frame(fmt, -1, 0, AVSEEK_FLAG_BYTE) >= 0;
+    AVFormatContext* input = fmt.get();
+    const bool sought = av_seek_frame(input, streamIndex, early, AVSEEK_FLAG_BACKWARD) >= 0 ||
+                        avformat_seek_file(input, streamIndex, kMin, ts, ts, 0) >= 0 ||
+                        avformat_seek_file(input, streamIndex, kMin, ts, kMax, 0) >= 0 ||
+                        av_seek_frame(input, -1, 0, AVSEEK_FLAG_BYTE) >= 0;
     if (sought) Restart();
     return sought;
   }
@@ -172,7 +165,7 @@ struct VideoFile::Impl {
       const bool fromStart = attempt > kMaxSeekRetries || target - back <= firstPts;
       if (fromStart) {
         if (!SeekToStart()) return false;
-      } else if (av_seek_frame(fmt, streamIndex, target - back, AVSEEK_FLAG_BACKWARD) >= 0) {
+      } else if (av_seek_frame(fmt.get(), streamIndex, target - back, AVSEEK_FLAG_BACKWARD) >= 0) {
         Restart();
       } else {
         back = back == 0 ? oneSecond : back * 4;
@@ -208,9 +201,9 @@ struct VideoFile::Impl {
   // found by seeking to its last key frame in a second look at the file, or, where the file
   // cannot seek, by counting its packets. The container's duration is the last resort.
   int32_t MeasureLength() const {
-    AVFormatContext* probe = nullptr;
+    InputFormatPtr probe;
     int64_t frames = -1;
-    if (avformat_open_input(&probe, target.c_str(), nullptr, nullptr) >= 0 &&
+    if (OpenInput(probe, target.c_str()) >= 0 &&
         streamIndex < static_cast<int>(probe->nb_streams)) {
       for (unsigned i = 0; i < probe->nb_streams; ++i) {
         if (static_cast<int>(i) != streamIndex) probe->streams[i]->discard = AVDISCARD_ALL;
@@ -218,13 +211,13 @@ struct VideoFile::Impl {
       const AVRational probeBase = probe->streams[streamIndex]->time_base;
       const bool nearEnd =
           firstPts != AV_NOPTS_VALUE &&
-          av_seek_frame(probe, streamIndex, std::numeric_limits<int64_t>::max() / 2,
+          av_seek_frame(probe.get(), streamIndex, std::numeric_limits<int64_t>::max() / 2,
                         AVSEEK_FLAG_BACKWARD) >= 0;
-      AVPacket* packet = av_packet_alloc();
+      const PacketPtr packet(av_packet_alloc());
       int64_t count = 0;
       int64_t end = AV_NOPTS_VALUE;
       const int64_t period = std::max<int64_t>(1, av_rescale_q(1, av_inv_q(rate), probeBase));
-      while (packet != nullptr && av_read_frame(probe, packet) >= 0) {
+      while (packet != nullptr && av_read_frame(probe.get(), packet.get()) >= 0) {
         if (packet->stream_index == streamIndex) {
           ++count;
           const int64_t ts = packet->pts != AV_NOPTS_VALUE ? packet->pts : packet->dts;
@@ -233,9 +226,8 @@ struct VideoFile::Impl {
             if (end == AV_NOPTS_VALUE || packetEnd > end) end = packetEnd;
           }
         }
-        av_packet_unref(packet);
+        av_packet_unref(packet.get());
       }
-      av_packet_free(&packet);
       if (nearEnd && end != AV_NOPTS_VALUE) {
         frames = av_rescale_q_rnd(av_rescale_q(end, probeBase, timeBase) - firstPts, timeBase,
                                   av_inv_q(rate), static_cast<AVRounding>(AV_ROUND_NEAR_INF));
@@ -243,7 +235,6 @@ struct VideoFile::Impl {
         frames = count;
       }
     }
-    avformat_close_input(&probe);
     if (frames <= 0 && fmt->duration != AV_NOPTS_VALUE && fmt->duration > 0) {
       frames = av_rescale_q_rnd(fmt->duration, AVRational{1, AV_TIME_BASE}, av_inv_q(rate),
                                 static_cast<AVRounding>(AV_ROUND_NEAR_INF));
@@ -299,12 +290,12 @@ VideoFile::OpenStatus VideoFile::Open(const std::string& path) {
     target = *named;
   }
 
-  int r = avformat_open_input(&impl->fmt, target.c_str(), nullptr, nullptr);
+  int r = OpenInput(impl->fmt, target.c_str());
   if (r < 0) {
     failure_ = AvErrorText(r);
     return OpenStatus::kNotOpened;
   }
-  r = avformat_find_stream_info(impl->fmt, nullptr);
+  r = avformat_find_stream_info(impl->fmt.get(), nullptr);
   if (r < 0) {
     failure_ = AvErrorText(r);
     return OpenStatus::kNotOpened;
@@ -355,7 +346,7 @@ VideoFile::OpenStatus VideoFile::Open(const std::string& path) {
   impl->height = st->codecpar->height;
   impl_ = std::move(impl);  // the stream's facts stay readable even when it cannot be decoded
   if (!OpenDecoder()) {
-    avcodec_free_context(&impl_->dec);
+    impl_->dec.reset();
     return OpenStatus::kNoDecoder;
   }
   impl_->decodable = true;
@@ -373,18 +364,18 @@ bool VideoFile::OpenDecoder() {
     failure_ = "The video's pictures are too large.";
     return false;
   }
-  impl.dec = avcodec_alloc_context3(codec);
-  impl.pkt = av_packet_alloc();
-  impl.frame = av_frame_alloc();
+  impl.dec.reset(avcodec_alloc_context3(codec));
+  impl.pkt.reset(av_packet_alloc());
+  impl.frame.reset(av_frame_alloc());
   if (impl.dec == nullptr || impl.pkt == nullptr || impl.frame == nullptr) {
     failure_ = AvErrorText(AVERROR(ENOMEM));
     return false;
   }
-  avcodec_parameters_to_context(impl.dec, impl.st->codecpar);
+  avcodec_parameters_to_context(impl.dec.get(), impl.st->codecpar);
   impl.dec->pkt_timebase = impl.timeBase;
   impl.dec->thread_count = 0;  // as many as the machine has
   impl.dec->flags &= ~AV_CODEC_FLAG_OUTPUT_CORRUPT;
-  const int r = avcodec_open2(impl.dec, codec, nullptr);
+  const int r = avcodec_open2(impl.dec.get(), codec, nullptr);
   if (r < 0) {
     failure_ = AvErrorText(r);
     return false;

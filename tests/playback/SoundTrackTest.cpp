@@ -15,6 +15,7 @@
 #include <tuple>
 
 #include "PlaybackTestSupport.h"
+#include "base/FileGuard.h"
 #include "base/HighResTimer.h"
 #include "playback/SessionState.h"
 #include "playback/SoundTrack.h"
@@ -76,9 +77,8 @@ class Sound : public ::testing::Test {
     if (name == "sine.wav")
       MakeClip("-f lavfi -i sine=sample_rate=44100:duration=2 -ac 2 -c:a pcm_s16le", path);
     if (name == "junk.mkv") {
-      std::FILE* junk = std::fopen(path.c_str(), "wb");
-      for (int i = 0; i < 4096; ++i) std::fputc((i * 7919) & 0xFF, junk);
-      std::fclose(junk);
+      const FileStreamPtr junk(std::fopen(path.c_str(), "wb"));
+      for (int i = 0; i < 4096; ++i) std::fputc((i * 7919) & 0xFF, junk.get());
     }
     return path;
   }

@@ -7,21 +7,16 @@
 #include <cstring>
 #include <vector>
 
+#include "base/FfmpegHandles.h"
 #include "image/Canvas.h"
 #include "video/FrameConverter.h"
 
 extern "C" {
-#include <libavutil/frame.h>
 #include <libavutil/pixdesc.h>
 }
 
 namespace qv {
 namespace {
-
-struct FrameDeleter {
-  void operator()(AVFrame* f) const { av_frame_free(&f); }
-};
-using FramePtr = std::unique_ptr<AVFrame, FrameDeleter>;
 
 // A frame whose every plane byte is a deterministic function of its position.
 FramePtr MakeFrame(AVPixelFormat format, int width, int height) {
