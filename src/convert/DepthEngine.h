@@ -1,0 +1,105 @@
+#pragma once
+// DepthEngine: the conversion's fast depth library. It does on whole video frames, with every core
+// and with vector registers, the jobs that the image processor's depth members do one pixel at a
+// time:
+//   CreateDepthMap      depth from block motion against the previous frame it is handed: the same
+//                       depth image and total difference as ImageProcessor::CreateDepthMap;
+//   CreateDepthMapFast  the same job against a reference frame of its own (the frame of its last
+//                       call), with a predictive search whose effort falls as the speed level
+//                       (1 ... 5) rises;
+//   SmoothDepth         ImageProcessor::SmoothDMAP, byte for byte;
+//   MatchDepthMap       ImageProcessor::MatchDepthMap, byte for byte, reading the colour edges
+//                       from the picture's own pixels;
+//   Make3D              the view that the class renderer makes from the same depth image (two
+//                       Dilates, then ImageProcessor::Make3D without perspective), the background
+//                       colours of hole filling kept as bytes (within a few thousandths of a level).
+//
+// Pictures are pixel memory as Picture lays it out: 24 bits a pixel (blue, green, red), memory
+// row 0 at the bottom, rows StrideFor(width) bytes apart. A depth map is memory laid out as
+// DepthMap: (width + 1) bytes a row, height + 1 rows, 255 nearest.
+//
+// Both trackers report the frame's signed mean horizontal motion in pixels a frame, the mean
+// over all blocks of the horizontal component of their vectors: content moving left (the camera
+// moving right) gives a positive motion, content moving right a negative one. They also write the
+// new depth image's levels into the depth map, so that depth keeps being carried from frame to
+// frame while nothing is rendered.
+//
+// What Make3D reads as depth: the blue bytes of the picture it renders into (the caller's
+// smoothed depth image). It stores those levels into the depth map before it renders, so that the
+// trackers carry the smoothed depth on, as the class renderer's CopyToDepthMap does.
+//
+// One engine belongs to one conversion (it keeps the fast tracker's reference frame and last
+// vectors). Calls come from one thread at a time; the engine spreads each call over its threads.
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "convert/BlockMetrics.h"
+
+namespace qv {
+
+class DepthEngine {
+ public:
+  DepthEngine();
+
+  // current: the current frame, which receives the depth image; previous: the previous frame.
+  void CreateDepthMap(uint8_t* current, const uint8_t* previous, double& totalDifference,
+                      int32_t action, uint8_t* depthMap, int32_t width, int32_t height,
+                      double& motion);
+  // previous is not read (it may be null): the reference is the frame of the engine's last call,
+  // or the current frame itself on the first call and after a change of size.
+  void CreateDepthMapFast(uint8_t* current, const uint8_t* previous, double& totalDifference,
+                          int32_t action, uint8_t* depthMap, int32_t width, int32_t height,
+                          double& motion, int32_t speedLevel);
+  // Forgets the fast tracker's reference frame and vectors (a new conversion starts).
+  void Reset();
+
+  void SmoothDepth(uint8_t* depthImage, int32_t width, int32_t height, int32_t blockSize);
+  void MatchDepthMap(uint8_t* depthImage, const uint8_t* picture, int32_t width, int32_t height);
+  // view: the depth image on entry, the rendered view on return; source: the picture.
+  void Make3D(uint8_t* view, const uint8_t* source, uint8_t* depthMap, int32_t width,
+              int32_t height, float shiftPerLevel, int32_t frameShift, int32_t xInterp);
+
+  // Threads a call may use; 0 (the default) uses every core.
+  void SetThreads(int32_t threads) { threads_ = threads; }
+  // The block metrics (PlainBlockMetrics for checking the fast ones).
+  void UseMetrics(const BlockMetrics& metrics) { metrics_ = &metrics; }
+
+ private:
+  struct Match {
+    int32_t x = 0;  // byte column of the best position
+    int32_t y = 0;  // row of the best position
+    int32_t difference = 0;
+  };
+  struct Vector {
+    int16_t dx = 0;  // pixels
+    int16_t dy = 0;  // rows
+  };
+
+  int32_t Threads() const;
+  // Fills the block rows with the levels of `matches` (one a block, byte columns outer) by
+  // `action`, clears the margins and copies the new levels into the depth map.
+  void WriteDepth(uint8_t* current, int32_t width, int32_t height, int32_t action,
+                  uint8_t* depthMap, const std::vector<Match>& matches);
+  Match FastSearch(const uint8_t* block, int32_t bx, int32_t by, int32_t width, int32_t height,
+                   const Vector* predictors, int32_t predictorCount, int32_t speedLevel) const;
+
+  const BlockMetrics* metrics_;
+  int32_t threads_ = 0;
+
+  // The fast tracker's frames: rows of 3W bytes and 32 more, so that every block position may be
+  // read 32 bytes at a time.
+  std::vector<uint8_t> reference_;
+  std::vector<uint8_t> incoming_;
+  int32_t referenceWidth_ = 0;
+  int32_t referenceHeight_ = 0;
+  std::vector<int64_t> referenceRows_;     // the reference's profiles (see DepthTracking.cpp)
+  std::vector<int64_t> referenceColumns_;
+  std::vector<Vector> vectors_;  // the last call's vectors, one a block, byte columns outer
+  Vector meanVector_;
+
+  std::vector<uint8_t> levels_;  // scratch for the depth writers and the renderer
+};
+
+}  // namespace qv
