@@ -18,9 +18,10 @@
 // row 0 at the bottom, rows StrideFor(width) bytes apart. A depth map is memory laid out as
 // DepthMap: (width + 1) bytes a row, height + 1 rows, 255 nearest.
 //
-// Both trackers report the frame's signed mean horizontal motion in pixels a frame, the mean
-// over all blocks of the horizontal component of their vectors: content moving left (the camera
-// moving right) gives a positive motion, content moving right a negative one. They also write the
+// Both trackers report the frame's signed mean horizontal motion in pixels a frame: the mean of
+// the horizontal components of the vectors of the blocks that found their match (of all blocks
+// when none did). Content moving left (the camera moving right) gives a positive motion, content
+// moving right a negative one. They also write the
 // new depth image's levels into the depth map, so that depth keeps being carried from frame to
 // frame while nothing is rendered.
 //
@@ -47,13 +48,14 @@ class DepthEngine {
   void CreateDepthMap(uint8_t* current, const uint8_t* previous, double& totalDifference,
                       int32_t action, uint8_t* depthMap, int32_t width, int32_t height,
                       double& motion);
-  // previous is not read (it may be null): the reference is the frame of the engine's last call,
-  // or the current frame itself on the first call and after a change of size.
+  // previous is not read (it may be null): the reference is the frame of the engine's last call
+  // (or of Reset), or the current frame itself when there is none of this size.
   void CreateDepthMapFast(uint8_t* current, const uint8_t* previous, double& totalDifference,
                           int32_t action, uint8_t* depthMap, int32_t width, int32_t height,
                           double& motion, int32_t speedLevel);
-  // Forgets the fast tracker's reference frame and vectors (a new conversion starts).
-  void Reset();
+  // Forgets the fast tracker's vectors (a new conversion starts) and takes `frame`, when given,
+  // as its reference.
+  void Reset(const uint8_t* frame = nullptr, int32_t width = 0, int32_t height = 0);
 
   void SmoothDepth(uint8_t* depthImage, int32_t width, int32_t height, int32_t blockSize);
   void MatchDepthMap(uint8_t* depthImage, const uint8_t* picture, int32_t width, int32_t height);
@@ -78,6 +80,10 @@ class DepthEngine {
   };
 
   int32_t Threads() const;
+  // Copies the frame into incoming_ (rows of PaddedStride) and measures its row and column
+  // profiles.
+  void TakeFrame(const uint8_t* frame, int32_t width, int32_t height, std::vector<int64_t>& rowSums,
+                 std::vector<int64_t>& columnSums);
   // Fills the block rows with the levels of `matches` (one a block, byte columns outer) by
   // `action`, clears the margins and copies the new levels into the depth map.
   void WriteDepth(uint8_t* current, int32_t width, int32_t height, int32_t action,

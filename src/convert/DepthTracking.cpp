@@ -37,13 +37,41 @@ constexpr std::array<std::array<int32_t, 2>, 4> kSmallDiamond = {{{-1, 0}, {1, 0
 
 // Search effort of the fast tracker by speed level: rows compared (every one or every other),
 // steps of the one-pixel diamond, and whether two-pixel diamond rounds come first.
+// A block that no starting guess fits (a mean difference above kPoorFit a byte) may have started
+// moving fast: a coarse cross of far offsets is tried first where the level allows.
 struct Effort {
   int32_t rowStep;
   int32_t refineSteps;
   bool largeRounds;
+  bool coarseCross;
 };
-constexpr std::array<Effort, 5> kEffort = {
-    {{1, 16, true}, {1, 8, false}, {2, 8, false}, {2, 4, false}, {2, 2, false}}};
+constexpr std::array<Effort, 5> kEffort = {{{1, 16, true, true},
+                                            {1, 8, false, true},
+                                            {2, 8, false, true},
+                                            {2, 4, false, false},
+                                            {2, 2, false, false}}};
+constexpr int32_t kPoorFit = 6;
+
+// The frame's motion counts the blocks that found their match (a mean difference of at most
+// kTracked a byte); blocks whose content has just come into view know nothing of it. When no
+// block is tracked, every block counts.
+constexpr int32_t kTracked = 10;
+
+struct MotionSum {
+  int64_t tracked = 0, trackedCount = 0, all = 0, allCount = 0;
+  void Add(int32_t dx, int32_t difference) {
+    all += dx;
+    ++allCount;
+    if (difference <= kTracked * kBlockBytes * kBlockRows) {
+      tracked += dx;
+      ++trackedCount;
+    }
+  }
+  double Mean() const {
+    if (trackedCount > 0) return static_cast<double>(tracked) / static_cast<double>(trackedCount);
+    return allCount > 0 ? static_cast<double>(all) / static_cast<double>(allCount) : 0.0;
+  }
+};
 
 // The shift s (|s| <= maxShift) for which current[i] best matches reference[i + s]: the mean
 // absolute difference of two profiles (sums of a frame's columns or rows) over their overlap.
@@ -82,13 +110,40 @@ int32_t DepthEngine::Threads() const {
 #endif
 }
 
-void DepthEngine::Reset() {
-  reference_.clear();
-  referenceRows_.clear();
-  referenceColumns_.clear();
+void DepthEngine::Reset(const uint8_t* frame, int32_t width, int32_t height) {
   referenceWidth_ = referenceHeight_ = 0;
   vectors_.clear();
   meanVector_ = {};
+  if (frame == nullptr || width <= 0 || height <= 0) return;
+  TakeFrame(frame, width, height, referenceRows_, referenceColumns_);
+  reference_.swap(incoming_);
+  referenceWidth_ = width;
+  referenceHeight_ = height;
+  vectors_.assign(static_cast<size_t>(width / 10) * (height / 10), Vector{});
+}
+
+void DepthEngine::TakeFrame(const uint8_t* frame, int32_t width, int32_t height,
+                            std::vector<int64_t>& rowSums, std::vector<int64_t>& columnSums) {
+  const int32_t W = width;
+  const int32_t H = height;
+  const ptrdiff_t stride = StrideFor(W);
+  const ptrdiff_t padded = PaddedStride(W);
+  if (incoming_.size() != static_cast<size_t>(padded * H)) incoming_.assign(static_cast<size_t>(padded * H), 0);
+  // Row sums over every fourth pixel, column sums over every fourth row.
+  rowSums.assign(static_cast<size_t>(H), 0);
+  columnSums.assign(static_cast<size_t>(W), 0);
+#pragma omp parallel for num_threads(Threads()) schedule(static)
+  for (int32_t y = 0; y < H; ++y) {
+    const uint8_t* row = frame + y * stride;
+    std::memcpy(incoming_.data() + y * padded, row, static_cast<size_t>(3) * W);
+    int64_t sum = 0;
+    for (int32_t x = 0; x < W; x += 4) sum += row[3 * x] + row[3 * x + 1] + row[3 * x + 2];
+    rowSums[static_cast<size_t>(y)] = sum;
+  }
+  for (int32_t y = 0; y < H; y += 4) {
+    const uint8_t* row = frame + y * stride;
+    for (int32_t x = 0; x < W; ++x) columnSums[static_cast<size_t>(x)] += row[3 * x] + row[3 * x + 1] + row[3 * x + 2];
+  }
 }
 
 void DepthEngine::CreateDepthMap(uint8_t* current, const uint8_t* previous, double& totalDifference,
@@ -176,12 +231,13 @@ void DepthEngine::CreateDepthMap(uint8_t* current, const uint8_t* previous, doub
     matches[static_cast<size_t>(n)] = Match{bestX, bestY, best};
   }
 
-  int64_t shift = 0;
+  MotionSum shift;
   for (int32_t n = 0; n < count; ++n) {
-    totalDifference += matches[static_cast<size_t>(n)].difference;
-    shift += matches[static_cast<size_t>(n)].x - (n / rows) * kBlockBytes;
+    const Match& match = matches[static_cast<size_t>(n)];
+    totalDifference += match.difference;
+    shift.Add(match.x - (n / rows) * kBlockBytes, match.difference);
   }
-  if (count > 0) motion = static_cast<double>(shift) / 3.0 / count;
+  motion = shift.Mean() / 3.0;
   WriteDepth(current, W, H, action, depthMap, matches);
 }
 
@@ -241,6 +297,11 @@ DepthEngine::Match DepthEngine::FastSearch(const uint8_t* block, int32_t bx, int
   };
   static constexpr std::array<std::array<int32_t, 2>, 8> kRing = {
       {{-2, 0}, {2, 0}, {-1, 1}, {1, 1}, {0, 2}, {-1, -1}, {1, -1}, {0, -2}}};
+  static constexpr std::array<std::array<int32_t, 2>, 12> kCross = {
+      {{-4, 0}, {4, 0}, {-8, 0}, {8, 0}, {-16, 0}, {16, 0}, {-32, 0}, {32, 0},
+       {0, -4}, {0, 4}, {0, -8}, {0, 8}}};
+  const int32_t rowsCompared = (kBlockRows + effort.rowStep - 1) / effort.rowStep;
+  if (effort.coarseCross && best > kPoorFit * kBlockBytes * rowsCompared) around(kCross);
   if (effort.largeRounds) {
     for (int32_t round = 0; round < 16 && around(kRing); ++round) {
     }
@@ -261,26 +322,11 @@ void DepthEngine::CreateDepthMapFast(uint8_t* current, const uint8_t* /*previous
   const int32_t W = width;
   const int32_t H = height;
   speedLevel = Clamp(speedLevel, 1, 5);
-  const ptrdiff_t stride = StrideFor(W);
   const ptrdiff_t padded = PaddedStride(W);
   const int32_t threads = Threads();
 
-  if (incoming_.size() != static_cast<size_t>(padded * H)) incoming_.assign(static_cast<size_t>(padded * H), 0);
-  // The frame, and its profiles: row sums over every fourth pixel, column sums over every fourth
-  // row.
-  std::vector<int64_t> rowSums(static_cast<size_t>(H)), columnSums(static_cast<size_t>(W));
-#pragma omp parallel for num_threads(threads) schedule(static)
-  for (int32_t y = 0; y < H; ++y) {
-    const uint8_t* row = current + y * stride;
-    std::memcpy(incoming_.data() + y * padded, row, static_cast<size_t>(3) * W);
-    int64_t sum = 0;
-    for (int32_t x = 0; x < W; x += 4) sum += row[3 * x] + row[3 * x + 1] + row[3 * x + 2];
-    rowSums[static_cast<size_t>(y)] = sum;
-  }
-  for (int32_t y = 0; y < H; y += 4) {
-    const uint8_t* row = current + y * stride;
-    for (int32_t x = 0; x < W; ++x) columnSums[static_cast<size_t>(x)] += row[3 * x] + row[3 * x + 1] + row[3 * x + 2];
-  }
+  std::vector<int64_t> rowSums, columnSums;
+  TakeFrame(current, W, H, rowSums, columnSums);
   const int32_t columns = W / 10;
   const int32_t rows = H / 10;
   const size_t count = static_cast<size_t>(std::max(columns, 0)) * std::max(rows, 0);
@@ -320,17 +366,14 @@ void DepthEngine::CreateDepthMapFast(uint8_t* current, const uint8_t* /*previous
     }
   }
 
-  int64_t shiftX = 0, shiftY = 0;
+  MotionSum shiftX, shiftY;
   for (size_t n = 0; n < count; ++n) {
     totalDifference += matches[n].difference;
-    shiftX += found[n].dx;
-    shiftY += found[n].dy;
+    shiftX.Add(found[n].dx, matches[n].difference);
+    shiftY.Add(found[n].dy, matches[n].difference);
   }
-  if (count > 0) {
-    motion = static_cast<double>(shiftX) / static_cast<double>(count);
-    meanVector_ = Vector{static_cast<int16_t>(RoundHalfEven(motion)),
-                         static_cast<int16_t>(RoundHalfEven(static_cast<double>(shiftY) / count))};
-  }
+  motion = shiftX.Mean();
+  meanVector_ = Vector{static_cast<int16_t>(RoundHalfEven(motion)), static_cast<int16_t>(RoundHalfEven(shiftY.Mean()))};
   vectors_ = std::move(found);
   reference_.swap(incoming_);
   WriteDepth(current, W, H, action, depthMap, matches);
