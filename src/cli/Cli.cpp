@@ -9,7 +9,9 @@
 
 #include "cli/Commands.h"
 #include "cli/DemoClip.h"
-#include "playback/Modes.h"
+#include "playback/GlassesTypes.h"
+#include "playback/OutputMethods.h"
+#include "stereo/InputFormats.h"
 #include "shell/Player.h"
 
 #ifndef QUORVEX_VERSION
@@ -33,20 +35,22 @@ void PrintHelp(std::ostream& out) {
          "  quorvex demo [OUT]                 write the demo clip\n"
          "  quorvex --help | --version\n\n"
          "Options of render and convert:\n"
-         "  --format auto|NAME|1..7    stereo layout of the input (default auto):\n";
+         "  --format auto|NAME|1.."
+      << std::size(kInputFormats) << "    stereo layout of the input (default auto):\n";
   for (const InputFormatInfo& f : kInputFormats) {
-    out << "      " << f.number << "  " << f.name << std::string(18 - f.name.size(), ' ')
+    out << "      " << NumberOf(f.format) << "  " << f.name << std::string(18 - f.name.size(), ' ')
         << f.description << "\n";
   }
-  out << "  --method NAME|1..8         output method:\n";
+  out << "  --method NAME|1.." << std::size(kOutputMethods) << "         output method:\n";
   for (const OutputMethodInfo& m : kOutputMethods) {
-    out << "      " << m.number << "  " << m.name << std::string(22 - m.name.size(), ' ')
+    out << "      " << NumberOf(m.method) << "  " << m.name << std::string(22 - m.name.size(), ' ')
         << m.description << "\n";
   }
-  out << "  --glasses 1..7 [--fullscreen]\n"
+  out << "  --glasses NAME|1.." << std::size(kGlassesTypes) << " [--fullscreen]\n"
          "                             choose the method as Play and Full do:\n";
   for (const GlassesTypeInfo& g : kGlassesTypes) {
-    out << "      " << g.number << "  " << g.caption << "\n";
+    out << "      " << NumberOf(g.type) << "  " << g.name << std::string(22 - g.name.size(), ' ')
+        << g.caption << "\n";
   }
   out << "  --screen WxH               full-screen size (default: the stored setting)\n"
          "  --vert-offset K            sync-doubled gap divisor (default: the stored setting)\n"
