@@ -11,8 +11,10 @@
 //   MatchDepthMap       ImageProcessor::MatchDepthMap, byte for byte, reading the colour edges
 //                       from the picture's own pixels;
 //   Make3D              the view that the class renderer makes from the same depth image (two
-//                       Dilates, then ImageProcessor::Make3D without perspective), the background
-//                       colours of hole filling kept as bytes (within a few thousandths of a level).
+//                       Dilates, then ImageProcessor::Make3D without perspective). The forward
+//                       mapping is the class's to the bit; colours are divided out in single
+//                       precision and the background is kept as the colours and distances it
+//                       comes to, so a level may differ by one here and there.
 //
 // Pictures are pixel memory as Picture lays it out: 24 bits a pixel (blue, green, red), memory
 // row 0 at the bottom, rows StrideFor(width) bytes apart. A depth map is memory laid out as
@@ -105,7 +107,12 @@ class DepthEngine {
   std::vector<Vector> vectors_;  // the last call's vectors, one a block, byte columns outer
   Vector meanVector_;
 
-  std::vector<uint8_t> levels_;  // scratch for the depth writers and the renderer
+  // Planes of the clean-up and the renderer, kept from call to call (see DepthRendering.cpp).
+  std::vector<uint8_t> levels_;
+  std::vector<uint8_t> landed_;
+  std::vector<uint8_t> resolved_;
+  std::vector<uint8_t> background_;
+  std::vector<uint16_t> distance_;
 };
 
 }  // namespace qv

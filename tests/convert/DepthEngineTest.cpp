@@ -134,10 +134,13 @@ TEST_F(DepthEngineTest, CleanUpAndAlignmentAreTheImageProcessorsByteForByte) {
 }
 
 TEST_F(DepthEngineTest, RendererStaysWithin40DecibelsOfTheClassRenderer) {
-  for (int32_t xInterp : {1, 0, 5}) {
+  // Flat patches, and a ramp with noise (targets crowd together, share pixels and leave gaps).
+  std::mt19937 random(8);
+  const auto ramp = MakePicture(160, 90, [&](int x, int y) { return Grey(uint8_t(x * 3 / 2 + y / 3 + random() % 9)); });
+  for (auto [xInterp, depthImage] : {std::pair{1, Patches(160, 90, 4)}, std::pair{0, Patches(160, 90, 4)},
+                                     std::pair{5, Patches(160, 90, 4)}, std::pair{1, ramp}, std::pair{0, ramp}}) {
     const int W = 160, H = 90;
     const auto source = Scene(W, H, 0, 11);
-    const auto depthImage = Patches(W, H, 4);
     const float shiftPerLevel = 30.0f / 255.0f * (W / 640.0f) * 4;
     const int16_t frameShift = 21;
 
