@@ -87,6 +87,7 @@ void ConversionDriver::ConvertFrame(std::array<PictureRef, 2>& views, PictureRef
 
   timing_.PerfTimer.StopTimer();
   const double seconds = timing_.PerfTimer.Elapsed() / timing_.PerfFrequency;
+  engine_.ReportFrameTime(seconds);
   convertFrameTime_ = static_cast<float>((seconds + convertFrameTime_ * 29.0) / 30.0);
   if (state_.ShiftState == 2) {
     state_.FrameTimeAverage = static_cast<float>((seconds + state_.FrameTimeAverage * 29.0) / 30.0);

@@ -65,8 +65,11 @@ class DepthEngine {
   void Make3D(uint8_t* view, const uint8_t* source, uint8_t* depthMap, int32_t width,
               int32_t height, float shiftPerLevel, int32_t frameShift, int32_t xInterp);
 
-  // Threads a call may use; 0 (the default) uses every core.
+  // Threads a call may use. 0 (the default) lets the engine choose between every core and one
+  // from the frame times that its user reports: cores busy with other work (a decoder, another
+  // program) can make one thread faster than several that wait for each other.
   void SetThreads(int32_t threads) { threads_ = threads; }
+  void ReportFrameTime(double seconds);
   // The block metrics (PlainBlockMetrics for checking the fast ones).
   void UseMetrics(const BlockMetrics& metrics) { metrics_ = &metrics; }
 
@@ -95,6 +98,11 @@ class DepthEngine {
 
   const BlockMetrics* metrics_;
   int32_t threads_ = 0;
+  // The choice of threads: a cycle of kTrialFrames frames on every core, as many on one, and then
+  // the faster of the two for the rest of the cycle.
+  int32_t cycleFrame_ = 0;
+  double trialSeconds_[2] = {0.0, 0.0};
+  bool oneIsFaster_ = false;
 
   // The fast tracker's frames: rows of 3W bytes and 32 more, so that every block position may be
   // read 32 bytes at a time.

@@ -21,6 +21,10 @@ namespace {
 
 constexpr double kTiny = 1e-7;
 
+// Integer division rounding down and up, for either sign (b > 0).
+inline int32_t FloorDivide(int32_t a, int32_t b) { return a >= 0 ? a / b : -((-a + b - 1) / b); }
+inline int32_t CeilDivide(int32_t a, int32_t b) { return -FloorDivide(-a, b); }
+
 inline uint8_t Median3(uint8_t a, uint8_t b, uint8_t c) {
   return std::max(std::min(a, b), std::min(std::max(a, b), c));
 }
@@ -28,7 +32,7 @@ inline uint8_t Median3(uint8_t a, uint8_t b, uint8_t c) {
 // The blue bytes of a picture as a plane of W x H bytes.
 void BluePlane(const uint8_t* pixels, int32_t W, int32_t H, uint8_t* plane, int32_t threads) {
   const ptrdiff_t stride = StrideFor(W);
-#pragma omp parallel for num_threads(threads) schedule(static)
+#pragma omp parallel for num_threads(threads) schedule(dynamic, 16)
   for (int32_t y = 0; y < H; ++y) {
     const uint8_t* row = pixels + y * stride;
     uint8_t* out = plane + static_cast<ptrdiff_t>(y) * W;
@@ -39,7 +43,7 @@ void BluePlane(const uint8_t* pixels, int32_t W, int32_t H, uint8_t* plane, int3
 // One Dilate of the blue channel: rows 1 ... H - 2, pixels 1 ... W - 2 take the largest of their
 // 3 x 3 neighbourhood; the outer ring keeps its levels.
 void DilatePlane(const uint8_t* in, uint8_t* out, int32_t W, int32_t H, int32_t threads) {
-#pragma omp parallel for num_threads(threads) schedule(static)
+#pragma omp parallel for num_threads(threads) schedule(dynamic, 16)
   for (int32_t y = 0; y < H; ++y) {
     const uint8_t* row = in + static_cast<ptrdiff_t>(y) * W;
     uint8_t* o = out + static_cast<ptrdiff_t>(y) * W;
@@ -93,7 +97,7 @@ void DepthEngine::SmoothDepth(uint8_t* depthImage, int32_t width, int32_t height
     const int32_t reach = std::abs(h);
     const int32_t inner0 = std::min(reach, W);
     const int32_t inner1 = std::max(W - reach, inner0);
-#pragma omp parallel for num_threads(threads) schedule(static)
+#pragma omp parallel for num_threads(threads) schedule(dynamic, 16)
     for (int32_t y = 0; y < H; ++y) {
       const uint8_t* here = plane + static_cast<ptrdiff_t>(y) * W;
       const uint8_t* across = plane + static_cast<ptrdiff_t>(partnerY[static_cast<size_t>(y)]) * W;
@@ -113,7 +117,7 @@ void DepthEngine::SmoothDepth(uint8_t* depthImage, int32_t width, int32_t height
   } while (s > 1);
 
   const ptrdiff_t stride = StrideFor(W);
-#pragma omp parallel for num_threads(threads) schedule(static)
+#pragma omp parallel for num_threads(threads) schedule(dynamic, 16)
   for (int32_t y = 0; y < H; ++y) {
     uint8_t* row = depthImage + y * stride;
     const uint8_t* in = plane + static_cast<ptrdiff_t>(y) * W;
@@ -200,7 +204,7 @@ void DepthEngine::Make3D(uint8_t* view, const uint8_t* source, uint8_t* depthMap
   uint8_t* dilated = depth + area;
   BluePlane(view, W, H, depth, threads);
   if (depthMap != nullptr) {
-#pragma omp parallel for num_threads(threads) schedule(static)
+#pragma omp parallel for num_threads(threads) schedule(dynamic, 16)
     for (int32_t y = 0; y < H; ++y) std::memcpy(depthMap + y * mapStride, depth + static_cast<ptrdiff_t>(y) * W, static_cast<size_t>(W));
   }
   DilatePlane(depth, dilated, W, H, threads);
@@ -285,7 +289,7 @@ void DepthEngine::Make3D(uint8_t* view, const uint8_t* source, uint8_t* depthMap
     std::vector<uint8_t> frontWeight(static_cast<size_t>(W) + 1);  // thirds
     std::vector<uint8_t> mixed(static_cast<size_t>(W) + 1);
     std::vector<uint8_t> taken(static_cast<size_t>(W) + 1);  // the background is set here
-#pragma omp for schedule(static)
+#pragma omp for schedule(dynamic, 16)
     for (int32_t y = 0; y < H; ++y) {
       const size_t base = static_cast<size_t>(y) * W;
       std::fill(frontWeight.begin(), frontWeight.end(), uint8_t{0});
@@ -362,7 +366,25 @@ void DepthEngine::Make3D(uint8_t* view, const uint8_t* source, uint8_t* depthMap
             for (size_t i = 0; i < count; ++i) frontColour[3 * (xi0 + i) + 2] |= 1;
             std::memset(&frontWeight[xi0], static_cast<int>(3 - right), count);
             std::memset(&mixed[xi0], 0, count);
-            for (size_t i = 0; i < count; ++i) putBackground(xi0 + i, right, a + 3 * i, d);
+            // Where the run's targets are all free, the background is the run's colours one to a
+            // target: each pixel takes its own target, or with a share right every other pixel
+            // takes two (its own colour and the next pixel's).
+            const size_t span = count + 1;
+            if (std::memchr(&taken[xi0], 1, span) == nullptr) {
+              const size_t filled = right == 0 || count % 2 == 0 ? count : count + 1;
+              std::memset(&taken[xi0], 1, filled);
+              uint16_t* far = distance + base + xi0;
+              for (size_t i = 0; i < filled; ++i) {
+                far[i] = static_cast<uint16_t>(((right == 0 ? 1 : (i % 2 == 0 ? 1 + right : 3 + right)) << 8) | d);
+              }
+              if (xInterp != 0) {
+                uint8_t* back = background + 3 * (base + xi0);
+                std::memcpy(back, a, 3 * filled);
+                for (size_t i = 0; i < filled; ++i) back[3 * i + 2] |= 1;
+              }
+            } else {
+              for (size_t i = 0; i < count; ++i) putBackground(xi0 + i, right, a + 3 * i, d);
+            }
             if (xInterp == 0 || right != 0) {
               const uint8_t* b = a + 3 * count;
               const uint8_t odd = xInterp != 0 ? 1 : 0;
@@ -452,18 +474,23 @@ void DepthEngine::Make3D(uint8_t* view, const uint8_t* source, uint8_t* depthMap
           // Offsets from -r on in steps of `step` up to the first beyond the reach; only those
           // inside the inner rectangle (1 ... W - 2, 1 ... H - 2) can count.
           const int32_t count = (2 * reach) / step + 1;
+          // The offset k (0 ... count - 1) is -reach + step (k + 1); the first and last k that put
+          // position p + offset inside 1 ... limit.
+          auto firstInside = [&](int32_t p) { return std::max(0, CeilDivide(1 - p + reach, step) - 1); };
+          auto lastInside = [&](int32_t p, int32_t limit) {
+            return std::min(count - 1, FloorDivide(limit - p + reach, step) - 1);
+          };
+          const int32_t a0 = firstInside(x), a1 = lastInside(x, W - 2);
+          const int32_t b0 = firstInside(y), b1 = lastInside(y, H - 2);
           float sum[3] = {0.0f, 0.0f, 0.0f};
           float weight = 0.0f;
-          for (int32_t ib = 0; ib < count; ++ib) {
+          for (int32_t ib = b0; ib <= b1; ++ib) {
             const int32_t b = -reach + step * (ib + 1);
-            const int32_t sy = y + b;
-            if (sy < 1 || sy >= H - 1) continue;
-            const size_t row = static_cast<size_t>(sy) * W;
-            for (int32_t ia = 0; ia < count; ++ia) {
+            const size_t row = static_cast<size_t>(y + b) * W;
+            for (int32_t ia = a0; ia <= a1; ++ia) {
               const int32_t a = -reach + step * (ia + 1);
-              const int32_t sx = x + a;
-              if (sx < 1 || sx >= W - 1 || !landed[row + static_cast<size_t>(sx)]) continue;
-              const size_t at = row + static_cast<size_t>(sx);
+              const size_t at = row + static_cast<size_t>(x + a);
+              if (!landed[at]) continue;
               const float squared = squaredDistance[distance[at] >> 8][distance[at] & 0xFF];
               const float w = squared * inverseDistance(a * a + b * b);
               const uint8_t* colour = &background[3 * at];
@@ -481,7 +508,7 @@ void DepthEngine::Make3D(uint8_t* view, const uint8_t* source, uint8_t* depthMap
     }
 
     // Into the view, softened where the background distance jumps by more than 10.
-#pragma omp for schedule(static)
+#pragma omp for schedule(dynamic, 16)
     for (int32_t y = 0; y < H; ++y) {
       uint8_t* out = view + y * stride;
       const uint8_t* in = &resolved[3 * static_cast<size_t>(y) * W];

@@ -51,6 +51,8 @@ constexpr std::array<Effort, 5> kEffort = {{{1, 16, true, true},
                                             {2, 4, false, false},
                                             {2, 2, false, false}}};
 constexpr int32_t kPoorFit = 6;
+// A block that a starting guess fits this well (mean difference a byte) needs no wide search.
+constexpr int32_t kGoodFit = 3;
 
 // The frame's motion counts the blocks that found their match (a mean difference of at most
 // kTracked a byte); blocks whose content has just come into view know nothing of it. When no
@@ -102,12 +104,28 @@ int16_t ProfileShift(const std::vector<int64_t>& current, const std::vector<int6
 
 DepthEngine::DepthEngine() : metrics_(&FastBlockMetrics()) {}
 
+namespace {
+constexpr int32_t kTrialFrames = 8;
+constexpr int32_t kCycleFrames = 96;
+}  // namespace
+
 int32_t DepthEngine::Threads() const {
 #ifdef _OPENMP
-  return threads_ > 0 ? threads_ : omp_get_max_threads();
+  if (threads_ > 0) return threads_;
+  const bool one = cycleFrame_ < kTrialFrames ? false : cycleFrame_ < 2 * kTrialFrames ? true : oneIsFaster_;
+  return one ? 1 : omp_get_max_threads();
 #else
   return 1;
 #endif
+}
+
+void DepthEngine::ReportFrameTime(double seconds) {
+  if (cycleFrame_ < 2 * kTrialFrames) trialSeconds_[cycleFrame_ / kTrialFrames] += seconds;
+  if (++cycleFrame_ == 2 * kTrialFrames) oneIsFaster_ = trialSeconds_[1] < trialSeconds_[0];
+  if (cycleFrame_ == kCycleFrames) {
+    cycleFrame_ = 0;
+    trialSeconds_[0] = trialSeconds_[1] = 0.0;
+  }
 }
 
 void DepthEngine::Reset(const uint8_t* frame, int32_t width, int32_t height) {
@@ -132,7 +150,7 @@ void DepthEngine::TakeFrame(const uint8_t* frame, int32_t width, int32_t height,
   // Row sums over every fourth pixel, column sums over every fourth row.
   rowSums.assign(static_cast<size_t>(H), 0);
   columnSums.assign(static_cast<size_t>(W), 0);
-#pragma omp parallel for num_threads(Threads()) schedule(static)
+#pragma omp parallel for num_threads(Threads()) schedule(dynamic, 16)
   for (int32_t y = 0; y < H; ++y) {
     const uint8_t* row = frame + y * stride;
     std::memcpy(incoming_.data() + y * padded, row, static_cast<size_t>(3) * W);
@@ -302,7 +320,7 @@ DepthEngine::Match DepthEngine::FastSearch(const uint8_t* block, int32_t bx, int
        {0, -4}, {0, 4}, {0, -8}, {0, 8}}};
   const int32_t rowsCompared = (kBlockRows + effort.rowStep - 1) / effort.rowStep;
   if (effort.coarseCross && best > kPoorFit * kBlockBytes * rowsCompared) around(kCross);
-  if (effort.largeRounds) {
+  if (effort.largeRounds && best > kGoodFit * kBlockBytes * rowsCompared) {
     for (int32_t round = 0; round < 16 && around(kRing); ++round) {
     }
   }
@@ -348,7 +366,7 @@ void DepthEngine::CreateDepthMapFast(uint8_t* current, const uint8_t* /*previous
   std::vector<Vector> found(count);
   const Vector mean = meanVector_;
   // Rows of blocks in parallel; along a row each block can start from its left neighbour's vector.
-#pragma omp parallel for num_threads(threads) schedule(static)
+#pragma omp parallel for num_threads(threads) schedule(dynamic, 2)
   for (int32_t j = 0; j < rows; ++j) {
     alignas(32) uint8_t block[kBlockRows * kBlockStride];
     for (int32_t i = 0; i < columns; ++i) {
@@ -393,7 +411,7 @@ void DepthEngine::WriteDepth(uint8_t* current, int32_t width, int32_t height, in
 
   // Blocks: reads the old depth map, writes the frame.
   if (action >= 0 && action <= 2) {
-#pragma omp parallel for num_threads(threads) schedule(static)
+#pragma omp parallel for num_threads(threads) schedule(dynamic, 16)
     for (int32_t j = 0; j < rows; ++j) {
       for (int32_t i = 0; i < columns; ++i) {
         const Match& match = matches[static_cast<size_t>(i) * rows + j];
@@ -419,7 +437,7 @@ void DepthEngine::WriteDepth(uint8_t* current, int32_t width, int32_t height, in
   const int32_t clearFrom = std::max((columns - 1) * kBlockBytes, 0);
   const int32_t clearRowsFrom = std::max((rows - 1) * kBlockRows, 0);
   const int32_t clearTo = 3 * W - 3;
-#pragma omp parallel for num_threads(threads) schedule(static)
+#pragma omp parallel for num_threads(threads) schedule(dynamic, 16)
   for (int32_t y = 0; y < H; ++y) {
     uint8_t* row = current + y * stride;
     const int32_t from = y >= clearRowsFrom ? 0 : clearFrom;
