@@ -98,8 +98,8 @@ class DepthEngine {
 
   const BlockMetrics* metrics_;
   int32_t threads_ = 0;
-  // The choice of threads: a cycle of kTrialFrames frames on every core, as many on one, and then
-  // the faster of the two for the rest of the cycle.
+  // The choice of threads: a cycle of a few frames on every core, as many on one, and then the
+  // faster of the two for the rest of the cycle (see DepthTracking.cpp).
   int32_t cycleFrame_ = 0;
   double trialSeconds_[2] = {0.0, 0.0};
   bool oneIsFaster_ = false;

@@ -105,8 +105,8 @@ int16_t ProfileShift(const std::vector<int64_t>& current, const std::vector<int6
 DepthEngine::DepthEngine() : metrics_(&FastBlockMetrics()) {}
 
 namespace {
-constexpr int32_t kTrialFrames = 8;
-constexpr int32_t kCycleFrames = 96;
+constexpr int32_t kTrialFrames = 4;
+constexpr int32_t kCycleFrames = 240;
 }  // namespace
 
 int32_t DepthEngine::Threads() const {
