@@ -9,6 +9,7 @@
 
 #include "cli/Commands.h"
 #include "cli/DemoClip.h"
+#include "cli/ImageCommand.h"
 #include "playback/GlassesTypes.h"
 #include "playback/OutputMethods.h"
 #include "stereo/InputFormats.h"
@@ -32,6 +33,9 @@ void PrintHelp(std::ostream& out) {
          "                                     compose one frame as playback would\n"
          "  quorvex convert FILE -o OUT [options]\n"
          "                                     compose a range of frames into a video file\n"
+         "  quorvex image OPERATION IN... -o OUT.bmp|OUT.png [--ARGUMENT VALUE ...]\n"
+         "                                     one operation of the image library on pictures\n"
+         "                                     ('quorvex image --help' lists the operations)\n"
          "  quorvex demo [OUT]                 write the demo clip\n"
          "  quorvex --help | --version\n\n"
          "Options of render and convert:\n"
@@ -102,6 +106,7 @@ int Run(int argc, char** argv) {
   if (command == "detect") return RunDetect(rest);
   if (command == "render") return RunRender(rest);
   if (command == "convert") return RunConvert(rest);
+  if (command == "image") return RunImage(rest);
   if (NamesAFile(command)) {
     if (argc > 2) {
       std::cerr << "quorvex: the player opens one file\nTry 'quorvex --help'.\n";

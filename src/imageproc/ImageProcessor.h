@@ -29,6 +29,8 @@ namespace qv {
 inline constexpr int32_t kErrSizeMustBeOdd = kObjectErrorBase + 0x519;   // 0x80040519
 inline constexpr int32_t kErrInvalidSetting = kObjectErrorBase + 0x51A;  // 0x8004051A
 
+uint64_t FreshNoiseSeed();
+
 struct ProgressEvents {
   std::function<void(int32_t maximum)> InitProgress;
   std::function<void(int32_t position)> Progress;
@@ -104,8 +106,29 @@ class ImageProcessor {
                       int32_t& cropBottom, int32_t stepX, int32_t stepY);
 
   // --- Interlace kernels -----------------------------------------------------------------------
-
-  // (none yet)
+  // The source is SharedPixels (a picture copied in by CopyToArray), used through the low 8 bits of
+  // its elements; the result goes into `picture`, which already has its final size. An array that
+  // does not cover every element read raises the subscript-range error before anything is written.
+  //
+  // Rows from an above/below pair: even rows from the lower half, odd rows from row
+  // H' = Int((H - 1) / 2) on. The top row (odd H) or the top two rows (even H) are not written.
+  void CreateInterlace(Picture& picture);
+  // Columns from a side-by-side pair: even pixel columns from the left half, odd ones from pixel
+  // W' = Int((W - 1) / 2) on. The last column (odd W) or the last two (even W) are not written.
+  void CreateInterlaceVert(Picture& picture);
+  // Rows to an above/below pair: rows 0 ... H' from the even rows, rows H' + 1 ... 2H' from the
+  // odd rows (row H' ends up holding the lower half's last row); the top row is not written.
+  // Needs an even height.
+  void DeInterleave(Picture& picture);
+  // Columns to a side-by-side pair, as DeInterleave does with rows. Needs an even width.
+  void DeVertInterleave(Picture& picture);
+  // A picture for a lenticular sheet of `lpi` lenses per inch printed `printSize` inches wide:
+  // under each lens, from left to right, views 0 ... views - 1, each supplying its own pixel
+  // column q for lens q. images(k, j, y) is byte column j of row y of view k. Raises Complete only.
+  // A zero lens count divides by zero; an array too small raises the subscript-range error where
+  // it is first read past.
+  void InterlaceLenticular(Picture& picture, float lpi, float printSize, int32_t views,
+                           const Array3D<uint8_t>& images);
 
   // --- Image combination -----------------------------------------------------------------------
   // The walk covers `to` (from for AddSmallImage and AddSmallImageEx); a picture that does not
@@ -155,16 +178,64 @@ class ImageProcessor {
   // (none yet)
 
   // --- Convolution and noise filters -----------------------------------------------------------
-
-  // (none yet)
+  // Runs the filter chosen by Filtertype through `buffer`, a picture of the size of `image`: types
+  // 1 ... 7 and 14 convolve with the kernel (sum integer-divided by the weight, clamped; the
+  // border of kernel half-size keeps its values), 8 sharpens (2 x picture - 3 x 3 mean), 9 embosses
+  // (filtered + 127), 10, 11, 12 take the 3 x 3 mean, minimum or maximum (one-pixel border kept).
+  // `buffer` is overwritten. True when a filter ran; false for type 13 or when no type was set.
+  // A weight of 0 raises division by zero and leaves `image` unchanged.
+  bool ProcessImage(Picture& image, Picture& buffer);
+  // Each pixel but those of the last column and the top row becomes a grey edge strength from
+  // its right and upper neighbours (values from before the pass). Raises InitProgress only.
+  void EdgeDetect(Picture& picture);
+  // Replaces a pixel that differs by more than absDifference (channel sum) from both neighbours by
+  // their mean; horizontally, vertically, horizontally again, in place.
+  void DespeckleB(Picture& picture, int32_t absDifference);
+  // Every channel becomes the round(length^2 / 2)-th smallest of the length x length samples
+  // around it, outside pixels counting as black (for odd lengths one below the median).
+  void MedianFilter(Picture& picture, int16_t length);
+  // Pixels whose channel sum is `total` or 0 (two pixels in from the edges) take the mean of the
+  // other pixels of their 5 x 5 neighbourhood when more than 12 of those are found.
+  void RemoveFlecs(Picture& picture, int32_t total);
+  // Adds uniform noise of amplitude percent x 128 / 100 centred on the value, clamped. With random
+  // True only a share of 100 - percent % of the pixels changes.
+  void AddNoise(Picture& picture, int32_t percent, bool random = false);
+  // Seeds the noise generator (it starts from a seed drawn at construction).
+  void SeedNoise(uint64_t seed) { noiseState_ = seed; }
 
   // --- Tone and colour -------------------------------------------------------------------------
-
-  // (none yet)
+  // Every channel v := min(round(v x amount / 100), 255) (negative amounts keep the low 8 bits).
+  void Brightness(Picture& picture, int32_t amount);
+  // As Brightness on channel `channel` (0 blue, 1 green, 2 red) only.
+  void ColourAdj(Picture& picture, int32_t amount, int16_t channel);
+  // Every channel v := round(Int((v - 127) x amount / 100) + 127), clamped to 0 ... 255.
+  void Contrast(Picture& picture, int32_t amount);
+  // Channel v := Int((v / 255)^(100 / amount) x 255.99), clamped; amounts are gamma x 100. An
+  // amount of 0 divides by zero.
+  void GammaCorrect(Picture& picture, int32_t redAmount, int32_t greenAmount, int32_t blueAmount);
+  // Lightness (Luminosity) or saturation (ColourSat) scaled by amount / 100, at most 1.
+  void Luminosity(Picture& picture, int32_t amount);
+  void ColourSat(Picture& picture, int32_t amount);
+  // Pure blue where the lightness is at most `amount` (0 ... 1), white elsewhere.
+  void Posterise(Picture& picture, double amount);
+  // Stretches the channel values so that they span 0 ... 255 (a picture of one value divides by
+  // zero).
+  void HistEqual(Picture& picture);
+  // Stretches a grey picture by the darkest and lightest blue bytes of an inner area (16 pixels and
+  // rows in from the edges), clamped, writing the level into all three channels.
+  void HistEqualGray(Picture& picture);
+  // Error-diffusion dither: `from` is made grey and used as the work area, `to` (at least as large)
+  // receives black and white.
+  void BlackAndWhite(Picture& from, Picture& to);
 
   // --- Test patterns and drawing ---------------------------------------------------------------
-
-  // (none yet)
+  // Overwrites `picture` with black and white stripes half a lens pitch wide for `lpi` lenses per
+  // inch at a print width of printSize inches, the pitch growing by lpiIncrement from row to row
+  // (bottom up), and tick marks counting the rows in the right sixth.
+  void CalibrationSheet(Picture& picture, float lpi, int16_t printSize, float lpiIncrement);
+  // Writes blue, green, red at byte column x (3 x pixel column) of row y; outside the picture's
+  // rows the subscript-range error.
+  void DrawPixel(Picture& picture, int32_t x, int32_t y, uint8_t red, uint8_t green, uint8_t blue);
 
   // --- Depth maps: model, creation, clean-up ---------------------------------------------------
   // A depth image is a picture whose blue bytes carry depth levels (255 nearest, 0 farthest);
@@ -226,8 +297,27 @@ class ImageProcessor {
   void MatchAreas(Picture& depth);
 
   // --- Depth maps: motion, sky and regions, stereo pairs ---------------------------------------
-
-  // (none yet)
+  // Block motion of 8 x 8 blocks between `picture` and the previous picture in SharedPixels, by a
+  // three-step search; fills MotionField with where each block was found and sets diffTotal to
+  // the sum of the blocks' best differences. Raises Complete.
+  void GetBlockMove(const Picture& picture, int32_t& diffTotal);
+  // Writes into `picture`, block by block, the block of SharedPixels found where MotionField says.
+  void UpdateDepth(Picture& picture);
+  // A depth image from MotionField: blocks moving differently from the frame's dominant motion
+  // come nearer. refresh >= 3 blends the levels into the picture, below 3 replaces it.
+  void GetMotionDepthMap(Picture& picture, int16_t refresh);
+  // Depth for a landscape picture: the row where a bright sky gives way to darker ground goes into
+  // borderRow; the ground ramps from 255 at the bottom row to 0 there, the sky is 0. With
+  // enhanced, objects crossing the top or bottom edge are raised to level 230. SharedPixels must
+  // hold the same picture. Raises InitProgress and Complete.
+  void FindSkyBorder(Picture& picture, int32_t& borderRow, bool enhanced);
+  // Segments the picture into flattened regions and writes levels by colour distance to the sky's
+  // and the ground's mean colour (kind 1) or to the sky's alone (kind 2); workedWell tells whether
+  // the levels spread 60 or more from the middle value 125.
+  void FindRegions(Picture& picture, bool& workedWell, int16_t kind);
+  // Depth from the horizontal disparity between `picture` and the other view in SharedPixels,
+  // searched over the whole width for each 16 x 16 block: level 128 - 3 x disparity, clamped.
+  void CreateDepthMapFromStereo(Picture& picture);
 
  protected:
   // Event helpers. StartTick() gives the tick to pass to RaiseComplete.
@@ -238,18 +328,24 @@ class ImageProcessor {
 
  private:
   void SetupKernel();
+  bool ApplyKernel(const Picture& source, Picture& destination);
+  bool ApplyRankFilter(const Picture& source, Picture& destination);
 
   int32_t kernelSize_ = 0;
   int32_t kernelHalf_ = 0;
   std::vector<int32_t> kernel_;  // (2h + 1)^2 values, K(x, y) at (y + h) * size + (x + h)
   int32_t kernelWeight_ = 0;
   int32_t filterType_ = 0;
+  uint64_t noiseState_ = FreshNoiseSeed();
   ProcessorArrays ownArrays_;
   ProcessorArrays* arrays_;
 };
 
 // The error object that the class raises.
 AppError ImageProcessError(int32_t number, const char* description);
+
+// A seed for a noise generator that differs from call to call.
+uint64_t FreshNoiseSeed();
 
 // The millisecond tick count used for the Complete events.
 uint32_t TickCountMs();
