@@ -138,14 +138,30 @@ void ConversionDriver::ContinuingFrame(std::array<PictureRef, 2>& views, Picture
                                        FrameShiftOption option) {
   double error = 0.0;
   double motion = 0.0;
-  Attempt([&] { Assign(views[1], views[0]); });
-  Attempt([&] { PropagateDepth(Deref(views[1]), error, motion, useInternal); });
+  // Automatic depth from the fast tracker, rendered by the engine as one view: the depth image
+  // between the steps is nobody's to see, so the engine keeps it as a plane of levels (the same
+  // levels, without writing and reading a frame-sized picture at every step).
+  const bool planeOnly = option == FrameShiftOption::Automatic && !useInternal && noFrameShift == 0 &&
+                         state_.UseLibrary;
+  if (planeOnly) {
+    Attempt([&] {
+      Picture& frame = Deref(views[0]);
+      if (depthMap_.Cols() != width_ + 1 || depthMap_.Rows() != height_ + 1) throw err::SubscriptOutOfRange();
+      engine_.CreateDepthPlaneFast(frame.Bits(), error, state_.TrackMode, depthMap_.Data(), width_, height_,
+                                   motion, state_.SpeedLevel);
+    });
+  } else {
+    Attempt([&] { Assign(views[1], views[0]); });
+    Attempt([&] { PropagateDepth(Deref(views[1]), error, motion, useInternal); });
+  }
 
   // A mean block difference above 10 a pixel: the depth map has warped too far.
   error /= state_.PixelCount;
   if (RoundHalfEven(error) > 10.0) {
     state_.MotionAverage = 2.5;
-    if (option == FrameShiftOption::Automatic) {
+    if (planeOnly) {
+      engine_.ClearDepthPlane();
+    } else if (option == FrameShiftOption::Automatic) {
       Attempt([&] { Deref(views[1]).Create(width_, height_); });
     } else if (option == FrameShiftOption::AlignedMap) {
       if (editor_ != nullptr) editor_->Beep();
@@ -179,16 +195,29 @@ void ConversionDriver::ContinuingFrame(std::array<PictureRef, 2>& views, Picture
   if (state_.MotionAverage > 3.5 && noFrameShift == 0 && state_.ShiftState == 0) state_.ShiftState = 1;
 
   if (state_.ShiftState == 0 || state_.ShiftState == 1) {
-    Attempt([&] {
-      Picture& depth = Deref(views[1]);
-      engine_.SmoothDepth(depth.Bits(), depth.Width(), depth.Height(), 8);
-    });
     double perspective = 0.0;
-    if (noFrameShift != 0) {
-      RenderViewGrid(views, outputFrame, overlay, state_.ShiftPerLevel, perspective, state_.FrameShift,
-                     state_.UseLibrary);
+    if (planeOnly) {
+      engine_.SmoothDepthPlane(8);
+      Quietly([&] {
+        Picture& picture = Deref(views[0]);
+        Picture& view = Slot(views[1]);
+        if (view.Width() != width_ || view.Height() != height_ || view.SharesMemory()) {
+          view.CreateToOverwrite(width_, height_);
+        }
+        engine_.Make3DFromPlane(view.Bits(), picture.Bits(), depthMap_.Data(), width_, height_,
+                                state_.ShiftPerLevel, state_.FrameShift, 1);
+      });
     } else {
-      RenderView(views, overlay, state_.ShiftPerLevel, perspective, state_.FrameShift, state_.UseLibrary, 1);
+      Attempt([&] {
+        Picture& depth = Deref(views[1]);
+        engine_.SmoothDepth(depth.Bits(), depth.Width(), depth.Height(), 8);
+      });
+      if (noFrameShift != 0) {
+        RenderViewGrid(views, outputFrame, overlay, state_.ShiftPerLevel, perspective, state_.FrameShift,
+                       state_.UseLibrary);
+      } else {
+        RenderView(views, overlay, state_.ShiftPerLevel, perspective, state_.FrameShift, state_.UseLibrary, 1);
+      }
     }
     if (state_.ShiftState == 1) {
       Attempt([&] { Assign(delayedFrame_, views[0]); });

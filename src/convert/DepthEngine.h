@@ -60,6 +60,18 @@ class DepthEngine {
   void Reset(const uint8_t* frame = nullptr, int32_t width = 0, int32_t height = 0);
 
   void SmoothDepth(uint8_t* depthImage, int32_t width, int32_t height, int32_t blockSize);
+
+  // The fast tracker, the clean-up and the renderer on a depth plane that the engine keeps (one
+  // level a pixel: the blue bytes of the depth image), for a caller that wants the rendered view
+  // and not the depth image. They give what the three calls above give, without the frame-sized
+  // passes that write and read the depth image. The plane is the last CreateDepthPlaneFast's.
+  void CreateDepthPlaneFast(const uint8_t* frame, double& totalDifference, int32_t action,
+                            uint8_t* depthMap, int32_t width, int32_t height, double& motion,
+                            int32_t speedLevel);
+  void ClearDepthPlane();  // flat, farthest
+  void SmoothDepthPlane(int32_t blockSize);
+  void Make3DFromPlane(uint8_t* view, const uint8_t* source, uint8_t* depthMap, int32_t width,
+                       int32_t height, float shiftPerLevel, int32_t frameShift, int32_t xInterp);
   void MatchDepthMap(uint8_t* depthImage, const uint8_t* picture, int32_t width, int32_t height);
   // view: the depth image on entry, the rendered view on return; source: the picture.
   void Make3D(uint8_t* view, const uint8_t* source, uint8_t* depthMap, int32_t width,
@@ -95,6 +107,17 @@ class DepthEngine {
                   uint8_t* depthMap, const std::vector<Match>& matches);
   Match FastSearch(const uint8_t* block, int32_t bx, int32_t by, int32_t width, int32_t height,
                    const Vector* predictors, int32_t predictorCount, int32_t speedLevel) const;
+  // The fast search of a frame against the reference, which the frame then becomes.
+  std::vector<Match> TrackFast(const uint8_t* frame, int32_t width, int32_t height, int32_t speedLevel,
+                               double& totalDifference, double& motion);
+  void WritePlane(const uint8_t* frame, int32_t width, int32_t height, int32_t action,
+                  uint8_t* depthMap, const std::vector<Match>& matches);
+  // SmoothDMAP's passes on a plane, with `scratch` of the same size; returns the one that holds
+  // the result.
+  uint8_t* SmoothPlane(uint8_t* plane, uint8_t* scratch, int32_t width, int32_t height, int32_t blockSize);
+  void RenderFromPlane(uint8_t* view, const uint8_t* source, uint8_t* depthMap, const uint8_t* levels,
+                       int32_t width, int32_t height, float shiftPerLevel, int32_t frameShift,
+                       int32_t xInterp);
 
   const BlockMetrics* metrics_;
   int32_t threads_ = 0;
@@ -116,6 +139,9 @@ class DepthEngine {
   Vector meanVector_;
 
   // Planes of the clean-up and the renderer, kept from call to call (see DepthRendering.cpp).
+  std::vector<uint8_t> depthPlane_;
+  int32_t planeWidth_ = 0;
+  int32_t planeHeight_ = 0;
   std::vector<uint8_t> levels_;
   std::vector<uint8_t> landed_;
   std::vector<uint8_t> resolved_;

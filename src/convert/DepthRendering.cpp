@@ -73,9 +73,32 @@ void DepthEngine::SmoothDepth(uint8_t* depthImage, int32_t width, int32_t height
   const int32_t threads = Threads();
   const size_t area = static_cast<size_t>(W) * H;
   levels_.resize(2 * area);
-  uint8_t* plane = levels_.data();
-  uint8_t* next = plane + area;
-  BluePlane(depthImage, W, H, plane, threads);
+  BluePlane(depthImage, W, H, levels_.data(), threads);
+  const uint8_t* plane = SmoothPlane(levels_.data(), levels_.data() + area, W, H, blockSize);
+  const ptrdiff_t stride = StrideFor(W);
+#pragma omp parallel for num_threads(threads) schedule(dynamic, 16)
+  for (int32_t y = 0; y < H; ++y) {
+    uint8_t* row = depthImage + y * stride;
+    const uint8_t* in = plane + static_cast<ptrdiff_t>(y) * W;
+    for (int32_t x = 0; x < W; ++x) row[3 * x] = row[3 * x + 1] = row[3 * x + 2] = in[x];
+  }
+}
+
+void DepthEngine::SmoothDepthPlane(int32_t blockSize) {
+  const int32_t W = planeWidth_;
+  const int32_t H = planeHeight_;
+  const size_t area = static_cast<size_t>(W) * H;
+  if (W <= 0 || H <= 0 || depthPlane_.size() != area) return;
+  levels_.resize(area);
+  const uint8_t* result = SmoothPlane(depthPlane_.data(), levels_.data(), W, H, blockSize);
+  if (result != depthPlane_.data()) std::memcpy(depthPlane_.data(), result, area);
+}
+
+uint8_t* DepthEngine::SmoothPlane(uint8_t* plane, uint8_t* next, int32_t width, int32_t height,
+                                  int32_t blockSize) {
+  const int32_t W = width;
+  const int32_t H = height;
+  const int32_t threads = Threads();
   std::vector<int32_t> partnerX(static_cast<size_t>(W));
   std::vector<int32_t> partnerY(static_cast<size_t>(H));
   std::vector<uint8_t> backward(static_cast<size_t>(W));  // 0xFF where the partner lies left
@@ -116,13 +139,7 @@ void DepthEngine::SmoothDepth(uint8_t* depthImage, int32_t width, int32_t height
     s = static_cast<int32_t>(RoundHalfEven(s / 2.0));
   } while (s > 1);
 
-  const ptrdiff_t stride = StrideFor(W);
-#pragma omp parallel for num_threads(threads) schedule(dynamic, 16)
-  for (int32_t y = 0; y < H; ++y) {
-    uint8_t* row = depthImage + y * stride;
-    const uint8_t* in = plane + static_cast<ptrdiff_t>(y) * W;
-    for (int32_t x = 0; x < W; ++x) row[3 * x] = row[3 * x + 1] = row[3 * x + 2] = in[x];
-  }
+  return plane;
 }
 
 void DepthEngine::MatchDepthMap(uint8_t* depthImage, const uint8_t* picture, int32_t width,
@@ -190,6 +207,29 @@ void DepthEngine::MatchDepthMap(uint8_t* depthImage, const uint8_t* picture, int
 // decides).
 void DepthEngine::Make3D(uint8_t* view, const uint8_t* source, uint8_t* depthMap, int32_t width,
                          int32_t height, float shiftPerLevel, int32_t frameShift, int32_t xInterp) {
+  if (view == nullptr || source == nullptr || width <= 0 || height <= 0) return;
+  // The depth is the view's blue bytes.
+  const size_t area = static_cast<size_t>(width) * height;
+  levels_.resize(3 * area);
+  BluePlane(view, width, height, levels_.data() + 2 * area, Threads());
+  RenderFromPlane(view, source, depthMap, levels_.data() + 2 * area, width, height, shiftPerLevel,
+                  frameShift, xInterp);
+}
+
+void DepthEngine::Make3DFromPlane(uint8_t* view, const uint8_t* source, uint8_t* depthMap,
+                                  int32_t width, int32_t height, float shiftPerLevel,
+                                  int32_t frameShift, int32_t xInterp) {
+  if (width != planeWidth_ || height != planeHeight_ || depthPlane_.empty()) return;
+  levels_.resize(3 * depthPlane_.size());
+  RenderFromPlane(view, source, depthMap, depthPlane_.data(), width, height, shiftPerLevel, frameShift,
+                  xInterp);
+}
+
+// levelsIn: the levels the view is rendered from; they are kept in the depth map and dilated
+// twice into the first two thirds of levels_ (which must not hold them).
+void DepthEngine::RenderFromPlane(uint8_t* view, const uint8_t* source, uint8_t* depthMap,
+                                  const uint8_t* levelsIn, int32_t width, int32_t height,
+                                  float shiftPerLevel, int32_t frameShift, int32_t xInterp) {
   const int32_t W = width;
   const int32_t H = height;
   if (view == nullptr || source == nullptr || W <= 0 || H <= 0) return;
@@ -197,17 +237,13 @@ void DepthEngine::Make3D(uint8_t* view, const uint8_t* source, uint8_t* depthMap
   const ptrdiff_t stride = StrideFor(W);
   const size_t area = static_cast<size_t>(W) * H;
   const ptrdiff_t mapStride = static_cast<ptrdiff_t>(W) + 1;
-
-  // Depth: the view's blue bytes, kept in the depth map, then dilated twice.
-  levels_.resize(2 * area);
   uint8_t* depth = levels_.data();
   uint8_t* dilated = depth + area;
-  BluePlane(view, W, H, depth, threads);
   if (depthMap != nullptr) {
 #pragma omp parallel for num_threads(threads) schedule(dynamic, 16)
-    for (int32_t y = 0; y < H; ++y) std::memcpy(depthMap + y * mapStride, depth + static_cast<ptrdiff_t>(y) * W, static_cast<size_t>(W));
+    for (int32_t y = 0; y < H; ++y) std::memcpy(depthMap + y * mapStride, levelsIn + static_cast<ptrdiff_t>(y) * W, static_cast<size_t>(W));
   }
-  DilatePlane(depth, dilated, W, H, threads);
+  DilatePlane(levelsIn, dilated, W, H, threads);
   DilatePlane(dilated, depth, W, H, threads);
 
   landed_.resize(area);

@@ -337,6 +337,25 @@ void DepthEngine::CreateDepthMapFast(uint8_t* current, const uint8_t* /*previous
   totalDifference = 0.0;
   motion = 0.0;
   if (current == nullptr || width <= 0 || height <= 0) return;
+  const std::vector<Match> matches = TrackFast(current, width, height, speedLevel, totalDifference, motion);
+  WriteDepth(current, width, height, action, depthMap, matches);
+}
+
+void DepthEngine::CreateDepthPlaneFast(const uint8_t* frame, double& totalDifference, int32_t action,
+                                       uint8_t* depthMap, int32_t width, int32_t height,
+                                       double& motion, int32_t speedLevel) {
+  totalDifference = 0.0;
+  motion = 0.0;
+  if (frame == nullptr || width <= 0 || height <= 0) return;
+  const std::vector<Match> matches = TrackFast(frame, width, height, speedLevel, totalDifference, motion);
+  WritePlane(frame, width, height, action, depthMap, matches);
+}
+
+void DepthEngine::ClearDepthPlane() { std::fill(depthPlane_.begin(), depthPlane_.end(), uint8_t{0}); }
+
+std::vector<DepthEngine::Match> DepthEngine::TrackFast(const uint8_t* frame, int32_t width,
+                                                       int32_t height, int32_t speedLevel,
+                                                       double& totalDifference, double& motion) {
   const int32_t W = width;
   const int32_t H = height;
   speedLevel = Clamp(speedLevel, 1, 5);
@@ -344,7 +363,7 @@ void DepthEngine::CreateDepthMapFast(uint8_t* current, const uint8_t* /*previous
   const int32_t threads = Threads();
 
   std::vector<int64_t> rowSums, columnSums;
-  TakeFrame(current, W, H, rowSums, columnSums);
+  TakeFrame(frame, W, H, rowSums, columnSums);
   const int32_t columns = W / 10;
   const int32_t rows = H / 10;
   const size_t count = static_cast<size_t>(std::max(columns, 0)) * std::max(rows, 0);
@@ -394,7 +413,7 @@ void DepthEngine::CreateDepthMapFast(uint8_t* current, const uint8_t* /*previous
   meanVector_ = Vector{static_cast<int16_t>(RoundHalfEven(motion)), static_cast<int16_t>(RoundHalfEven(shiftY.Mean()))};
   vectors_ = std::move(found);
   reference_.swap(incoming_);
-  WriteDepth(current, W, H, action, depthMap, matches);
+  return matches;
 }
 
 void DepthEngine::WriteDepth(uint8_t* current, int32_t width, int32_t height, int32_t action,
@@ -444,6 +463,65 @@ void DepthEngine::WriteDepth(uint8_t* current, int32_t width, int32_t height, in
     if (from <= clearTo) std::memset(row + from, 0, static_cast<size_t>(clearTo - from + 1));
     uint8_t* map = depthMap + y * mapStride;
     for (int32_t x = 0; x < W; ++x) map[x] = row[3 * x];
+  }
+}
+
+// The depth plane of WriteDepth's image: the levels its blue bytes get.
+void DepthEngine::WritePlane(const uint8_t* frame, int32_t width, int32_t height, int32_t action,
+                             uint8_t* depthMap, const std::vector<Match>& matches) {
+  const int32_t W = width;
+  const int32_t H = height;
+  const ptrdiff_t stride = StrideFor(W);
+  const ptrdiff_t mapStride = static_cast<ptrdiff_t>(W) + 1;
+  const int32_t columns = W / 10;
+  const int32_t rows = H / 10;
+  const int32_t threads = Threads();
+  depthPlane_.resize(static_cast<size_t>(W) * H);
+  planeWidth_ = W;
+  planeHeight_ = H;
+  uint8_t* plane = depthPlane_.data();
+  std::array<uint8_t, 256> threeQuarters{};
+  for (int32_t v = 0; v < 256; ++v) threeQuarters[static_cast<size_t>(v)] = ToByteChecked(0.75 * v);
+
+  if (action >= 0 && action <= 2) {
+#pragma omp parallel for num_threads(threads) schedule(dynamic, 2)
+    for (int32_t j = 0; j < rows; ++j) {
+      for (int32_t i = 0; i < columns; ++i) {
+        const Match& match = matches[static_cast<size_t>(i) * rows + j];
+        const int32_t bx = i * kBlockBytes;
+        const int32_t by = j * kBlockRows;
+        const int32_t level = VectorLevel(match.x - bx, match.y - by);
+        const uint8_t quarter = ToByteChecked(0.25 * level);
+        for (int32_t r = 0; r < kBlockRows; ++r) {
+          uint8_t* out = plane + static_cast<ptrdiff_t>(by + r) * W + bx / 3;
+          const uint8_t* previous = depthMap + (match.y + r) * mapStride + match.x / 3;
+          if (action == 0) {
+            std::memset(out, level, 10);
+          } else if (action == 2) {
+            std::memcpy(out, previous, 10);
+          } else {
+            for (int32_t k = 0; k < 10; ++k) out[k] = static_cast<uint8_t>(threeQuarters[previous[k]] + quarter);
+          }
+        }
+      }
+    }
+  } else {
+    // Blocks left as they are: their levels are the frame's blue bytes.
+#pragma omp parallel for num_threads(threads) schedule(dynamic, 16)
+    for (int32_t y = 0; y < H; ++y) {
+      const uint8_t* row = frame + y * stride;
+      for (int32_t x = 0; x < W; ++x) plane[static_cast<ptrdiff_t>(y) * W + x] = row[3 * x];
+    }
+  }
+
+  const int32_t clearFrom = std::max(columns - 1, 0) * 10;  // pixels
+  const int32_t clearRowsFrom = std::max((rows - 1) * kBlockRows, 0);
+#pragma omp parallel for num_threads(threads) schedule(dynamic, 16)
+  for (int32_t y = 0; y < H; ++y) {
+    uint8_t* row = plane + static_cast<ptrdiff_t>(y) * W;
+    const int32_t from = y >= clearRowsFrom ? 0 : clearFrom;
+    std::memset(row + from, 0, static_cast<size_t>(W - from));
+    std::memcpy(depthMap + y * mapStride, row, static_cast<size_t>(W));
   }
 }
 

@@ -166,6 +166,38 @@ TEST_F(DepthEngineTest, RendererStaysWithin40DecibelsOfTheClassRenderer) {
   }
 }
 
+TEST_F(DepthEngineTest, ThePlaneStepsGiveTheViewAndTheMapOfThePictureSteps) {
+  // Two engines with the same history: one through the depth image, one through its plane; the
+  // third frame starts the plane again from flat as a warp would.
+  const int W = 123, H = 67;
+  DepthEngine plane;
+  DepthMap pictureMap, planeMap;
+  pictureMap.ReDim(W + 1, H + 1);
+  planeMap.ReDim(W + 1, H + 1);
+  const float shiftPerLevel = 0.2f;
+  for (int n = 0; n < 5; ++n) {
+    const auto frame = Scene(W, H, 3 * n + (n % 2) * 5);
+    double error1 = 0, error2 = 0, motion1 = 0, motion2 = 0;
+    auto depth = frame->CopyOf();
+    engine.CreateDepthMapFast(Bits(depth), nullptr, error1, 1, pictureMap.Data(), W, H, motion1, 1);
+    plane.CreateDepthPlaneFast(Bits(frame), error2, 1, planeMap.Data(), W, H, motion2, 1);
+    EXPECT_EQ(std::tuple(error1, motion1), std::tuple(error2, motion2));
+    if (n == 2) {
+      depth->Create(W, H);
+      plane.ClearDepthPlane();
+    }
+    engine.SmoothDepth(Bits(depth), W, H, 8);
+    plane.SmoothDepthPlane(8);
+    engine.Make3D(Bits(depth), Bits(frame), pictureMap.Data(), W, H, shiftPerLevel, 7, 1);
+    auto view = frame->CopyOf();
+    plane.Make3DFromPlane(Bits(view), Bits(frame), planeMap.Data(), W, H, shiftPerLevel, 7, 1);
+    EXPECT_TRUE(SamePicture(*view, *depth)) << "frame " << n;
+    EXPECT_TRUE(std::equal(planeMap.Data(), planeMap.Data() + planeMap.Cols() * planeMap.Rows(),
+                           pictureMap.Data()))
+        << "frame " << n;
+  }
+}
+
 TEST_F(DepthEngineTest, FastTrackerFollowsPansWithSignedMotionAgainstItsOwnReference) {
   const int W = 200, H = 120;
   DepthMap map;
