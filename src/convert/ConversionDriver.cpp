@@ -72,6 +72,7 @@ void ConversionDriver::ConvertFrame(std::array<PictureRef, 2>& views, PictureRef
                                     bool continuing, bool useInternal, int16_t overlay,
                                     int16_t noFrameShift, bool scaleShift, FrameShiftOption option) {
   timing_.PerfTimer.StartTimer();
+  synthesised_ = false;
   Attempt([&] {
     Picture& frame = Deref(views[0]);
     Slot(views[1]);
@@ -87,7 +88,8 @@ void ConversionDriver::ConvertFrame(std::array<PictureRef, 2>& views, PictureRef
 
   timing_.PerfTimer.StopTimer();
   const double seconds = timing_.PerfTimer.Elapsed() / timing_.PerfFrequency;
-  engine_.ReportFrameTime(seconds);
+  // The engine's choice of threads compares frames that did the same work.
+  if (synthesised_) engine_.ReportFrameTime(seconds);
   convertFrameTime_ = static_cast<float>((seconds + convertFrameTime_ * 29.0) / 30.0);
   if (state_.ShiftState == 2) {
     state_.FrameTimeAverage = static_cast<float>((seconds + state_.FrameTimeAverage * 29.0) / 30.0);
@@ -195,6 +197,7 @@ void ConversionDriver::ContinuingFrame(std::array<PictureRef, 2>& views, Picture
   if (state_.MotionAverage > 3.5 && noFrameShift == 0 && state_.ShiftState == 0) state_.ShiftState = 1;
 
   if (state_.ShiftState == 0 || state_.ShiftState == 1) {
+    synthesised_ = true;
     double perspective = 0.0;
     if (planeOnly) {
       engine_.SmoothDepthPlane(8);

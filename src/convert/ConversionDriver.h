@@ -104,6 +104,7 @@ class ConversionDriver {
   DepthMapEditor* editor_ = nullptr;
   ConversionState state_;
   float convertFrameTime_ = 0.0f;
+  bool synthesised_ = false;  // this call rendered a view from depth
   int32_t width_ = 0;  // the size of the frames of this conversion
   int32_t height_ = 0;
   DepthMap depthMap_;

@@ -119,13 +119,15 @@ int32_t DepthEngine::Threads() const {
 #endif
 }
 
+// Each trial counts its fastest frame, so that a frame slowed by something else (the first one's
+// allocations, another program) does not decide.
 void DepthEngine::ReportFrameTime(double seconds) {
-  if (cycleFrame_ < 2 * kTrialFrames) trialSeconds_[cycleFrame_ / kTrialFrames] += seconds;
-  if (++cycleFrame_ == 2 * kTrialFrames) oneIsFaster_ = trialSeconds_[1] < trialSeconds_[0];
-  if (cycleFrame_ == kCycleFrames) {
-    cycleFrame_ = 0;
-    trialSeconds_[0] = trialSeconds_[1] = 0.0;
+  if (cycleFrame_ < 2 * kTrialFrames) {
+    double& fastest = trialSeconds_[cycleFrame_ / kTrialFrames];
+    if (cycleFrame_ % kTrialFrames == 0 || seconds < fastest) fastest = seconds;
   }
+  if (++cycleFrame_ == 2 * kTrialFrames) oneIsFaster_ = trialSeconds_[1] < trialSeconds_[0];
+  if (cycleFrame_ == kCycleFrames) cycleFrame_ = 0;
 }
 
 void DepthEngine::Reset(const uint8_t* frame, int32_t width, int32_t height) {
