@@ -59,6 +59,9 @@ void PrintHelp(std::ostream& out) {
   out << "  --screen WxH               full-screen size (default: the stored setting)\n"
          "  --vert-offset K            sync-doubled gap divisor (default: the stored setting)\n"
          "  --frame N                  (render) frame to compose, from the stream's first\n"
+         "  --grid                     (render, 2d-to-3d) the nine-view grid: the frame and\n"
+         "                             eight views at 1/8 ... 8/8 of the depth, a depth preview\n"
+         "  --depth-out FILE.bmp|.png  (render, 2d-to-3d) also write the frame's depth image\n"
          "  --start N --frames K       (convert) range of frames\n"
          "  --codec NAME               (convert) video encoder\n";
 }

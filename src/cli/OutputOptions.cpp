@@ -94,6 +94,10 @@ OutputOptions ParseOutputOptions(const std::vector<std::string>& args, Command c
       const auto n = Number(v, 0, std::numeric_limits<int32_t>::max());
       if (!n) throw bad(v);
       o.frame = static_cast<int32_t>(*n);
+    } else if (render && name == "--grid" && !inlineValue) {
+      o.grid = true;
+    } else if (render && name == "--depth-out") {
+      o.depthOut = value();
     } else if (!render && name == "--start") {
       const std::string v = value();
       const auto n = Number(v, 0, std::numeric_limits<int32_t>::max());
@@ -144,11 +148,6 @@ int ChooseInput(const OutputOptions& options, std::string& fileToOpen, InputForm
     const VideoFacts facts = DetectVideo(fileToOpen);
     if (facts.frames < 1) return 1;
     inputFormat = FormatForLayout(facts.layout);
-  }
-  const InputFormatInfo* info = FindInputFormat(inputFormat);
-  if (info != nullptr && info->converted) {
-    return Fail("the " + std::string(info->name) +
-                " format (2D video turned into stereo) is not available yet");
   }
   return 0;
 }

@@ -33,6 +33,8 @@ struct OutputOptions {
   std::optional<int32_t> screenHeight;
   std::optional<int16_t> vertOffset;  // --vert-offset K
   int32_t frame = 0;                  // render: --frame N, from the stream's first frame
+  bool grid = false;                  // render: --grid, the nine-view grid of a converted frame
+  std::string depthOut;               // render: --depth-out FILE, the converted frame's depth
   int32_t start = 0;                  // convert: --start N
   std::optional<int32_t> frames;      // convert: --frames K
   std::string codec;                  // convert: --codec NAME
@@ -58,8 +60,7 @@ int Fail(const std::string& why);
 
 // What Play would open for the input (the script the bridge writes for it, or the input itself)
 // and its input format: --format, or the one the guessed layout chooses. 0 when both are known;
-// otherwise 1, after telling the user why (the file could not be opened, or a format that is not
-// available).
+// otherwise 1, after telling the user why the file could not be opened.
 int ChooseInput(const OutputOptions& options, std::string& fileToOpen, InputFormat& inputFormat);
 
 // The request that Play (or Full, with --fullscreen) would build for `fileToOpen` (the input or

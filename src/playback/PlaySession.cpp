@@ -7,6 +7,7 @@
 #include "base/Seams.h"
 #include "image/BufferHelpers.h"
 #include "playback/DisplayEvents.h"
+#include "playback/FrameConversion.h"
 #include "playback/OutputDispatch.h"
 #include "playback/SoundTrack.h"
 #include "video/VideoReader.h"
@@ -60,11 +61,7 @@ PlaybackSession::FrameResult PlaybackSession::PlayFrame(PlaybackRequest& request
       session.StopRequested = true;
       return FrameResult::kEndPass;
     }
-    if (FindInputFormat(request.InputFormat)->converted) {
-      MsgBox(kConversionUnavailable);
-      session.StopRequested = true;
-      return FrameResult::kEndPass;
-    }
+    if (FindInputFormat(request.InputFormat)->converted) ConvertFrame(context, !session.DisplayPending);
     FoldStage(1);
 
     timer.StartTimer();

@@ -13,13 +13,9 @@
 namespace qv {
 
 // A session ends with a message, after closing what it opened, when a frame cannot be delivered
-// (damaged or truncated file), when 2D video is to be turned into stereo (not part of this build)
-// and when there is no memory for the video's frames. Invalid input formats and output methods
+// (damaged or truncated file) and when there is no memory for the video's frames. Invalid input formats and output methods
 // are reported by the dispatch (OutputDispatch.h).
 std::string FrameUndeliverableMessage(int32_t frameFromStart);
-inline constexpr const char* kConversionUnavailable =
-    "Turning 2D video into stereo is not available in this version of Quorvex. Choose "
-    "Parallel or Above/Below in the Format menu.";
 inline constexpr const char* kNoMemoryForFrames =
     "There is not enough memory for the frames of this video.";
 

@@ -5,6 +5,7 @@
 
 #include "base/DisplayConfig.h"
 #include "base/HighResTimer.h"
+#include "convert/ConversionDriver.h"
 #include "image/PixelArrays.h"
 #include "playback/SessionState.h"
 #include "stereo/FrameBuffers.h"
@@ -32,6 +33,8 @@ struct PlaybackContext {
   DisplayConfig Display;
   // The program's stage timer (user-interface thread), shared with the conversion.
   qv::Timing& Timing;
+  // Frame loop only: the 2D-to-3D conversion, with its depth map and held-back frames.
+  ConversionDriver Conversion{Arrays, Timing};
 };
 
 }  // namespace qv

@@ -125,6 +125,7 @@ MainWindow::MainWindow(QWidget* parent)
   bar_ = new ControlBar(*this);
   BuildMenus();
   resize(720, 480);
+  playback_.Context().Conversion.SetDepthMapEditor(&depthMapEditor_);
 }
 
 MainWindow::~MainWindow() = default;

@@ -11,6 +11,7 @@
 
 #include "playback/PlaySession.h"
 #include "playback/PlaybackRequest.h"
+#include "shell/DepthMapWindow.h"
 #include "stereo/InputFormats.h"
 #include "video/LayoutDetection.h"
 
@@ -103,6 +104,7 @@ class MainWindow : public QMainWindow {
   // The method of the last play, kept for glasses types that name none (0 before the first).
   qv::OutputMethod outputMethod_{0};
   PlaybackSession playback_;
+  DepthMapWindowEditor depthMapEditor_{this};  // where the conversion asks for a depth map
   bool exiting_ = false;
   FileChooser chooseFile_;
   SessionRunner runSession_;

@@ -97,6 +97,21 @@ TEST_F(Convert, StartAndFramesChooseTheRangeAndTheSoundFollows) {
   EXPECT_TRUE(test::SamePicture(*passed[1], *source[8]));
 }
 
+TEST_F(Convert, TwoDimensionalVideoIsConvertedAsRenderConvertsItWithItsRateInTheSummary) {
+  // Guessed 2D, so converted: every frame is the one render converts from the first frame on.
+  ASSERT_EQ(Run("convert " + In("flat_valley.mkv") + " -o " + Out("flat.mkv") + " --codec ffv1"), 0)
+      << Read("err.txt");
+  EXPECT_THAT(Read("out.txt"),
+              ::testing::MatchesRegex(".*flat.mkv: 10 frames in .* Put .* ms; conversion .* frames/s\n"));
+  const auto frames = Frames("flat.mkv", 320, 240);
+  ASSERT_EQ(frames.size(), 10u);
+  for (int n : {0, 1, 9}) {
+    const PictureRef expected = Render(In("flat_valley.mkv"), "--format 2d-to-3d --frame " + std::to_string(n));
+    ASSERT_NE(expected, nullptr);
+    EXPECT_TRUE(test::SamePicture(*frames[static_cast<size_t>(n)], *expected)) << "frame " << n;
+  }
+}
+
 TEST_F(Convert, AClipWithoutSoundGivesPicturesOnly) {
   // A limit past the end: every frame there is.
   ASSERT_EQ(Run("convert " + In("sbs_scene.mkv") + " -o " + Out("quiet.mkv") + " --frames 50"), 0)
@@ -123,7 +138,6 @@ TEST_F(Convert, RefusesWhatItCannotDoAndTellsWhy) {
       {"convert " + Out("nothing.mkv") + " -o " + Out("x.mkv"), "Unable to open AVI file."},
       {"convert " + In("empty.avi") + " -o " + Out("x.mkv") + " --format 5",
        "An error occurred in OpenVideo. "},
-      {convert + Out("x.mkv") + " --format 2d-to-3d", "2d-to-3d format"},
   };
   for (const auto& [arguments, reason] : refusals) ExpectRefusal(arguments, 1, reason);
   for (const char* usage : {"", " -o x.mkv --frames 0", " -o x.mkv --start -1",

@@ -64,11 +64,38 @@ TEST_F(Cli, RenderComposesTheFrameAsPlaybackWould) {
   EXPECT_TRUE(test::SamePicture(*passed[0], *sbs[2]));
 }
 
+TEST_F(Cli, RenderConvertsTwoDimensionalVideoWithItsDepthAndTheNineViewGrid) {
+  // The first frame of a conversion has a black right view: the red/green anaglyph has no blue
+  // and no green. Frame 9 is converted from frame 0 on and has them.
+  auto blueAndGreen = [](const Picture& p) {
+    int64_t sum = 0;
+    for (int y = 0; y < p.Height(); ++y) {
+      for (int x = 0; x < p.Width(); ++x) sum += PixelAt(p, x, y).b + PixelAt(p, x, y).g;
+    }
+    return sum;
+  };
+  PictureRef first = Render(In("flat_valley.mkv"), "--frame 0");
+  ASSERT_NE(first, nullptr);
+  EXPECT_EQ(blueAndGreen(*first), 0);
+  PictureRef later = Render(In("flat_valley.mkv"), "--frame 9 --depth-out " + Out("depth.bmp"));
+  ASSERT_NE(later, nullptr);
+  EXPECT_GT(blueAndGreen(*later), 0);
+  BitmapFile depth;
+  ASSERT_TRUE(depth.CreateFromFile(home_.File("depth.bmp")));
+  EXPECT_EQ(std::pair(depth.Width(), depth.Height()), std::pair(320, 240));
+  // The grid: the frame itself, scaled to a third, in the top left cell.
+  PictureRef grid = Render(In("flat_valley.mkv"), "--frame 3 --grid --format 2d-to-3d");
+  ASSERT_NE(grid, nullptr);
+  EXPECT_EQ(std::pair(grid->Width(), grid->Height()), std::pair(320, 240));
+  EXPECT_GT(blueAndGreen(*grid), 0);
+}
+
 TEST_F(Cli, RenderRefusesWhatItCannotDoAndTellsWhy) {
   const std::string sbs = "render " + In("sbs_scene.mkv") + " -o " + Out("x.png");
-  ExpectRefusal("render " + In("flat_valley.mkv") + " -o " + Out("x.png"), 1, "2d-to-3d format");
-  ExpectRefusal(sbs + " --format 4", 1);
+  ExpectRefusal(sbs + " --grid", 1, "does not look like 2D video");
+  ExpectRefusal(sbs + " --format parallel --depth-out " + Out("d.png"), 2, "--format 2d-to-3d");
   ExpectRefusal(sbs + " --frame 10", 1);
+  ExpectRefusal(sbs + " --format 4 --frame 10", 1, "past the end of the video");
   ExpectRefusal("render " + In("empty.avi") + " -o " + Out("x.png"), 1, "Unable to open AVI file.");
   ExpectRefusal("render " + In("empty.avi") + " -o " + Out("x.png") + " --format parallel", 1,
                 "An error occurred in OpenVideo. ");

@@ -1,4 +1,4 @@
-// The display settings dialog and the statistics list.
+// The display settings dialog, the statistics list and the depth map window.
 #include <gtest/gtest.h>
 
 #include <QComboBox>
@@ -7,8 +7,11 @@
 #include <QListWidget>
 #include <QPushButton>
 #include <QScrollBar>
+#include <QSpinBox>
+#include <QTest>
 
 #include "playback/SessionState.h"
+#include "shell/DepthMapWindow.h"
 #include "shell/DisplaySettingsDialog.h"
 #include "shell/StatisticsWindow.h"
 #include "shell/SettingsStore.h"
@@ -94,6 +97,38 @@ TEST(StatisticsWindow, ListsTheStageTimesAndTheConversionRateOnceThereIsOne) {
   state.ConvertFrameTime = -1.0f;
   statistics.LoadProfile();
   EXPECT_EQ(statistics.StatsList()->count(), 4);
+}
+
+TEST(DepthMapWindow, PaintsFillsAndLoadsDepthOfTheFramesSize) {
+  test::RecordingSink sink;
+  const auto picture = test::PatternPicture(80, 60);
+  auto depth = std::make_shared<Picture>();  // nothing yet: made black at the frame's size
+  DepthMapWindow window(*picture, *depth);
+  ASSERT_EQ(std::pair(depth->Width(), depth->Height()), std::pair(80, 60));
+
+  // A brush of 10 pixels at level 200: a disc of radius 5 around the point.
+  window.BrushSize()->setValue(10);
+  window.BrushLevel()->setValue(200);
+  window.PaintAt(40, 30);
+  EXPECT_EQ(test::PixelAt(*depth, 40, 30), test::Grey(200));
+  EXPECT_EQ(test::PixelAt(*depth, 44, 33), test::Grey(200));
+  EXPECT_EQ(test::PixelAt(*depth, 45, 34), test::Grey(0));
+  // A click on the canvas paints where it lands (the canvas shows the frame at its own size).
+  window.BrushLevel()->setValue(90);
+  QTest::mouseClick(window.Canvas(), Qt::LeftButton, {}, QPoint(10, 50));
+  EXPECT_EQ(test::PixelAt(*depth, 10, 50), test::Grey(90));
+
+  // A depth picture of another size is scaled to the frame; an unreadable one is refused.
+  test::TempDir dir;
+  QImage small(20, 10, QImage::Format_Grayscale8);
+  small.fill(77);
+  ASSERT_TRUE(small.save(QString::fromStdString(dir.File("depth.png"))));
+  EXPECT_TRUE(window.LoadDepthPicture(QString::fromStdString(dir.File("depth.png"))));
+  EXPECT_TRUE(test::SamePicture(*depth, *test::SolidPicture(80, 60, test::Grey(77))));
+  EXPECT_FALSE(window.LoadDepthPicture(QString::fromStdString(dir.File("missing.png"))));
+  EXPECT_EQ(sink.Texts().size(), 1u);
+  window.FillAll();
+  EXPECT_TRUE(test::SamePicture(*depth, *test::SolidPicture(80, 60, test::Grey(90))));
 }
 
 }  // namespace
