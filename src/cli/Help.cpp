@@ -15,27 +15,35 @@ namespace qv::cli {
 
 namespace {
 
+// The number of a mode as the command line writes it.
+template <typename Info>
+std::string NumberText(const Info& info) {
+  return std::to_string(static_cast<int>(info.number));
+}
+
 // "1..7" for a mode table numbered 1 to 7.
 template <typename Info>
 std::string NumberRange(std::span<const Info> table) {
-  const auto [low, high] = std::minmax_element(
-      table.begin(), table.end(), [](const Info& a, const Info& b) { return a.number < b.number; });
-  return std::to_string(low->number) + ".." + std::to_string(high->number);
+  const auto [low, high] =
+      std::minmax_element(table.begin(), table.end(), [](const Info& a, const Info& b) {
+        return static_cast<int>(a.number) < static_cast<int>(b.number);
+      });
+  return NumberText(*low) + ".." + NumberText(*high);
 }
 
 HelpPage MakeHelp() {
   std::vector<HelpValue> formats = {
       {"", "auto", "the guessed layout; 2D means conversion, as in the Format menu"}};
   for (const InputFormatInfo& f : kInputFormats) {
-    formats.push_back({std::to_string(f.number), std::string(f.name), std::string(f.description)});
+    formats.push_back({NumberText(f), std::string(f.name), std::string(f.description)});
   }
   std::vector<HelpValue> methods;
   for (const OutputMethodInfo& m : kOutputMethods) {
-    methods.push_back({std::to_string(m.number), std::string(m.name), std::string(m.description)});
+    methods.push_back({NumberText(m), std::string(m.name), std::string(m.description)});
   }
   std::vector<HelpValue> glasses;
   for (const GlassesTypeInfo& g : kGlassesTypes) {
-    glasses.push_back({std::to_string(g.number), "", std::string(g.caption)});
+    glasses.push_back({NumberText(g), "", std::string(g.caption)});
   }
   const std::vector<std::string> renderAndConvert = {"render", "convert"};
 
