@@ -67,7 +67,7 @@ class MeasuringSurface : public DisplaySurface {
     ++shown;
     const double heard = GraphPosition();
     if (heard >= 0.0)
-      maxGap = std::max(maxGap, std::abs(heard - gSession.CurrentFrame / kFrameRate));
+      maxGap = std::max(maxGap, std::abs(heard - session->CurrentFrame / kFrameRate));
     return ok;
   }
   void ResizeSurface(int32_t srcX, int32_t srcY) override {
@@ -77,6 +77,7 @@ class MeasuringSurface : public DisplaySurface {
 
   int shown = 0;
   double maxGap = 0.0;
+  const SessionState* session = nullptr;
 };
 
 void BM_ClipLength(benchmark::State& state) {
@@ -91,19 +92,20 @@ void BM_Play_Parallel720p30_Anaglyph(benchmark::State& state) {
   QtEventPump pump;
   SetScreenInfo(&screen);
   SetEventPump(&pump);
-  gTiming.PerfFrequency = gTiming.PerfTimer.Frequency();
   gDisplay.InterlaceViaOpenGL = true;
+  PlaybackSession playback;
   MeasuringSurface surface;
+  surface.session = &playback.State();
   SetDisplaySurface(SurfaceKind::Blit, &surface);
 
   int skipped = 0;
   for (auto _ : state) {
     PlaybackRequest request;
     request.FileName = request.AudioFile = clip.string();
-    request.InputFormat = 5;
-    request.OutputMethod = 3;
+    request.InputFormat = InputFormat::Parallel;
+    request.OutputMethod = OutputMethod::AnaglyphRedGreen;
     surface.shown = 0;
-    PlaySession(request);
+    playback.PlaySession(request);
     skipped += static_cast<int>(std::lround(kClipSeconds * kFrameRate)) - surface.shown;
   }
   state.counters["frames_skipped"] = skipped;

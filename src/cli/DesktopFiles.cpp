@@ -35,7 +35,7 @@ bool WriteSvgIcon(const std::string& path) {
   svg.setTitle(QStringLiteral("Quorvex"));
   QPainter painter;
   if (!painter.begin(&svg)) return false;
-  qv::DrawGlasses(painter, qv::kAppIconGlasses, kSize);
+  qv::DrawAppIcon(painter, kSize);
   return painter.end();
 }
 

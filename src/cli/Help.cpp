@@ -5,7 +5,9 @@
 #include <sstream>
 #include <string_view>
 
-#include "playback/Modes.h"
+#include "playback/GlassesTypes.h"
+#include "playback/OutputMethods.h"
+#include "stereo/InputFormats.h"
 
 #ifndef QUORVEX_VERSION
 #define QUORVEX_VERSION "0.0.0"
@@ -15,36 +17,38 @@ namespace qv::cli {
 
 namespace {
 
-// The number of a mode as the command line writes it.
-template <typename Info>
-std::string NumberText(const Info& info) {
-  return std::to_string(static_cast<int>(info.number));
-}
+// A mode table as the help lists it: every row's number, command-line name and text, and the
+// range of the numbers ("1..7").
+struct ModeList {
+  std::vector<HelpValue> values;
+  std::string range;
+};
 
-// "1..7" for a mode table numbered 1 to 7.
-template <typename Info>
-std::string NumberRange(std::span<const Info> table) {
-  const auto [low, high] =
-      std::minmax_element(table.begin(), table.end(), [](const Info& a, const Info& b) {
-        return static_cast<int>(a.number) < static_cast<int>(b.number);
-      });
-  return NumberText(*low) + ".." + NumberText(*high);
+// `key` is the row's enum member, `text` the member that explains it.
+template <typename Row, typename Enum>
+ModeList ListModes(std::span<const Row> table, Enum Row::*key, std::string_view Row::*text) {
+  ModeList list;
+  int low = 0, high = 0;
+  for (const Row& row : table) {
+    const int number = static_cast<int>(row.*key);
+    low = list.values.empty() ? number : std::min(low, number);
+    high = list.values.empty() ? number : std::max(high, number);
+    list.values.push_back({std::to_string(number), std::string(row.name), std::string(row.*text)});
+  }
+  list.range = std::to_string(low) + ".." + std::to_string(high);
+  return list;
 }
 
 HelpPage MakeHelp() {
-  std::vector<HelpValue> formats = {
+  const ModeList formats = ListModes<InputFormatInfo>(kInputFormats, &InputFormatInfo::format,
+                                                      &InputFormatInfo::description);
+  const ModeList methods = ListModes<OutputMethodInfo>(kOutputMethods, &OutputMethodInfo::method,
+                                                       &OutputMethodInfo::description);
+  const ModeList glasses =
+      ListModes<GlassesTypeInfo>(kGlassesTypes, &GlassesTypeInfo::type, &GlassesTypeInfo::caption);
+  std::vector<HelpValue> formatValues = {
       {"", "auto", "the guessed layout; 2D means conversion, as in the Format menu"}};
-  for (const InputFormatInfo& f : kInputFormats) {
-    formats.push_back({NumberText(f), std::string(f.name), std::string(f.description)});
-  }
-  std::vector<HelpValue> methods;
-  for (const OutputMethodInfo& m : kOutputMethods) {
-    methods.push_back({NumberText(m), std::string(m.name), std::string(m.description)});
-  }
-  std::vector<HelpValue> glasses;
-  for (const GlassesTypeInfo& g : kGlassesTypes) {
-    glasses.push_back({NumberText(g), "", std::string(g.caption)});
-  }
+  formatValues.insert(formatValues.end(), formats.values.begin(), formats.values.end());
   const std::vector<std::string> renderAndConvert = {"render", "convert"};
 
   HelpPage page;
@@ -74,21 +78,17 @@ HelpPage MakeHelp() {
        {},
        true},
       {{"--format"},
-       "auto|NAME|" + NumberRange<InputFormatInfo>(kInputFormats),
+       "auto|NAME|" + formats.range,
        "stereo layout of the input (default auto):",
        renderAndConvert,
-       formats},
-      {{"--method"},
-       "NAME|" + NumberRange<OutputMethodInfo>(kOutputMethods),
-       "output method:",
-       renderAndConvert,
-       methods},
+       formatValues},
+      {{"--method"}, "NAME|" + methods.range, "output method:", renderAndConvert, methods.values},
       {{"--glasses"},
-       NumberRange<GlassesTypeInfo>(kGlassesTypes),
+       "NAME|" + glasses.range,
        "choose the method from the glasses as Play does, as Full does with --fullscreen "
        "(default: the stored glasses type):",
        renderAndConvert,
-       glasses},
+       glasses.values},
       {{"--fullscreen"}, "", "the full-screen method of the glasses", renderAndConvert, {}},
       {{"--screen"}, "WxH", "full-screen size (default: the stored setting)", renderAndConvert, {}},
       {{"--vert-offset"},
@@ -131,7 +131,7 @@ HelpPage MakeHelp() {
       {"detect clip.mp4 --json", "print the guessed layout, frame count and size"},
       {"render clip.mp4 -o frame.png --format parallel --method anaglyph-red-green",
        "compose frame 0 of a side-by-side video as a red/cyan anaglyph"},
-      {"convert clip.mp4 -o anaglyph.mkv --glasses 5",
+      {"convert clip.mp4 -o anaglyph.mkv --glasses anaglyph-red-green",
        "turn the whole video into what the red/cyan glasses would show"},
       {"convert clip.mkv -o part.mp4 --start 250 --frames 100 --codec libx264",
        "100 frames from frame 250 as H.264, with the sound track"},

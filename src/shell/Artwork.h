@@ -33,9 +33,9 @@ void DrawGlasses(QPainter& painter, int glassesType, qreal size);
 // The icon of a glasses type.
 QIcon GlassesIcon(int glassesType, int size = 32);
 
-// The program's icon is the red/cyan glasses: the window icon, the picture on the empty main
-// window and the icons installed for the desktop are all drawn by DrawGlasses.
-inline constexpr int kAppIconGlasses = 5;
+// The program's icon, the red/cyan glasses: the window icon, the picture on the empty main window
+// and the icons installed for the desktop are all drawn here.
+void DrawAppIcon(QPainter& painter, qreal size);
 // The sizes the desktop's icon theme asks for, in pixels.
 inline constexpr int kAppIconSizes[] = {16, 22, 24, 32, 48, 64, 128, 256};
 QImage AppIconImage(int size);

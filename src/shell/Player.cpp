@@ -14,6 +14,7 @@
 #include "base/Seams.h"
 #include "display/QtSeams.h"
 #include "display/BlitSurface.h"
+#include "playback/SoundTrack.h"
 #include "playback/Surfaces.h"
 #include "shell/Artwork.h"
 #include "shell/DisplaySettingsModel.h"
@@ -136,6 +137,7 @@ int RunPlayer(int argc, char** argv, const std::string& file) {
     }
     status = QApplication::exec();
 
+    ReleaseSound();
     SetDisplaySurface(SurfaceKind::Blit, nullptr);
     TheBlitSurface().CloseDisplay();
     TheBlitSurface().SetTarget(nullptr);
