@@ -78,7 +78,8 @@ read -r shot width height <<<"$screenshot"
 file -b "$source_dir/data/screenshots/$shot" 2>/dev/null | grep -q "PNG image data, $width x $height," ||
   fail "the screenshot $shot is not a ${width}x$height picture in data/screenshots"
 
-# --- Manual page: renders without warnings, and names the commands and options of --help ---
+# --- Manual page: renders without warnings, and names the commands and options of --help and
+# of the commands whose own --help lists their operations (a section "IMAGE OPERATIONS") ---
 man_warnings=$(MANWIDTH=100 man --warnings -l "$man" 2>&1 >/dev/null) || fail "man -l fails"
 [ -z "$man_warnings" ] || fail "the manual page renders with warnings: $man_warnings"
 page=$(MANWIDTH=100 LC_ALL=C.UTF-8 man -l "$man" 2>/dev/null)
@@ -87,7 +88,12 @@ for section in NAME SYNOPSIS DESCRIPTION COMMANDS OPTIONS "EXIT STATUS" ENVIRONM
 done
 options() { grep -oE -- '(^|[] ,|[(])--?[a-z][a-z0-9-]*' | sed -E 's/^[] ,|[(]//' | sort -u; }
 commands() { grep -oE '^ *quorvex [a-z]+( |$)' | awk '{print $2}' | sort -u; }
-diff <(options <<<"$help") <(options <<<"$page") >"$root/options.diff" ||
+operation_commands=$(sed -n 's/^\([A-Z]*\) OPERATIONS$/\1/p' <<<"$page" | tr '[:upper:]' '[:lower:]')
+all_help=$help
+for command in $operation_commands; do
+  all_help+=$'\n'$("$quorvex" "$command" --help) || fail "quorvex $command --help fails"
+done
+diff <(options <<<"$all_help") <(options <<<"$page") >"$root/options.diff" ||
   fail "--help (<) and the manual page (>) list different options: $(cat "$root/options.diff")"
 diff <(commands <<<"$help") <(commands <<<"$page") >"$root/commands.diff" ||
   fail "--help (<) and the manual page (>) list different commands: $(cat "$root/commands.diff")"
@@ -105,6 +111,18 @@ value_names() {
 }
 mkdir "$root/files"
 touch "$root/files/clip.mkv"
+# A command's own --help lists "  OPERATION INPUTS  (member)", then its options "      --NAME ...".
+operations() { awk '/^Operations:/ { on = 1; next } on && /^  [a-z]/ { print $1 }' | sort -u; }
+operation_options() {
+  awk -v want="$1" '/^Operations:/ { on = 1; next } on && /^  [a-z]/ { op = $1 }
+    on && op == want && /^      --/ { print $1 }' | sort -u
+}
+for command in $operation_commands; do
+  # The first operation that has options of its own.
+  command_help=$("$quorvex" "$command" --help)
+  first_operation=$(awk '/^Operations:/ { on = 1; next } on && /^  [a-z]/ { op = $1 }
+    on && /^      --/ { print op; exit }' <<<"$command_help")
+done
 completions=$(cd "$root/files" && bash --norc --noprofile -c '
   source /usr/share/bash-completion/bash_completion
   source "$1"
@@ -121,7 +139,12 @@ completions=$(cd "$root/files" && bash --norc --noprofile -c '
   offers "quorvex render clip.mkv --method=anaglyph-" quorvex render clip.mkv --method = anaglyph-
   offers "quorvex convert clip.mkv --fr" quorvex convert clip.mkv --fr
   offers "quorvex convert clip.mkv -o cl" quorvex convert clip.mkv -o cl
-' bash "$completion" 2>&1) || fail "the completion does not load: $completions"
+  for command in $2; do
+    offers "quorvex $command " quorvex "$command" ""
+    offers "quorvex $command $3 clip.mkv --" quorvex "$command" "$3" clip.mkv --
+  done
+' bash "$completion" "$operation_commands" "${first_operation:=}" 2>&1) ||
+  fail "the completion does not load: $completions"
 expect_line() {
   local n=$1 expected=$2 got
   got=$(sed -n "${n}p" <<<"$completions")
@@ -132,6 +155,17 @@ expect_line 2 "$(value_names --format | tr '\n' ' ')" "of --format's values"
 expect_line 3 "$(value_names --method | grep '^anaglyph-' | tr '\n' ' ')" "of --method=anaglyph-"
 expect_line 4 "--frames " "of a convert option"
 expect_line 5 "clip.mkv " "of -o's file"
+line=6
+for command in $operation_commands; do
+  command_help=$("$quorvex" "$command" --help)
+  got=$(sed -n "${line}p" <<<"$completions" | tr ' ' '\n' | grep -v -e '^-' -e '^$' | sort -u)
+  [ "$got" = "$(operations <<<"$command_help")" ] ||
+    fail "completion of $command's operations: got '$(tr '\n' ' ' <<<"$got")'"
+  missing=$(comm -23 <(operation_options "$first_operation" <<<"$command_help") \
+    <(sed -n "$((line + 1))p" <<<"$completions" | tr ' ' '\n' | sort -u))
+  [ -z "$missing" ] || fail "completion of $command $first_operation's options lacks: $missing"
+  line=$((line + 2))
+done
 
 [ "$status" -eq 0 ] && echo "installed files check out"
 exit "$status"

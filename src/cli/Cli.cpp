@@ -9,6 +9,7 @@
 #include "cli/Commands.h"
 #include "cli/DemoClip.h"
 #include "cli/Help.h"
+#include "cli/ImageCommand.h"
 #include "shell/Player.h"
 
 #ifndef QUORVEX_VERSION
@@ -59,6 +60,7 @@ int Run(int argc, char** argv) {
   if (command == "detect") return RunDetect(rest);
   if (command == "render") return RunRender(rest);
   if (command == "convert") return RunConvert(rest);
+  if (command == "image") return RunImage(rest);
   if (NamesAFile(command)) {
     if (argc > 2) {
       std::cerr << "quorvex: the player opens one file\nTry 'quorvex --help'.\n";

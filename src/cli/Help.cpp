@@ -1,9 +1,14 @@
 #include "cli/Help.h"
 
 #include <algorithm>
+#include <cctype>
+#include <iomanip>
+#include <set>
 #include <span>
 #include <sstream>
 #include <string_view>
+
+#include "cli/ImageOperations.h"
 
 #include "playback/GlassesTypes.h"
 #include "playback/OutputMethods.h"
@@ -39,6 +44,31 @@ ModeList ListModes(std::span<const Row> table, Enum Row::*key, std::string_view 
   return list;
 }
 
+// The operations of `quorvex image` as its own --help lists them.
+std::vector<HelpOperation> ImageOperationsHelp() {
+  const auto number = [](double value) {
+    std::ostringstream text;
+    text << std::setprecision(12) << value;
+    return text.str();
+  };
+  std::vector<HelpOperation> operations;
+  for (const ImageOperation& op : ImageOperations()) {
+    HelpOperation operation{std::string(op.name),
+                            std::string(op.inputs),
+                            std::string(op.description) + " (" + std::string(op.member) + ")",
+                            {}};
+    for (const ImageArgument& a : op.arguments) {
+      operation.options.push_back({{"--" + std::string(a.name)},
+                                   number(a.min) + ".." + number(a.max),
+                                   std::string(a.help) + " (default " + number(a.fallback) + ")",
+                                   {"image"},
+                                   {}});
+    }
+    operations.push_back(std::move(operation));
+  }
+  return operations;
+}
+
 HelpPage MakeHelp() {
   const ModeList formats = ListModes<InputFormatInfo>(kInputFormats, &InputFormatInfo::format,
                                                       &InputFormatInfo::description);
@@ -65,6 +95,10 @@ HelpPage MakeHelp() {
       {"detect", "FILE [--json]", "report the guessed stereo layout of FILE"},
       {"render", "FILE -o OUT.bmp|OUT.png [options]", "compose one frame as playback would"},
       {"convert", "FILE -o OUT [options]", "compose a range of frames into a video file"},
+      {"image", "OPERATION IN... -o OUT.bmp|OUT.png [--ARGUMENT VALUE ...]",
+       "one operation of the image library on pictures ('quorvex image --help' lists the "
+       "operations)",
+       ImageOperationsHelp()},
       {"demo", "[OUT]", "write the demo clip (default quorvex-demo.mkv)"},
   };
   page.options = {
@@ -73,8 +107,8 @@ HelpPage MakeHelp() {
       {{"--json"}, "", "print one JSON object instead of text", {"detect"}, {}},
       {{"-o", "--output"},
        "OUT",
-       "the file to write: a .bmp or .png picture (render), a video file (convert)",
-       renderAndConvert,
+       "the file to write: a .bmp or .png picture (render, image), a video file (convert)",
+       {"render", "convert", "image"},
        {},
        true},
       {{"--format"},
@@ -104,6 +138,7 @@ HelpPage MakeHelp() {
        "video encoder, as FFmpeg names it (default: the usual one of OUT's container)",
        {"convert"},
        {}},
+      {{"-h", "--help"}, "", "list the operations and their arguments", {"image"}, {}},
   };
   page.exitStatus = {
       {"0", "done"},
@@ -272,27 +307,36 @@ std::string RoffSyntax(std::string_view syntax) {
   return out;
 }
 
-// A bash word list, quoted for the shell.
-std::string ShellWords(const std::vector<std::string>& words) {
+std::string Joined(const std::vector<std::string>& words, std::string_view separator) {
   std::string list;
   for (const std::string& word : words) {
-    if (!list.empty()) list += ' ';
+    if (!list.empty()) list += separator;
     list += word;
   }
+  return list;
+}
+
+// A bash word list, quoted for the shell.
+std::string ShellWords(const std::vector<std::string>& words) {
   std::string quoted = "'";
-  for (const char c : list) {
+  for (const char c : Joined(words, " ")) {
     quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
   }
   return quoted + "'";
 }
 
-std::string CasePattern(const std::vector<std::string>& words) {
-  std::string pattern;
-  for (const std::string& word : words) {
-    if (!pattern.empty()) pattern += '|';
-    pattern += word;
+std::vector<std::string> NamesOf(const std::vector<const HelpOption*>& options) {
+  std::vector<std::string> names;
+  for (const HelpOption* option : options) {
+    names.insert(names.end(), option->names.begin(), option->names.end());
   }
-  return pattern;
+  return names;
+}
+
+std::vector<std::string> NamesOf(const std::vector<HelpOption>& options) {
+  std::vector<const HelpOption*> pointers;
+  for (const HelpOption& option : options) pointers.push_back(&option);
+  return NamesOf(pointers);
 }
 
 }  // namespace
@@ -378,6 +422,21 @@ void PrintManPage(std::ostream& out, const std::string& manual) {
     out << ".SS \"Options of " << CommandList(group.front()->commands) << "\"\n";
     for (const HelpOption* o : group) printOption(*o);
   }
+  for (const HelpCommand& c : page.commands) {
+    if (c.operations.empty()) continue;
+    std::string heading = c.name + " operations";
+    std::transform(heading.begin(), heading.end(), heading.begin(),
+                   [](unsigned char ch) { return static_cast<char>(std::toupper(ch)); });
+    out << ".SH " << heading << "\n";
+    for (const HelpOperation& op : c.operations) {
+      out << ".TP\n\\fB" << Roff(op.name) << "\\fR " << RoffSyntax(op.arguments) << "\n"
+          << Roff(op.text) << "\n";
+      if (op.options.empty()) continue;
+      out << ".RS\n";
+      for (const HelpOption& o : op.options) printOption(o);
+      out << ".RE\n";
+    }
+  }
   const auto printItems = [&out](const char* heading, const std::vector<HelpItem>& items,
                                  const char* font) {
     out << ".SH " << heading << "\n";
@@ -402,60 +461,97 @@ void PrintBashCompletion(std::ostream& out) {
   for (const HelpCommand& c : page.commands) {
     if (!c.name.empty()) commands.push_back(c.name);
   }
-  std::vector<std::string> ownOptions;
-  for (const HelpOption* o : OptionsOf("")) {
-    ownOptions.insert(ownOptions.end(), o->names.begin(), o->names.end());
-  }
 
   out << "# bash completion for quorvex, written by the program from its help.\n"
          "_quorvex()\n{\n"
          "    local cur prev words cword split\n"
          "    _init_completion -s || return\n\n"
          "    case $prev in\n";
+  // What follows an option: a file, one of its values, or anything (nothing to offer). A name
+  // that two options share (the operations' own) is offered for the first.
+  std::set<std::string> seen;
   std::vector<std::string> freeValues;
-  for (const HelpOption& o : page.options) {
+  const auto addCase = [&](const HelpOption& o) {
+    std::vector<std::string> names;
+    for (const std::string& name : o.names) {
+      if (seen.insert(name).second) names.push_back(name);
+    }
+    if (names.empty() || o.argument.empty()) return;
     if (o.takesFile) {
-      out << "        " << CasePattern(o.names) << ")\n            _filedir\n            return\n"
+      out << "        " << Joined(names, "|") << ")\n            _filedir\n            return\n"
           << "            ;;\n";
     } else if (!o.values.empty()) {
       std::vector<std::string> words;
       for (const HelpValue& v : o.values) words.push_back(v.name.empty() ? v.number : v.name);
-      out << "        " << CasePattern(o.names) << ")\n"
+      out << "        " << Joined(names, "|") << ")\n"
           << "            COMPREPLY=($(compgen -W " << ShellWords(words) << " -- \"$cur\"))\n"
           << "            return\n            ;;\n";
-    } else if (!o.argument.empty()) {
-      freeValues.insert(freeValues.end(), o.names.begin(), o.names.end());
+    } else {
+      freeValues.insert(freeValues.end(), names.begin(), names.end());
+    }
+  };
+  for (const HelpOption& o : page.options) addCase(o);
+  for (const HelpCommand& c : page.commands) {
+    for (const HelpOperation& op : c.operations) {
+      for (const HelpOption& o : op.options) addCase(o);
     }
   }
   if (!freeValues.empty()) {
-    out << "        " << CasePattern(freeValues) << ")\n            return\n            ;;\n";
+    out << "        " << Joined(freeValues, "|") << ")\n            return\n            ;;\n";
   }
   out << "    esac\n"
          "    $split && return\n\n"
          "    if ((cword == 1)); then\n"
          "        if [[ $cur == -* ]]; then\n"
          "            COMPREPLY=($(compgen -W "
-      << ShellWords(ownOptions)
-      << " -- \"$cur\"))\n"
-         "        else\n"
+      << ShellWords(NamesOf(OptionsOf(""))) << " -- \"$cur\"))\n"
+      << "        else\n"
          "            COMPREPLY=($(compgen -W "
-      << ShellWords(commands)
-      << " -- \"$cur\"))\n"
-         "            _filedir\n"
+      << ShellWords(commands) << " -- \"$cur\"))\n"
+      << "            _filedir\n"
          "        fi\n"
          "        return\n"
-         "    fi\n\n"
+         "    fi\n\n";
+
+  // A command with operations takes the operation as its first word.
+  out << "    case ${words[1]} in\n";
+  for (const HelpCommand& c : page.commands) {
+    if (c.operations.empty()) continue;
+    std::vector<std::string> words;
+    for (const HelpOperation& op : c.operations) words.push_back(op.name);
+    for (const HelpOption* o : OptionsOf(c.name)) {  // before the operation: switches only
+      if (o->argument.empty()) words.insert(words.end(), o->names.begin(), o->names.end());
+    }
+    out << "        " << c.name << ")\n"
+        << "            if ((cword == 2)); then\n"
+        << "                COMPREPLY=($(compgen -W " << ShellWords(words) << " -- \"$cur\"))\n"
+        << "                return\n"
+        << "            fi\n"
+        << "            ;;\n";
+  }
+  out << "    esac\n\n"
          "    if [[ $cur == -* ]]; then\n"
          "        case ${words[1]} in\n";
-  for (const std::string& command : commands) {
-    std::vector<std::string> names;
-    for (const HelpOption* o : OptionsOf(command)) {
-      names.insert(names.end(), o->names.begin(), o->names.end());
+  for (const HelpCommand& c : page.commands) {
+    if (c.name.empty()) continue;
+    const std::vector<std::string> names = NamesOf(OptionsOf(c.name));
+    if (names.empty() && c.operations.empty()) continue;
+    out << "            " << c.name << ")\n";
+    if (c.operations.empty()) {
+      out << "                COMPREPLY=($(compgen -W " << ShellWords(names) << " -- \"$cur\"))\n";
+    } else {
+      out << "                local more=\n"
+             "                case ${words[2]} in\n";
+      for (const HelpOperation& op : c.operations) {
+        if (op.options.empty()) continue;
+        out << "                    " << op.name << ") more=" << ShellWords(NamesOf(op.options))
+            << " ;;\n";
+      }
+      out << "                esac\n"
+          << "                COMPREPLY=($(compgen -W \"" << Joined(names, " ")
+          << " $more\" -- \"$cur\"))\n";
     }
-    if (names.empty()) continue;
-    out << "            " << command << ")\n"
-        << "                COMPREPLY=($(compgen -W " << ShellWords(names) << " -- \"$cur\"))\n"
-        << "                ;;\n";
+    out << "                ;;\n";
   }
   out << "        esac\n"
          "        return\n"

@@ -9,12 +9,6 @@
 
 namespace qv::cli {
 
-struct HelpCommand {
-  std::string name;       // the word after `quorvex`; "" for the player itself
-  std::string arguments;  // "FILE [--json]"
-  std::string text;
-};
-
 // One value an option takes, listed under it.
 struct HelpValue {
   std::string number;  // "" when the value has no number
@@ -29,6 +23,22 @@ struct HelpOption {
   std::vector<std::string> commands;  // the commands that take it; none: the program's own
   std::vector<HelpValue> values;
   bool takesFile = false;  // the argument names a file
+};
+
+// The word after a command that chooses what it does (an operation of `quorvex image`), with
+// the options that only it takes.
+struct HelpOperation {
+  std::string name;
+  std::string arguments;  // "IN", "LEFT RIGHT"
+  std::string text;
+  std::vector<HelpOption> options;
+};
+
+struct HelpCommand {
+  std::string name;       // the word after `quorvex`; "" for the player itself
+  std::string arguments;  // "FILE [--json]"
+  std::string text;
+  std::vector<HelpOperation> operations = {};  // listed by the command's own --help
 };
 
 // A term and what it means: an exit status, a variable, a file, an example.
