@@ -2,16 +2,21 @@
 # make test  - install, build and run every test suite, then again with the sanitizers
 # make bench - build as make build does (the flags users get) and run the benchmarks against
 #              their baselines
+# make install [PREFIX=/usr/local] [DESTDIR=] - build, then install the program, its manual,
+#              manual page, desktop entry, icons and shell completion
+# make package - build with optimisation and make a Debian package of it (build-package/*.deb)
 JOBS ?= $(shell nproc)
 CMAKE_FLAGS ?=
+PREFIX ?= /usr/local
+DESTDIR ?=
 
-.PHONY: deps build run test test-plain test-asan test-fuzz bench format clean
+.PHONY: deps build run test test-plain test-asan test-fuzz bench install package format clean
 
 deps:
 	@scripts/install-deps.sh
 
 build: deps
-	cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo $(CMAKE_FLAGS)
+	cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo -DCMAKE_INSTALL_PREFIX="$(PREFIX)" $(CMAKE_FLAGS)
 	cmake --build build -j $(JOBS)
 
 run: build
@@ -41,8 +46,17 @@ bench: deps
 	cmake --build build-bench -j $(JOBS)
 	SDL_AUDIODRIVER=$${SDL_AUDIODRIVER:-dummy} scripts/with-display.sh ./build-bench/bench/quorvex_bench
 
+install: build
+	DESTDIR="$(DESTDIR)" cmake --install build --prefix "$(PREFIX)"
+
+package: deps
+	cmake -S . -B build-package -DCMAKE_BUILD_TYPE=Release -DQUORVEX_TESTS=OFF \
+	  -DCMAKE_INSTALL_PREFIX=/usr $(CMAKE_FLAGS)
+	cmake --build build-package -j $(JOBS)
+	cd build-package && cpack
+
 format:
 	git ls-files '*.cpp' '*.h' '*.inl' | xargs clang-format -i
 
 clean:
-	rm -rf build build-asan build-fuzz build-bench
+	rm -rf build build-asan build-fuzz build-bench build-package

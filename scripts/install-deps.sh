@@ -12,6 +12,8 @@ packages=(
   libsdl2-dev libxrandr-dev
   ffmpeg xvfb xauth x11-utils xdotool imagemagick fonts-dejavu-core
   libgl1-mesa-dri xdg-utils ccache
+  qt6-svg-dev dpkg-dev file desktop-file-utils appstream shared-mime-info man-db groff-base
+  bash-completion librsvg2-bin
 )
 
 missing=()

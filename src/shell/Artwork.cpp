@@ -146,7 +146,7 @@ void DrawWelcome(QPainter& p, const QRect& area, const QString& title, const QSt
   const int icon = std::clamp(std::min(area.width(), area.height()) / 3, 32, 128);
   const int textHeight = icon / 2;
   const int top = area.center().y() - (icon + textHeight) / 2;
-  p.drawPixmap(area.center().x() - icon / 2, top, GlassesIcon(5, icon).pixmap(icon, icon));
+  p.drawPixmap(area.center().x() - icon / 2, top, QPixmap::fromImage(AppIconImage(icon)));
 
   QFont titleFont = p.font();
   titleFont.setPixelSize(std::max(12, icon / 5));
@@ -169,10 +169,8 @@ void DrawWelcome(QPainter& p, const QRect& area, const QString& title, const QSt
   p.restore();
 }
 
-QIcon GlassesIcon(int glassesType, int size) {
-  QPixmap pixmap(size, size);
-  pixmap.fill(Qt::transparent);
-  QPainter p(&pixmap);
+void DrawGlasses(QPainter& p, int glassesType, qreal size) {
+  p.save();
   p.setRenderHint(QPainter::Antialiasing);
   const qreal s = size;
   const GlassesTypeInfo* type = FindGlassesType(glassesType);
@@ -198,7 +196,35 @@ QIcon GlassesIcon(int glassesType, int size) {
     p.setPen(QPen(QColor(20, 20, 24), s * 0.04));
     p.drawLine(QPointF(s * 0.2, s * 0.82), QPointF(s * 0.8, s * 0.82));
   }
+  p.restore();
+}
+
+QIcon GlassesIcon(int glassesType, int size) {
+  QPixmap pixmap(size, size);
+  pixmap.fill(Qt::transparent);
+  QPainter p(&pixmap);
+  DrawGlasses(p, glassesType, size);
+  p.end();
   return QIcon(pixmap);
+}
+
+void DrawAppIcon(QPainter& p, qreal size) {
+  DrawGlasses(p, NumberOf(GlassesType::AnaglyphRedGreen), size);
+}
+
+QImage AppIconImage(int size) {
+  QImage image(size, size, QImage::Format_ARGB32_Premultiplied);
+  image.fill(Qt::transparent);
+  QPainter p(&image);
+  DrawAppIcon(p, size);
+  p.end();
+  return image;
+}
+
+QIcon AppIcon() {
+  QIcon icon;
+  for (const int size : kAppIconSizes) icon.addPixmap(QPixmap::fromImage(AppIconImage(size)));
+  return icon;
 }
 
 }  // namespace qv

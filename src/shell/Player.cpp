@@ -28,6 +28,9 @@
 #ifndef QUORVEX_VERSION
 #define QUORVEX_VERSION "0.0.0"
 #endif
+#ifndef QUORVEX_APP_ID
+#define QUORVEX_APP_ID "quorvex"
+#endif
 
 namespace qv {
 
@@ -91,7 +94,9 @@ int RunPlayer(int argc, char** argv, const std::string& file) {
   qInstallMessageHandler(previous);
   QApplication::setApplicationName(kAppName);
   QApplication::setApplicationVersion(QUORVEX_VERSION);
-  QApplication::setWindowIcon(GlassesIcon(5, 64));
+  QApplication::setWindowIcon(AppIcon());
+  // Desktops match the windows to the installed desktop entry and icon by this name.
+  QGuiApplication::setDesktopFileName(QStringLiteral(QUORVEX_APP_ID));
   UseDarkLook(app);
 
   QtScreenInfo screen;
