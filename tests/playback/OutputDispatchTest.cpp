@@ -134,9 +134,8 @@ TEST_F(DisplayDispatch, EachMethodShowsItsPictureOnItsOwnSurface) {
     context_.Display.RefreshRate = 120;
     PlayOneFrame(request);
     EXPECT_TRUE(put_);
-    for (test::RecordingSurface* other : {&blit_, &openGL_, &directX_}) {
-      if (other != c.surface) EXPECT_TRUE(other->events.empty());
-    }
+    for (test::RecordingSurface* other : {&blit_, &openGL_, &directX_})
+      EXPECT_TRUE(other == c.surface || other->events.empty());
     ASSERT_THAT(c.surface->events, ElementsAre("open", ::testing::StartsWith("put"), "close"));
     const auto& opened = c.surface->opens[0];
     EXPECT_EQ(std::tuple(opened.fullscreen, opened.modeFlag, opened.useLineCode, opened.refreshRate),
@@ -179,16 +178,6 @@ TEST_F(DisplayDispatch, AMethodOutsideTheTableIsReportedByEveryDispatcher) {
                                          "Invalid output format.9", "Invalid output format.9",
                                          "Invalid output format.9", "Invalid output format.9"));
   EXPECT_TRUE(blit_.events.empty() && openGL_.events.empty() && directX_.events.empty());
-}
-
-TEST_F(DisplayDispatch, ASurfaceMissingFromTheProgramIsReportedOnceAndStopsThePlay) {
-  SetDisplaySurface(SurfaceKind::DirectX, nullptr);
-  PlaybackRequest request;
-  request.OutputMethod = OutputMethod::NvidiaStereo;
-  PlayOneFrame(request);
-  EXPECT_FALSE(put_);
-  EXPECT_THAT(sink_.Texts(),
-              ElementsAre("The NVidia stereo display is not available in this version of Quorvex."));
 }
 
 }  // namespace
