@@ -25,10 +25,8 @@ std::string ScriptFor(const std::string& video) {
 // Points the per-user data folder at a temporary folder for the test's duration.
 class ScriptFolder : public ::testing::Test {
  protected:
-  void SetUp() override { setenv("XDG_DATA_HOME", temp_.Path().c_str(), 1); }
-  void TearDown() override { unsetenv("XDG_DATA_HOME"); }
-
   test::TempDir temp_;
+  test::ScopedEnv dataHome_{"XDG_DATA_HOME", temp_.Path().string()};
   const std::string folder_ = (temp_.Path() / "Quorvex").string();
   test::RecordingSink sink_;
 };
