@@ -41,8 +41,6 @@ INSTANTIATE_TEST_SUITE_P(
         Guess{"sbs_scene.mkv", InputFormat::Parallel, 10}, Guess{"sbs_valley.mkv", InputFormat::Parallel, 10},
         Guess{"ab_scene.mkv", InputFormat::AboveBelow, 10}, Guess{"ab_valley.mkv", InputFormat::AboveBelow, 10},
         // views stacked 5 % of their height out of line, either way
-        Guess{"ab_raised.mkv", InputFormat::AboveBelow, 10},
-        Guess{"ab_lowered.mkv", InputFormat::AboveBelow, 10},
         Guess{"ab_noise_raised.mkv", InputFormat::AboveBelow, 10},
         Guess{"ab_noise_lowered.mkv", InputFormat::AboveBelow, 10}, Guess{"flat_valley.mkv", InputFormat::Plain2D, 10},
         Guess{"flat_cells.mkv", InputFormat::Plain2D, 10},
