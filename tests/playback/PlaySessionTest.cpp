@@ -132,13 +132,9 @@ bool SteppingClock(int64_t& count) {
   count = gFakeNanoseconds += 1000000;
   return true;
 }
-bool Nanoseconds(int64_t& frequency) {
-  frequency = 1000000000;
-  return true;
-}
 
 TEST_F(Session, StageTimesAreSmoothedOverAboutThirtyFrames) {
-  Timing timing{HighResTimer(SteppingClock, Nanoseconds), 1e9};
+  Timing timing = test::NanosecondTiming(SteppingClock);
   playback_ = std::make_unique<PlaybackSession>(timing);
   Reset();
   playback_->Context().Session.StageTimes = {0.25f, 0.0f, 0.0f, 0.0f};

@@ -39,10 +39,6 @@ bool ReadFakeNanoseconds(int64_t& count) {
   count = std::llround(gPerfClock->now * 1e9);
   return true;
 }
-bool Nanoseconds(int64_t& f) {
-  f = 1000000000;
-  return true;
-}
 
 PlaybackRequest Request(int16_t source, const std::string& file, double frameRate,
                         int32_t startOffset) {
@@ -232,7 +228,7 @@ TEST_F(Sound, ClockPacesASilentSession) {
   SimulatedTime time(clock_, device_);
   time.step = 0.001;
   gPerfClock = &clock_;
-  Timing timing{HighResTimer(ReadFakeNanoseconds, Nanoseconds), 1e9};
+  Timing timing = test::NanosecondTiming(ReadFakeNanoseconds);
   PlaybackContext context(timing);
   PlaybackRequest request = Request(3, File("silent.mkv"), 25.0, 0);
   EXPECT_FALSE(StartAudio(request));  // no sound: the session falls back to the clock
