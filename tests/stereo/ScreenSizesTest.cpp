@@ -38,8 +38,7 @@ TEST(ScreenModes, FitToScreenLetterboxesAndKeepsSizesEven) {
 TEST(ScreenModes, CurrentScreenSizeComesFromTheScreenSeam) {
   FixedScreen screen(1280, 1024, 15.0, 12.0);
   SetScreenInfo(&screen);
-  EXPECT_EQ(CurrentScreenWidth(), 1280);
-  EXPECT_EQ(CurrentScreenHeight(), 1024);
+  EXPECT_EQ(std::pair(CurrentScreenWidth(), CurrentScreenHeight()), std::pair(1280, 1024));
   FixedScreen broken(1280, 0, 0.0, 15.0);
   SetScreenInfo(&broken);
   EXPECT_THROW(CurrentScreenWidth(), AppError);
