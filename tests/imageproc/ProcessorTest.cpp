@@ -249,9 +249,7 @@ TEST_F(Processor, VertGradIsWhiteWhereEveryChannelStandsApartFromItsNeighboursJu
 }
 
 TEST_F(Processor, FindCropRegionScansTheLinesOnePixelInsideEachEdge) {
-  test::RecordingSink sink;
-  FixedScreen screen(1024, 768, 15.0, 15.0);
-  SetScreenInfo(&screen);
+  test::RecordingSink sink;  // the default screen has 15 twips a pixel
   const int W = 20, H = 16;
   // Content (grey) in columns 1 ... 12 and memory rows 1 ... 9; border dark blue elsewhere.
   const PictureRef picture = MakePicture(W, H, [&](int x, int top) {
@@ -286,7 +284,6 @@ TEST_F(Processor, FindCropRegionScansTheLinesOnePixelInsideEachEdge) {
   EXPECT_THROW(p.FindCropRegion(*framed, left, right, top, bottom, 40 * 15, 0), AppError);
   sink.answers.push_back(std::string("3e10"));
   EXPECT_THROW(p.FindCropRegion(*framed, left, right, top, bottom, 0, 0), AppError);
-  SetScreenInfo(nullptr);
 }
 
 }  // namespace

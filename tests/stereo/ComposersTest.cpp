@@ -226,8 +226,8 @@ TEST_F(Composers, InterlaceFullScreenScalesToTheScreen) {
   // Otherwise the current screen: 4 x 6 halves them, taking view rows 0, 4 and 8. The narrowing
   // resample then takes columns 0, 1, 3, 5 and memory rows 0, 0, 1, 2, 3, 4 (Floor(m x 5 / 6)).
   display.InterlaceViaOpenGL = false;
-  FixedScreen small(4, 6);
-  SetScreenInfo(&small);
+  FixedScreen small(4, 6), none(0, 0);
+  test::Installed<ScreenInfo> screen(SetScreenInfo, &small);
   SaveInterlace(frames, display, true);
   const int columns[] = {0, 1, 3, 5};
   const int rows[] = {0, 0, 1, 2, 3, 4};
@@ -238,14 +238,12 @@ TEST_F(Composers, InterlaceFullScreenScalesToTheScreen) {
                           })));
 
   // A screen of 0 x 0 gives no frame; views without pixels report the two divisions.
-  FixedScreen none(0, 0);
   SetScreenInfo(&none);
   SaveInterlace(frames, display, true);
   EXPECT_EQ(Output().Width(), 0);
   EXPECT_TRUE(messages.messages.empty());
   SetViews(std::make_shared<Picture>(), std::make_shared<Picture>());
   SaveInterlace(frames, display, true);
-  SetScreenInfo(nullptr);
   const std::string divided = "An error occurred in SaveInterlace. Attempting to continue. ";
   EXPECT_EQ(messages.Texts(), std::vector<std::string>(2, divided + "Division by zero"));
 }

@@ -93,6 +93,17 @@ class ScopedEnv {
   std::optional<std::string> old_;
 };
 
+// Installs a seam's object (SetScreenInfo, SetEventPump, ...) for its lifetime, then the default.
+template <typename T>
+class Installed {
+ public:
+  Installed(void (*install)(T*), T* object) : install_(install) { install_(object); }
+  ~Installed() { install_(nullptr); }
+
+ private:
+  void (*install_)(T*);
+};
+
 inline std::string ReadFile(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
   return std::string(std::istreambuf_iterator<char>(in), {});
