@@ -15,16 +15,14 @@ int32_t ErrorNumberOf(const std::function<void()>& f) {
 }
 
 TEST(Numbers, RoundsHalvesToEven) {
-  EXPECT_EQ(RoundHalfEven(2.5), 2);
-  EXPECT_EQ(RoundHalfEven(3.5), 4);
-  EXPECT_EQ(RoundHalfEven(-2.5), -2);
-  EXPECT_EQ(RoundHalfEven(-3.5), -4);
-  EXPECT_EQ(RoundHalfEven(0.49999999), 0);
-  EXPECT_EQ(RoundHalfEven(180.285), 180);
-  EXPECT_EQ(ToInt32Checked(641 / 2.0), 320);
-  EXPECT_EQ(ToInt32Checked(643 / 2.0), 322);
-  EXPECT_EQ(Floor(-0.5), -1);
-  EXPECT_EQ(Floor(2.999), 2);
+  const std::pair<double, int> cases[] = {{2.5, 2},        {3.5, 4},       {-2.5, -2},
+                                          {-3.5, -4},      {0.49999999, 0}, {180.285, 180},
+                                          {641 / 2.0, 320}, {643 / 2.0, 322}};
+  for (const auto& [value, rounded] : cases) {
+    EXPECT_EQ(RoundHalfEven(value), rounded) << value;
+    EXPECT_EQ(ToInt32Checked(value), rounded) << value;
+  }
+  EXPECT_EQ(std::pair(Floor(-0.5), Floor(2.999)), std::pair(-1.0, 2.0));
 }
 
 TEST(Numbers, ByteConversionRaisesOverflowOutsideTheByteRange) {
@@ -45,23 +43,18 @@ TEST(Numbers, CheckedAddStopsPastTheSigned32BitRange) {
 }
 
 TEST(Numbers, ValTakesTheLeadingNumber) {
-  EXPECT_EQ(LeadingNumber("32 bit"), 32);
-  EXPECT_EQ(LeadingNumber("640 "), 640);
-  EXPECT_EQ(LeadingNumber("x480"), 0);
-  EXPECT_EQ(LeadingNumber("  -4.5x"), -4.5);
-  EXPECT_EQ(LeadingNumber(""), 0);
-  EXPECT_EQ(LeadingNumber("1e3"), 1000);
-  EXPECT_EQ(LeadingNumber("."), 0);
+  for (const auto& [text, number] : {std::pair{"32 bit", 32.0}, {"640 ", 640.0}, {"x480", 0.0},
+                                     {"  -4.5x", -4.5}, {"", 0.0}, {"1e3", 1000.0}, {".", 0.0}})
+    EXPECT_EQ(LeadingNumber(text), number) << text;
 }
 
 TEST(Numbers, WholeTextToIntegerFollowsTheConversionRules) {
-  EXPECT_EQ(ToInt16FromText(" 7 "), 7);
-  EXPECT_EQ(ToInt16FromText("4.5"), 4);
-  EXPECT_EQ(ToInt16FromText("5.5"), 6);
-  EXPECT_EQ(ErrorNumberOf([] { ToInt16FromText("abc"); }), err::kTypeMismatch);
-  EXPECT_EQ(ErrorNumberOf([] { ToInt16FromText("5 glasses"); }), err::kTypeMismatch);
-  EXPECT_EQ(ErrorNumberOf([] { ToInt16FromText(""); }), err::kTypeMismatch);
-  EXPECT_EQ(ErrorNumberOf([] { ToInt16FromText("99999"); }), err::kOverflow);
+  EXPECT_EQ(std::tuple(ToInt16FromText(" 7 "), ToInt16FromText("4.5"), ToInt16FromText("5.5")),
+            std::tuple(7, 4, 6));
+  for (const auto& [text, error] :
+       {std::pair{"abc", err::kTypeMismatch}, {"5 glasses", err::kTypeMismatch},
+        {"", err::kTypeMismatch}, {"99999", err::kOverflow}})
+    EXPECT_EQ(ErrorNumberOf([&] { ToInt16FromText(text); }), error) << text;
 }
 
 TEST(Errors, SystemErrorsKeepTheirTextAndCommonNumbers) {

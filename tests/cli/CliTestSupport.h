@@ -6,8 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <string>
 
 #include <sys/wait.h>
@@ -36,12 +34,7 @@ class Cli : public ::testing::Test {
   int Ffmpeg(const std::string& arguments) {
     return std::system(("ffmpeg -nostdin -hide_banner -loglevel error -y " + arguments).c_str());
   }
-  std::string Read(const std::string& name) {
-    std::ifstream in(home_.File(name), std::ios::binary);
-    std::ostringstream s;
-    s << in.rdbuf();
-    return s.str();
-  }
+  std::string Read(const std::string& name) { return ReadFile(home_.File(name)); }
   // `quorvex render` of one frame of `input` (a quoted path) with the options; null on failure.
   PictureRef Render(const std::string& input, const std::string& options) {
     if (Run("render " + input + " -o " + Out("frame.bmp") + " " + options) != 0) {

@@ -125,13 +125,12 @@ TEST_F(Convert, AClipWithoutSoundGivesPicturesOnly) {
   EXPECT_EQ(Frames("quiet.mkv", 160, 120).size(), 10u);
 }
 
+// The writer's own refusals are checked with the writer; one shows that convert passes them on.
 TEST_F(Convert, RefusesWhatItCannotDoAndTellsWhy) {
   const std::string in = Out("sound.mkv"), convert = "convert " + in + " -o ";
   const std::pair<std::string, const char*> refusals[] = {
       {convert + "'" + home_.File("missing/x.mkv") + "'",
        "The video file could not be written: cannot create"},
-      {convert + Out("x.unknownext"), "no known video file format"},
-      {convert + Out("x.mkv") + " --codec nosuchcodec", "unknown video encoder 'nosuchcodec'"},
       {convert + in, "is the input file"},
       {convert + Out("x.mkv") + " --start 10",
        "--start 10 is past the end of the video (10 frames)"},

@@ -2,8 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 
 #include "cli/DemoClip.h"
 #include "support/TestSupport.h"
@@ -22,8 +20,7 @@ TEST(DemoClip, IsASideBySidePairWithSound) {
                          path + "' >'" + probeFile + "'")
                             .c_str()),
             0);
-  std::ifstream in(probeFile);
-  const std::string probe((std::istreambuf_iterator<char>(in)), {});
+  const std::string probe = test::ReadFile(probeFile);
   EXPECT_NE(probe.find("video,128,48,10"), std::string::npos) << probe;
   EXPECT_NE(probe.find("audio"), std::string::npos) << probe;
 }

@@ -10,6 +10,7 @@
 #include "display/WindowImage.h"
 #include "display/BlitSurface.h"
 #include "playback/DisplayEvents.h"
+#include "playback/LineCodes.h"
 #include "playback/SessionState.h"
 #include "support/TestSupport.h"
 
@@ -22,17 +23,12 @@ using test::PixelAt;
 using test::SamePicture;
 using namespace std::chrono_literals;
 
-constexpr Bgr kBlack{0, 0, 0}, kWhite{255, 255, 255}, kRed{0, 0, 255}, kGreen{0, 255, 0};
-constexpr Bgr kYellow{0, 255, 255};
-const std::vector<Bgr> kInterlaceCode = {kRed,    kRed,    kGreen,  kGreen, kYellow,
-                                         kYellow, kYellow, kYellow, kRed,   kRed};
-const std::vector<Bgr> kOffCode = {kRed,    kRed,    kGreen,  kGreen, kYellow,
-                                   kYellow, kYellow, kYellow, kBlack, kBlack};
+constexpr Bgr kBlack{0, 0, 0}, kWhite{255, 255, 255}, kGreen{0, 255, 0};
 
-// width x height, one colour a row from the top as listed, then `below`.
-PictureRef Rows(int32_t width, int32_t height, const std::vector<Bgr>& rows, Bgr below = kBlack) {
+// A width x height screen with the rows of a line code across its top and `below` under them.
+PictureRef Coded(int32_t width, int32_t height, const Picture& code, Bgr below = kBlack) {
   return MakePicture(width, height, [&](int, int y) {
-    return y < static_cast<int>(rows.size()) ? rows[static_cast<size_t>(y)] : below;
+    return y < code.Height() ? PixelAt(code, 0, y) : below;
   });
 }
 
@@ -235,14 +231,14 @@ TEST_F(BlitSurfaceTest, ClicksKeysAndFocusLossReachTheCallbacks) {
 
 TEST_F(BlitSurfaceTest, LineCodesAreShownAcrossTheScreenWhileOpeningAndClosing) {
   UseScreen(64, 32);
-  const PictureRef start = Rows(9, 10, kInterlaceCode);
-  const PictureRef end = Rows(10, 10, kOffCode);
+  const PictureRef start = CreateLineCode(LineCode::EDInterlace);
+  const PictureRef end = CreateLineCode(LineCode::EDOff), endCopy = end->CopyOf();
   PictureRef duringOpen, duringClose;
   QTimer::singleShot(0, [&] { duringOpen = Shown(); });
   ASSERT_TRUE(surface.OpenDisplay(true, 32, 16, true, true, start, end));
   ASSERT_TRUE(duringOpen);
-  EXPECT_TRUE(SamePicture(*duringOpen, *Rows(64, 32, kInterlaceCode)));
-  EXPECT_TRUE(SamePicture(*Shown(), *Rows(64, 32, {})));  // cleared afterwards
+  EXPECT_TRUE(SamePicture(*duringOpen, *Coded(64, 32, *start)));
+  EXPECT_TRUE(SamePicture(*Shown(), *test::SolidPicture(64, 32, kBlack)));  // cleared afterwards
 
   // The end code is drawn over the last frame; the surface keeps its own copy of it.
   surface.PutImage(*test::SolidPicture(32, 16, kGreen), true, false);
@@ -250,7 +246,7 @@ TEST_F(BlitSurfaceTest, LineCodesAreShownAcrossTheScreenWhileOpeningAndClosing) 
   QTimer::singleShot(0, [&] { duringClose = Shown(); });
   EXPECT_TRUE(surface.CloseDisplay());
   ASSERT_TRUE(duringClose);
-  EXPECT_TRUE(SamePicture(*duringClose, *Rows(64, 32, kOffCode, kGreen)));
+  EXPECT_TRUE(SamePicture(*duringClose, *Coded(64, 32, *endCopy, kGreen)));
   EXPECT_EQ(surface.PictureWidget(), nullptr);
 
   // Without line codes nothing waits: no window messages are processed at all.
@@ -262,7 +258,7 @@ TEST_F(BlitSurfaceTest, LineCodesAreShownAcrossTheScreenWhileOpeningAndClosing) 
 
 TEST_F(BlitSurfaceTest, TheLineCodeStaysForOneSecondInRealTime) {
   BlitSurface::SetLineCodeDuration(1000ms);
-  const PictureRef code = Rows(9, 10, kInterlaceCode);
+  const PictureRef code = CreateLineCode(LineCode::EDInterlace);
   const auto begin = std::chrono::steady_clock::now();
   ASSERT_TRUE(surface.OpenDisplay(true, 32, 16, true, true, code, code));
   const auto took = std::chrono::steady_clock::now() - begin;

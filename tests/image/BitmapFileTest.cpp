@@ -32,20 +32,16 @@ std::string Bmp(const Picture& picture) {
   return test::ReadFile(dir.File("p.bmp"));
 }
 
-TEST(PackedDib, BecomesAPictureByteForByte) {
+TEST(PackedDib, BecomesAPictureByteForByteOrIsRefusedWhenEmptyOrInconsistent) {
+  test::RecordingSink sink;
   std::vector<uint8_t> pixels(16);
   for (int i = 0; i < 16; ++i) pixels[i] = static_cast<uint8_t>(10 + i);
   BitmapFile dib;
-  Picture section;
-  ASSERT_TRUE(
-      dib.CreateDIBSectionFromPackedDIBPointer(Packed(2, 2, 24, 16, pixels).data(), section));
-  EXPECT_EQ(section.Width(), 2);
-  EXPECT_TRUE(std::equal(pixels.begin(), pixels.end(), section.Bits()));
-}
+  Picture made;
+  ASSERT_TRUE(dib.CreateDIBSectionFromPackedDIBPointer(Packed(2, 2, 24, 16, pixels).data(), made));
+  EXPECT_EQ(made.Width(), 2);
+  EXPECT_TRUE(std::equal(pixels.begin(), pixels.end(), made.Bits()));
 
-TEST(PackedDib, RefusesEmptyAndInconsistentFrames) {
-  test::RecordingSink sink;
-  BitmapFile dib;
   auto section = test::SolidPicture(3, 3, {9, 9, 9});
   EXPECT_FALSE(dib.CreateDIBSectionFromPackedDIBPointer(Packed(2, 2, 24, 0, {}).data(), *section));
   EXPECT_EQ(section->Width(), 3);  // left as it was
@@ -78,10 +74,8 @@ TEST(PackedDib, CopiesSwapsAndDeinterleaves) {
   EXPECT_EQ(
       std::string(dib.PointerToBits(), dib.PointerToBits() + 48),
       std::string(12, 'A') + std::string(12, 'C') + std::string(12, 'B') + std::string(12, 'D'));
-  EXPECT_EQ(dib.FileType(), 0x4D42);
-  EXPECT_EQ(dib.BitOffset(), 54);
-  EXPECT_EQ(dib.SizeFileHeader(), 54 + 48);
-  EXPECT_EQ(dib.SizeBitmapInfo(), 40);
+  EXPECT_EQ(std::tuple(dib.FileType(), dib.BitOffset(), dib.SizeFileHeader(), dib.SizeBitmapInfo()),
+            std::tuple(0x4D42, 54, 54 + 48, 40));
 
   ASSERT_TRUE(dib.CreateRGBFromPackedDIBPointer(Packed(1, 1, 24, 4, {1, 2, 3, 4}).data(), false));
   EXPECT_EQ(std::vector<uint8_t>(dib.PointerToBits(), dib.PointerToBits() + 4),
@@ -95,10 +89,8 @@ TEST(BmpFile, RoundTripsThroughSavePictureAndWriteToFile) {
   ASSERT_TRUE(picture->SavePicture(dir.File("a.bmp")));
   BitmapFile dib;
   ASSERT_TRUE(dib.CreateFromFile(dir.File("a.bmp")));
-  EXPECT_EQ(dib.Width(), 5);
-  EXPECT_EQ(dib.Height(), 3);
-  EXPECT_EQ(dib.BitCount(), 24);
-  EXPECT_EQ(dib.SizeImage(), 48);
+  EXPECT_EQ(std::tuple(dib.Width(), dib.Height(), dib.BitCount(), dib.SizeImage()),
+            std::tuple(5, 3, 24, 48));
   Picture copy;
   ASSERT_TRUE(copy.Create(5, 3));
   dib.CopyToSection(copy);
@@ -122,9 +114,8 @@ TEST(BmpFile, ReportsMissingForeignAndDamagedFiles) {
   BitmapFile dib;
   EXPECT_FALSE(dib.CreateFromFile(dir.File("none.bmp")));
   ASSERT_EQ(sink.messages.size(), 1u);
-  EXPECT_EQ(sink.messages[0].text, "File does not exist:\n" + dir.File("none.bmp"));
-  EXPECT_EQ(sink.messages[0].style, msg::kCritical);
-  EXPECT_EQ(sink.messages[0].title, "Quorvex");
+  EXPECT_EQ(std::tuple(sink.messages[0].text, sink.messages[0].style, sink.messages[0].title),
+            std::tuple("File does not exist:\n" + dir.File("none.bmp"), msg::kCritical, "Quorvex"));
 
   const std::string good = Bmp(*test::PatternPicture(5, 3));
   std::string huge = good, offset = good;
@@ -145,8 +136,8 @@ TEST(BmpFile, ReportsMissingForeignAndDamagedFiles) {
     sink.messages.clear();
     EXPECT_FALSE(dib.CreateFromFile(file));
     ASSERT_EQ(sink.messages.size(), 1u);
-    EXPECT_EQ(sink.messages[0].text, cases[i].second + file);
-    EXPECT_EQ(sink.messages[0].style, msg::kInformation);
+    EXPECT_EQ(std::pair(sink.messages[0].text, sink.messages[0].style),
+              std::pair(cases[i].second + file, msg::kInformation));
   }
   EXPECT_FALSE(dib.CreateFromFile(dir.Path().string()));  // a folder
   EXPECT_EQ(sink.messages.size(), 2u);
@@ -159,9 +150,7 @@ TEST(BmpFile, PicarrayBecomesAPaddedBitmapOfTheLowBytes) {
   for (int i = 0; i < 6; ++i) shared(i, 0) = values[i];
   BitmapFile dib;
   dib.CreateFromPicarray(shared);
-  EXPECT_EQ(dib.Width(), 2);
-  EXPECT_EQ(dib.Height(), 1);
-  EXPECT_EQ(dib.SizeImage(), 8);
+  EXPECT_EQ(std::tuple(dib.Width(), dib.Height(), dib.SizeImage()), std::tuple(2, 1, 8));
   EXPECT_EQ(std::vector<uint8_t>(dib.PointerToBits(), dib.PointerToBits() + 8),
             (std::vector<uint8_t>{1, 2, 3, 4, 5, 255, 0, 0}));
 }

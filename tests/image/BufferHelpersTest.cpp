@@ -1,5 +1,5 @@
-// The buffer helpers: copying, cropping and resampling through references, the smaller of the two
-// views, and rows sorted even before odd.
+// The buffer helpers: copying, cropping and resampling through references, and rows sorted even
+// before odd. (The smaller of two views' sizes is checked with the side-by-side composer.)
 #include <gtest/gtest.h>
 
 #include "image/BufferHelpers.h"
@@ -42,15 +42,6 @@ TEST(BufferHelpers, CropAndResampleReplaceTheReference) {
   ResampleDIB(buffer, 8, 8, false);
   EXPECT_EQ(buffer->Width(), 8);
   EXPECT_EQ(holder->Bits(), nullptr);  // the old picture is always emptied
-}
-
-TEST(BufferHelpers, MinViewSizesTakeTheSmallerOfTheTwoViews) {
-  std::array<PictureRef, 2> views = {test::SolidPicture(640, 10, {}), test::SolidPicture(642, 8, {})};
-  EXPECT_EQ(MinViewWidth(views), 640);
-  EXPECT_EQ(MinViewHeight(views), 8);
-  views = {nullptr, test::SolidPicture(7, 3, {})};
-  EXPECT_EQ(MinViewWidth(views), 0);  // an empty view is created on demand
-  EXPECT_NE(views[0], nullptr);
 }
 
 TEST(BufferHelpers, DeinterleaveRowsSortsEvenRowsBeforeOddRows) {

@@ -115,20 +115,18 @@ TEST_F(Processor, FilterSetUpValidatesWithTheClassErrors) {
 
   p.FilterArraySize(1);
   p.Filtertype(5);
-  EXPECT_EQ(p.FilterWeight(), 1416);
-  EXPECT_EQ(p.FilterValue(0, 0), 100);
-  EXPECT_EQ(p.FilterValue(-2, 1), 45);
-  p.Filtertype(4);
-  EXPECT_EQ(p.FilterWeight(), 44);
-  p.Filtertype(6);
-  EXPECT_EQ(p.FilterWeight(), 7);
+  EXPECT_EQ(std::tuple(p.FilterWeight(), p.FilterValue(0, 0), p.FilterValue(-2, 1)),
+            std::tuple(1416, 100, 45));
+  for (const auto& [type, weight] : {std::pair{4, 44}, {6, 7}}) {
+    p.Filtertype(type);
+    EXPECT_EQ(p.FilterWeight(), weight) << type;
+  }
 
   p.FilterArraySize(3);
   p.FilterValue(1, -1, 42);
   p.FilterWeight(3);
   p.Filtertype(14);  // leaves a kernel set by hand
-  EXPECT_EQ(p.FilterValue(1, -1), 42);
-  EXPECT_EQ(p.FilterWeight(), 3);
+  EXPECT_EQ(std::pair(p.FilterValue(1, -1), p.FilterWeight()), std::pair(42, 3));
   EXPECT_EQ(ErrorOf([&] { p.FilterValue(2, 0); }).Number(), err::kSubscriptOutOfRange);
 }
 
@@ -194,9 +192,7 @@ TEST_F(Processor, BrightnessDividesByThreeTimesWidthLessOneTimesHeightLessOne) {
 
   double r = -1, g = -1, b = -1;
   p.AssessRGB(*SolidPicture(3, 3, {0, 0, 255}), r, g, b);
-  EXPECT_DOUBLE_EQ(r, 191.25);
-  EXPECT_EQ(g, 0.0);
-  EXPECT_EQ(b, 0.0);
+  EXPECT_EQ(std::tuple(r, g, b), std::tuple(191.25, 0.0, 0.0));
 
   const PictureRef pattern = test::PatternPicture(6, 5, 3);
   p.AssessRGB(*pattern, r, g, b);
@@ -241,9 +237,8 @@ TEST_F(Processor, VertGradIsWhiteWhereEveryChannelStandsApartFromItsNeighboursJu
   p.Arrays().SharedPixels(0, 0) = 77;
   p.VertGrad(*picture);
   EXPECT_TRUE(SamePicture(*picture, *column({0, 255, 255, 0, 0, 0})));
-  EXPECT_EQ(p.Arrays().SharedPixels.Cols(), 4);
-  EXPECT_EQ(p.Arrays().SharedPixels.Rows(), 6);
-  EXPECT_EQ(p.Arrays().SharedPixels(0, 0), 0);
+  const PixelArray& shared = p.Arrays().SharedPixels;
+  EXPECT_EQ(std::tuple(shared.Cols(), shared.Rows(), shared(0, 0)), std::tuple(4, 6, 0));
 
   // A channel alike its neighbours is enough to make a pixel black.
   const PictureRef rows = MakePicture(3, 8, [](int, int top) {
@@ -254,9 +249,7 @@ TEST_F(Processor, VertGradIsWhiteWhereEveryChannelStandsApartFromItsNeighboursJu
 }
 
 TEST_F(Processor, FindCropRegionScansTheLinesOnePixelInsideEachEdge) {
-  test::RecordingSink sink;
-  FixedScreen screen(1024, 768, 15.0, 15.0);
-  SetScreenInfo(&screen);
+  test::RecordingSink sink;  // the default screen has 15 twips a pixel
   const int W = 20, H = 16;
   // Content (grey) in columns 1 ... 12 and memory rows 1 ... 9; border dark blue elsewhere.
   const PictureRef picture = MakePicture(W, H, [&](int x, int top) {
@@ -274,10 +267,7 @@ TEST_F(Processor, FindCropRegionScansTheLinesOnePixelInsideEachEdge) {
   // Left scan (column 1): content from row 1, border again at row 10. Bottom scan (row 1):
   // content from column 1, border again at column 13. The right and top scans see only border.
   // The largest area is the fourth, |0 - 13| x |1 - 0| = 13.
-  EXPECT_EQ(left, 0);
-  EXPECT_EQ(right, 13);
-  EXPECT_EQ(top, 15);
-  EXPECT_EQ(bottom, 14);
+  EXPECT_EQ(std::tuple(left, right, top, bottom), std::tuple(0, 13, 15, 14));
   EXPECT_EQ(log.text, "init 19, done");
 
   // A centre inside a border on every side never reaches the scan lines: every area is 0, the
@@ -287,15 +277,13 @@ TEST_F(Processor, FindCropRegionScansTheLinesOnePixelInsideEachEdge) {
   });
   left = right = top = bottom = -1;
   p.FindCropRegion(*framed, left, right, top, bottom, 0, 0);
-  EXPECT_EQ(left, -1);
-  EXPECT_EQ(bottom, -1);
+  EXPECT_EQ(std::tuple(left, right, top, bottom), std::tuple(-1, -1, -1, -1));
 
   // A sample point outside the picture is the caller's error; so is an answer too large to be a
   // tolerance.
   EXPECT_THROW(p.FindCropRegion(*framed, left, right, top, bottom, 40 * 15, 0), AppError);
   sink.answers.push_back(std::string("3e10"));
   EXPECT_THROW(p.FindCropRegion(*framed, left, right, top, bottom, 0, 0), AppError);
-  SetScreenInfo(nullptr);
 }
 
 }  // namespace

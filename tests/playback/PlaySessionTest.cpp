@@ -1,19 +1,18 @@
-// Whole playback sessions over real clips, shown on a recording surface: which frames are put, in
-// which order and of which content, when the display opens and closes, how the stage times are
-// smoothed, and how sessions end.
+// Whole playback sessions over real clips, shown on a recording surface: which frames are put and
+// in which order, when the display opens and closes, how the stage times are smoothed, and how
+// sessions end. (What the frames show is checked through the convert command, frame by frame
+// against render.)
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
-#include <numeric>
 
 #include "PlaybackTestSupport.h"
 #include "base/DisplayConfig.h"
 #include "base/HighResTimer.h"
 #include "playback/DisplayEvents.h"
-#include "playback/OutputDispatch.h"
 #include "playback/PlaySession.h"
 #include "playback/Surfaces.h"
 #include "support/TestSupport.h"
@@ -24,7 +23,6 @@ namespace {
 using test::MakeClip;
 using test::RecordingSurface;
 using ::testing::ElementsAre;
-using ::testing::ElementsAreArray;
 using ::testing::HasSubstr;
 
 class Session : public ::testing::Test {
@@ -38,11 +36,6 @@ class Session : public ::testing::Test {
                  "0.48 -f lavfi -i sine=sample_rate=48000:duration=0.48 -c:v ffv1 "
                  "-pix_fmt bgr0 -c:a flac",
              Clip("sbs-sound.mkv"));
-    // 25 frames with a fifth of a second of sound.
-    MakeClip(scene +
-                 "1 -f lavfi -i sine=sample_rate=48000:duration=0.2 -c:v ffv1 -pix_fmt bgr0 "
-                 "-c:a flac",
-             Clip("short-sound.mkv"));
     // An MP4 with its index in front, cut in half: it opens, and the later frames are missing.
     MakeClip(scene + "2 -c:v libx264 -preset veryfast -pix_fmt yuv420p -movflags +faststart",
              Clip("whole.mp4"));
@@ -81,28 +74,6 @@ class Session : public ::testing::Test {
     return request;
   }
 
-  // What the session should have shown for each put: the frame fetched on its own and composed.
-  static void ExpectComposedFrames(const RecordingSurface& surface, PlaybackRequest request) {
-    PlaybackContext context;
-    context.Display = gDisplay;
-    ASSERT_TRUE(OpenVideo(request.FileName, context.Video));
-    FrameBuffers& frames = context.Frames;
-    for (const auto& put : surface.puts) {
-      SCOPED_TRACE(put.frame);
-      frames.SourceFrame = std::make_shared<Picture>();
-      frames.SourceFrame->Create(context.Video.FrameFormat.biWidth,
-                                 context.Video.FrameFormat.biHeight);
-      ASSERT_TRUE(FetchFrame(context.Video, put.frame, *frames.SourceFrame));
-      if (CanPassThrough(request)) {
-        EXPECT_TRUE(test::SamePicture(*put.picture, *frames.SourceFrame));
-      } else {
-        ASSERT_TRUE(DecodeFrame(context, request));
-        ComposeFrame(context, request, true);
-        EXPECT_TRUE(test::SamePicture(*put.picture, *frames.OutputFrame));
-      }
-    }
-  }
-
   void Play(PlaybackRequest request) { playback_->PlaySession(request); }
 
   static test::TempDir* media_;
@@ -115,7 +86,7 @@ class Session : public ::testing::Test {
 };
 test::TempDir* Session::media_ = nullptr;
 
-TEST_F(Session, PutsEveryFrameOfTheRangeComposedAsTheFormatAndMethodSay) {
+TEST_F(Session, PutsEveryFrameOfTheRangeBetweenOneOpenAndOneClose) {
   PlaybackRequest request = Request("sbs.mkv");
   Play(request);
   EXPECT_THAT(surface_.Frames(), ElementsAre(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11));
@@ -123,7 +94,6 @@ TEST_F(Session, PutsEveryFrameOfTheRangeComposedAsTheFormatAndMethodSay) {
   EXPECT_EQ(surface_.opens[0].width, 48);  // opened for the first composed frame
   EXPECT_EQ(surface_.events.front(), "open");
   EXPECT_EQ(surface_.events.back(), "close");
-  ExpectComposedFrames(surface_, request);
   EXPECT_EQ(state_.CurrentFrame, 11);
   EXPECT_FALSE(state_.DisplayPending);
   for (float seconds : state_.StageTimes) EXPECT_GT(seconds, 0.0f);
@@ -137,7 +107,6 @@ TEST_F(Session, PutsEveryFrameOfTheRangeComposedAsTheFormatAndMethodSay) {
   request.StartOffset = 9;
   Play(request);
   EXPECT_THAT(surface_.Frames(), ElementsAre(9, 10, 11));
-  ExpectComposedFrames(surface_, request);
 
   Reset();
   request.StartOffset = 12;
@@ -153,7 +122,6 @@ TEST_F(Session, PutsEveryFrameOfTheRangeComposedAsTheFormatAndMethodSay) {
   Play(request);
   EXPECT_EQ(surface_.puts.size(), 12u);
   EXPECT_EQ(surface_.opens[0].width, 96);
-  ExpectComposedFrames(surface_, request);  // the source frames themselves
   EXPECT_EQ(std::tuple(state_.StageTimes[1], state_.StageTimes[2]), std::tuple(0.25f, 0.5f));
 }
 
@@ -164,13 +132,9 @@ bool SteppingClock(int64_t& count) {
   count = gFakeNanoseconds += 1000000;
   return true;
 }
-bool Nanoseconds(int64_t& frequency) {
-  frequency = 1000000000;
-  return true;
-}
 
 TEST_F(Session, StageTimesAreSmoothedOverAboutThirtyFrames) {
-  Timing timing{HighResTimer(SteppingClock, Nanoseconds), 1e9};
+  Timing timing = test::NanosecondTiming(SteppingClock);
   playback_ = std::make_unique<PlaybackSession>(timing);
   Reset();
   playback_->Context().Session.StageTimes = {0.25f, 0.0f, 0.0f, 0.0f};
@@ -238,17 +202,6 @@ TEST_F(PacedSession, FramesAreSkippedWhenTheSoundRunsAhead) {
   // frame the sound has reached, about three frames further; the last frame is shown as well.
   EXPECT_THAT(surface_.Frames(), ElementsAre(0, 4, 7, 10, 11));
   EXPECT_TRUE(messages_.messages.empty());
-}
-
-TEST_F(PacedSession, ASoundTrackShorterThanTheVideoStillShowsEveryFrame) {
-  PlaybackRequest request = Request("short-sound.mkv");
-  request.AudioSource = 3;
-  request.AudioSync = 1;
-  Play(request);
-  std::vector<int32_t> all(25);
-  std::iota(all.begin(), all.end(), 0);
-  EXPECT_THAT(surface_.Frames(), ElementsAreArray(all));
-  EXPECT_LT(time_.rounds, 200);  // about four rounds of 10 ms a frame, no wait for the stall
 }
 
 TEST_F(Session, WhatCannotBePlayedIsReportedAndTheSessionCloses) {

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "base/DisplayConfig.h"
+#include "base/HighResTimer.h"
 #include "base/Seams.h"
 #include "playback/DisplaySurface.h"
 #include "playback/AudioOutput.h"
@@ -26,6 +27,15 @@ inline void MakeClip(const std::string& arguments, const std::string& path) {
   const std::string command =
       "ffmpeg -nostdin -hide_banner -loglevel error -y " + arguments + " '" + path + "'";
   ASSERT_EQ(std::system(command.c_str()), 0) << command;
+}
+
+// A stage timer whose count, in nanoseconds, is what `count` reads.
+inline Timing NanosecondTiming(HighResTimer::ClockReader count) {
+  const HighResTimer::FrequencyReader gigahertz = [](int64_t& frequency) {
+    frequency = 1000000000;
+    return true;
+  };
+  return {HighResTimer(count, gigahertz), 1e9};
 }
 
 // Keeps every open with its arguments and the refresh rate asked for at that moment, every frame
@@ -78,9 +88,7 @@ class RecordingSurface : public DisplaySurface {
   const SessionState* session = nullptr;  // whose CurrentFrame a put records
 };
 
-// A simulated sound device: every round of message processing lets `step` seconds pass, and the
-// device takes the samples of that time, to be heard kLatency seconds later (a latency that keeps
-// the positions off the frames' rounding boundaries).
+// The sound track's clock, moved by the test.
 class FakeClock : public SoundClock {
  public:
   double Now() override { return now; }
@@ -125,28 +133,21 @@ class TestDevice : public AudioOutput {
   bool playing_ = false;
 };
 
-// The player owns its output; this one hands everything to the test's device.
-class ForwardingOutput : public AudioOutput {
- public:
-  explicit ForwardingOutput(TestDevice& device) : device_(device) {}
-  ~ForwardingOutput() override { Close(); }
-  DeviceFormat Open(const DeviceFormat& wanted, PullSamples pull) override {
-    return device_.Open(wanted, pull);
-  }
-  void Resume() override { device_.Resume(); }
-  void Pause() override { device_.Pause(); }
-  void Close() override { device_.Close(); }
-
- private:
-  TestDevice& device_;
-};
-
 // The test's device on a fake clock serves the player's sound for as long as this lives.
 struct SimulatedSound {
+  // The player owns its output; this one hands everything to the test's device.
+  struct Forwarding : AudioOutput {
+    explicit Forwarding(TestDevice& to) : device(to) {}
+    ~Forwarding() override { device.Close(); }
+    DeviceFormat Open(const DeviceFormat& w, PullSamples p) override { return device.Open(w, p); }
+    void Resume() override { device.Resume(); }
+    void Pause() override { device.Pause(); }
+    void Close() override { device.Close(); }
+    TestDevice& device;
+  };
   SimulatedSound() {
     SetSoundClock(&clock);
-    SetAudioOutputFactory(
-        [this](SoundClock&) { return std::make_unique<ForwardingOutput>(device); });
+    SetAudioOutputFactory([this](SoundClock&) { return std::make_unique<Forwarding>(device); });
   }
   ~SimulatedSound() {
     ReleaseSound();  // the players hold this clock and device

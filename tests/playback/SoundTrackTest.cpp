@@ -11,11 +11,11 @@
 
 #include <chrono>
 #include <filesystem>
+#include <map>
 #include <thread>
 #include <tuple>
 
 #include "PlaybackTestSupport.h"
-#include "base/FileGuard.h"
 #include "base/HighResTimer.h"
 #include "playback/SessionState.h"
 #include "playback/SoundTrack.h"
@@ -37,10 +37,6 @@ using test::SimulatedTime;
 FakeClock* gPerfClock = nullptr;
 bool ReadFakeNanoseconds(int64_t& count) {
   count = std::llround(gPerfClock->now * 1e9);
-  return true;
-}
-bool Nanoseconds(int64_t& f) {
-  f = 1000000000;
   return true;
 }
 
@@ -66,19 +62,18 @@ class Sound : public ::testing::Test {
     // 8000 Hz mono whose sample n is n / 32768 (modulo 1): every sample tells where it is.
     const std::string ramp = "-f lavfi -i \"aevalsrc='mod(n,32768)/32768':s=8000:d=5\" ";
     const std::string picture = "-f lavfi -i testsrc=size=64x48:rate=25:duration=1 ";
-    if (name == "ramp.wav") MakeClip(ramp + "-c:a pcm_s16le", path);
-    if (name == "ramp.mkv") MakeClip(ramp + "-c:a flac", path);
-    if (name == "short-sound.mkv") {
-      MakeClip(
-          picture + "-f lavfi -i sine=f=440:sample_rate=48000:duration=0.5 -c:v mpeg4 -c:a flac",
-          path);
-    }
-    if (name == "silent.mkv") MakeClip(picture + "-c:v mpeg4", path);
-    if (name == "sine.wav")
-      MakeClip("-f lavfi -i sine=sample_rate=44100:duration=2 -ac 2 -c:a pcm_s16le", path);
-    if (name == "junk.mkv") {
-      const FileStreamPtr junk(std::fopen(path.c_str(), "wb"));
-      for (int i = 0; i < 4096; ++i) std::fputc((i * 7919) & 0xFF, junk.get());
+    const std::map<std::string, std::string> clips = {
+        {"ramp.wav", ramp + "-c:a pcm_s16le"},
+        {"ramp.mkv", ramp + "-c:a flac"},
+        {"short-sound.mkv", picture + "-f lavfi -i sine=r=48000:d=0.5 -c:v mpeg4 -c:a flac"},
+        {"silent.mkv", picture + "-c:v mpeg4"},
+        {"sine.wav", "-f lavfi -i sine=sample_rate=44100:duration=2 -ac 2 -c:a pcm_s16le"}};
+    if (name != "junk.mkv") {
+      MakeClip(clips.at(name), path);
+    } else {
+      std::string junk(4096, '\0');
+      for (size_t i = 0; i < junk.size(); ++i) junk[i] = static_cast<char>(i * 7919);
+      test::WriteFile(path, junk);
     }
     return path;
   }
@@ -233,7 +228,7 @@ TEST_F(Sound, ClockPacesASilentSession) {
   SimulatedTime time(clock_, device_);
   time.step = 0.001;
   gPerfClock = &clock_;
-  Timing timing{HighResTimer(ReadFakeNanoseconds, Nanoseconds), 1e9};
+  Timing timing = test::NanosecondTiming(ReadFakeNanoseconds);
   PlaybackContext context(timing);
   PlaybackRequest request = Request(3, File("silent.mkv"), 25.0, 0);
   EXPECT_FALSE(StartAudio(request));  // no sound: the session falls back to the clock
@@ -249,8 +244,8 @@ TEST_F(Sound, ClockPacesASilentSession) {
   int32_t frame = 40;
   WaitForAudio(context, request, frame);
   EXPECT_EQ(frame, 40);
-  EXPECT_NEAR(clock_.now - t0, 0.041,
-              0.0015);  // measured at 40 ms, then one more round of messages
+  // Measured at 40 ms, then one more round of messages.
+  EXPECT_NEAR(clock_.now - t0, 0.041, 0.0015);
   StopAudio(request);
 }
 
@@ -270,20 +265,15 @@ TEST_F(Sound, FilesThatCannotBePlayedAreReported) {
   WaitForAudio(context_, request, frame);
   EXPECT_EQ(frame, 7);
   StopAudio(request);
-  EXPECT_EQ(
-      messages_.Texts(),
-      (std::vector<std::string>{
-          "An error occurred while generating the audio filter graph: Invalid data found when "
-          "processing input",
-          "Unable to play the audio track.",
-          "An error occurred while generating the audio filter graph: No such file or directory",
-          "Unable to play the audio track.",
-          "Unable to open audio.",
-          "An error occurred while attempting to play the audio track. Overflow",
-          "Unsupported audio source: 2",
-          "Unsupported audio source: 2",
-          "Unsupported audio source: 2",
-      }));
+  const std::string graph = "An error occurred while generating the audio filter graph: ";
+  const std::string unplayable = "Unable to play the audio track.";
+  const std::string source2 = "Unsupported audio source: 2";
+  EXPECT_EQ(messages_.Texts(),
+            (std::vector<std::string>{
+                graph + "Invalid data found when processing input", unplayable,
+                graph + "No such file or directory", unplayable, "Unable to open audio.",
+                "An error occurred while attempting to play the audio track. Overflow", source2,
+                source2, source2}));
   EXPECT_EQ(device_.opened, 0);
 
   EXPECT_EQ(PlayFile(File("ramp.wav"), 0, "NOTIFY"), kPlayStarted);

@@ -1,5 +1,7 @@
 // The main window and the control bar on the offscreen platform. Plays either run a real session
-// on the blit surface, or hand their request to a recorder that stands in for the session.
+// on the blit surface, or hand their request to a recorder that stands in for the session. (Play,
+// Stop, Full during a play, a click in the picture, the caption while playing and Ctrl+Q are
+// checked on the real program by the end-to-end test.)
 #include <gtest/gtest.h>
 
 #include <QAction>
@@ -22,7 +24,7 @@
 #include "display/QtSeams.h"
 #include "display/BlitSurface.h"
 #include "playback/PlaySession.h"
-#include "playback/SessionState.h"
+#include "playback/SoundTrack.h"
 #include "playback/Surfaces.h"
 #include "shell/DisplaySettingsModel.h"
 #include "shell/MainWindow.h"
@@ -31,9 +33,7 @@
 #include "shell/StatisticsWindow.h"
 #include "shell/SettingsStore.h"
 #include "shell/Startup.h"
-#include "stereo/Decoders.h"
 #include "video/MediaSupport.h"
-#include "video/VideoReader.h"
 
 namespace qv {
 namespace {
@@ -58,7 +58,6 @@ namespace {
 
 const std::string kLayoutTail =
     ". If this is incorrect then it can be changed by selecting the 'Format' drop down menu.";
-const std::string kPlayWithoutFile = "Please select a video file to play first. (File>Open)";
 
 class PlayerWindows : public ::testing::Test {
  protected:
@@ -74,9 +73,6 @@ class PlayerWindows : public ::testing::Test {
     });
     main.SetSessionRunner([this](PlaybackRequest& request) {
       requests.push_back(request);
-      stopsSeen.push_back(main.Playback().State().StopRequested);
-      timerDuringPlay = main.Bar().ProgressTimer()->isActive();
-      backImageDuringPlay = main.BackImage()->isVisible();
     });
     main.show();
     main.Bar().show();
@@ -86,6 +82,7 @@ class PlayerWindows : public ::testing::Test {
   void TearDown() override {
     SetDisplaySurface(SurfaceKind::Blit, nullptr);
     TheBlitSurface().CloseDisplay();
+    ReleaseSound();
     TheBlitSurface().SetTarget(nullptr);
     SetEventPump(nullptr);
     SetScreenInfo(nullptr);
@@ -130,6 +127,7 @@ class PlayerWindows : public ::testing::Test {
   test::RecordingSink sink;
   DisplayConfig savedDisplay;
   test::TempDir dir;
+  test::ScopedEnv dataHome{"XDG_DATA_HOME", dir.Path().string()};
   // The window's drag-and-drop handlers are called as the window system would call them.
   struct DropTarget : MainWindow {
     using MainWindow::dragEnterEvent;
@@ -138,9 +136,6 @@ class PlayerWindows : public ::testing::Test {
   QString chosen;
   int chooserCalls = 0;
   std::vector<PlaybackRequest> requests;
-  std::vector<bool> stopsSeen;  // whether a stop had been asked for when each play started
-  bool timerDuringPlay = false;
-  bool backImageDuringPlay = true;
 };
 
 TEST_F(PlayerWindows, MenusHaveTheirItemsInOrderAndStartWith2DAndTheControlBarChecked) {
@@ -180,9 +175,6 @@ TEST_F(PlayerWindows, OpenChecksTheGuessedLayoutOrForgetsAFileThatDoesNotOpen) {
     EXPECT_EQ(sink.Texts(), std::vector<std::string>{"This video appears to be " +
                                                      std::string(caption) + kLayoutTail});
     EXPECT_TRUE(Item("Format", caption)->isChecked()) << clip;
-    EXPECT_EQ(main.windowTitle().toStdString(), "Quorvex - " + Media(clip));
-    EXPECT_EQ(main.Bar().ProgressBar()->maximum(), 10);
-    EXPECT_EQ(main.Bar().windowTitle(), "Toolbar (0:0:0 / 0:0:0)");
   }
 
   // Nothing chosen in the file dialog: an open with an empty name.
@@ -192,16 +184,16 @@ TEST_F(PlayerWindows, OpenChecksTheGuessedLayoutOrForgetsAFileThatDoesNotOpen) {
   EXPECT_EQ(sink.Texts(), (std::vector<std::string>{"Filename does not contain a valid extension.",
                                                     "Unable to open AVI file.",
                                                     "This video appears to be " + kLayoutTail}));
-  EXPECT_TRUE(main.CurrentFile().isEmpty());
-  EXPECT_EQ(main.windowTitle(), "Quorvex - ");
+  EXPECT_EQ(QStringList({main.CurrentFile(), main.windowTitle(), main.Bar().windowTitle()}),
+            QStringList({"", "Quorvex - ", "Toolbar"}));
   EXPECT_EQ(main.Bar().ProgressBar()->maximum(), 1);
-  EXPECT_EQ(main.Bar().windowTitle(), "Toolbar");
   EXPECT_TRUE(Item("Format", "2D")->isChecked());
 }
 
 TEST_F(PlayerWindows, PlayBuildsTheRequestFromTheMenusTheGlassesAndTheBar) {
   Item("Play", "Start")->trigger();
-  EXPECT_EQ(sink.Texts(), std::vector<std::string>{kPlayWithoutFile});
+  EXPECT_EQ(sink.Texts(),
+            std::vector<std::string>{"Please select a video file to play first. (File>Open)"});
   EXPECT_TRUE(requests.empty());
   EXPECT_EQ(main.Bar().VidState, 1);
 
@@ -218,10 +210,6 @@ TEST_F(PlayerWindows, PlayBuildsTheRequestFromTheMenusTheGlassesAndTheBar) {
             std::tuple(1.0, false, false, 24.0));
   EXPECT_EQ(std::tuple(r.RepeatMode, r.AudioSource, r.AudioSync, r.UseStreamRate, r.OptionMode),
             std::tuple(0, 3, 1, 1, 0));
-  // The bar plays and the background picture is off while the session runs, not after it.
-  EXPECT_EQ(std::tuple(timerDuringPlay, backImageDuringPlay), std::tuple(true, false));
-  EXPECT_FALSE(main.Bar().ProgressTimer()->isActive() || main.Bar().IsPlayingState());
-  EXPECT_TRUE(main.BackImage()->isVisible());
 
   // Full screen takes the glasses' full-screen method; glasses the table lacks keep the last one.
   gDisplay.GlassesType = 7;
@@ -232,16 +220,15 @@ TEST_F(PlayerWindows, PlayBuildsTheRequestFromTheMenusTheGlassesAndTheBar) {
   ASSERT_EQ(requests.size(), 3u);
   EXPECT_EQ(std::tuple(requests[1].InputFormat, requests[1].OutputMethod, requests[1].Fullscreen),
             std::tuple(InputFormat::AboveBelow, OutputMethod::NvidiaStereo, true));
-  EXPECT_EQ(requests[2].OutputMethod, OutputMethod::NvidiaStereo);
-  EXPECT_EQ(requests[2].StartOffset, 0);  // OnStop left the bar at CurrentFrame
+  // OnStop left the bar at CurrentFrame.
+  EXPECT_EQ(std::pair(requests[2].OutputMethod, requests[2].StartOffset),
+            std::pair(OutputMethod::NvidiaStereo, 0));
 
   // Names that go through the script bridge play the script, with the file's own sound.
-  qputenv("XDG_DATA_HOME", dir.Path().c_str());
   main.OpenFile(Clip("sbs_scene.mpg"));
   main.VideoPlay(false);
-  EXPECT_EQ(requests.back().FileName, dir.File("Quorvex/sbs_scene.avs"));
-  EXPECT_EQ(requests.back().AudioFile, Media("sbs_scene.mpg"));
-  qunsetenv("XDG_DATA_HOME");
+  EXPECT_EQ(std::pair(requests.back().FileName, requests.back().AudioFile),
+            std::pair(dir.File("Quorvex/sbs_scene.avs"), Media("sbs_scene.mpg")));
 }
 
 TEST_F(PlayerWindows, BarCaptionShowsPositionAndLengthAsHoursMinutesSeconds) {
@@ -250,48 +237,31 @@ TEST_F(PlayerWindows, BarCaptionShowsPositionAndLengthAsHoursMinutesSeconds) {
   EXPECT_EQ(QStringList({at25(65 * 25), at25(3 * 3600 * 25 + 25 * 61), at25(12.5), at25(37.5)}),
             QStringList({"0:1:5", "3:1:1", "0:0:0", "0:0:2"}));
   EXPECT_EQ(ControlBar::FormatTime(100, 0), "");
-  main.Bar().UpdateControlBar();
-  EXPECT_EQ(main.Bar().windowTitle(), "Toolbar");  // no file
-  main.OpenFile(Clip("sbs_scene.mkv"));  // 10 frames at 25 per second
-  main.Bar().SetPosition(7);
-  main.Bar().UpdateControlBar();
-  EXPECT_EQ(main.Bar().windowTitle(), "Toolbar (0:0:0 / 0:0:0)");
 }
 
 TEST_F(PlayerWindows, BarAreasAnswerOnlyStrictlyInsideTheirEdges) {
   const ControlBar& bar = main.Bar();
   const ControlBarArt& art = bar.Art();
   ASSERT_EQ(art.picture.size(), bar.Picture()->size());
-  const std::pair<QRect, ControlBar::Area> areas[] = {
-      {art.move1, ControlBar::Area::Move}, {art.move2, ControlBar::Area::Move}, {art.play, ControlBar::Area::Play},
-      {art.stop, ControlBar::Area::Stop},  {art.full, ControlBar::Area::Full},  {art.open, ControlBar::Area::Open}};
-  for (const auto& [r, area] : areas) {
+  using Area = ControlBar::Area;
+  for (const auto& [r, area] : {std::pair{art.move1, Area::Move}, {art.move2, Area::Move},
+                                {art.play, Area::Play}, {art.stop, Area::Stop},
+                                {art.full, Area::Full}, {art.open, Area::Open}}) {
     const int l = r.left(), t = r.top(), cx = r.center().x(), cy = r.center().y();
     const int right = l + r.width(), bottom = t + r.height();
-    for (const QPoint edge :
-         {QPoint(l, cy), QPoint(right, cy), QPoint(cx, t), QPoint(cx, bottom)}) {
+    for (const QPoint edge : {QPoint(l, cy), QPoint(right, cy), QPoint(cx, t), QPoint(cx, bottom)})
       EXPECT_NE(bar.AreaAt(edge), area) << edge.x() << "," << edge.y();
-    }
-    for (const QPoint inside :
-         {QPoint(l + 1, t + 1), QPoint(right - 1, bottom - 1), QPoint(cx, cy)}) {
-      EXPECT_EQ(bar.AreaAt(inside), area) << inside.x() << "," << inside.y();
-    }
+    for (const QPoint in : {QPoint(l + 1, t + 1), QPoint(right - 1, bottom - 1), QPoint(cx, cy)})
+      EXPECT_EQ(bar.AreaAt(in), area) << in.x() << "," << in.y();
   }
 }
 
 TEST_F(PlayerWindows, BarButtonsDoTheirCommandsAndClosingOnlyHidesTheBar) {
   ControlBar& bar = main.Bar();
   const ControlBarArt art = bar.Art();
-  ClickArea(art.play);
-  EXPECT_EQ(sink.Texts(), std::vector<std::string>{kPlayWithoutFile});
-  SessionState& state = main.Playback().Context().Session;
-  state.StopRequested = false;
-  ClickArea(art.stop);
-  EXPECT_TRUE(state.StopRequested);
   chosen = Clip("ab_scene.mkv");
   ClickArea(art.open);
-  EXPECT_EQ(chooserCalls, 1);
-  EXPECT_EQ(main.CurrentFile(), chosen);
+  EXPECT_EQ(std::pair(chooserCalls, main.CurrentFile()), std::pair(1, chosen));
   bar.move(bar.pos() + QPoint(70, 90));
   ClickArea(art.move2);
   EXPECT_EQ(bar.frameGeometry().topLeft(), main.frameGeometry().bottomLeft() + QPoint(0, 1));
@@ -303,17 +273,10 @@ TEST_F(PlayerWindows, BarButtonsDoTheirCommandsAndClosingOnlyHidesTheBar) {
   Item("View", "Control Bar")->trigger();
   EXPECT_TRUE(bar.isVisible() && Item("View", "Control Bar")->isChecked());
 
-  // Full while stopped plays at once; during a play it stops that first, and the new play
-  // starts where the old one stood.
-  state.StopRequested = false;
+  // Full while stopped plays full screen at once.
   ClickArea(art.full);
-  bar.EnterPlayingState();
-  state.CurrentFrame = 6;
-  ClickArea(art.full);
-  ASSERT_EQ(requests.size(), 2u);
-  EXPECT_EQ(std::tuple(requests[0].Fullscreen, stopsSeen[0]), std::tuple(true, false));
-  EXPECT_EQ(std::tuple(requests[1].Fullscreen, stopsSeen[1], requests[1].StartOffset),
-            std::tuple(true, true, 6));
+  ASSERT_EQ(requests.size(), 1u);
+  EXPECT_TRUE(requests[0].Fullscreen);
 
   // Resizing the window docks the bar again; the background picture leaves half an inch free.
   bar.move(bar.pos() + QPoint(70, 90));
@@ -337,12 +300,6 @@ TEST_F(PlayerWindows, PressOnTheProgressBarSeeksOnlyWithAFile) {
   EXPECT_EQ(progress->value(), 4);
   main.VideoPlay(false);
   EXPECT_EQ(requests.at(0).StartOffset, 4);
-
-  // While playing the timer copies the frame being played into the bar.
-  bar.EnterPlayingState();
-  main.Playback().Context().Session.CurrentFrame = 8;
-  QTRY_COMPARE(progress->value(), 8);
-  bar.OnStop();
 }
 
 TEST_F(PlayerWindows, StatisticsAndHelpOpenFromTheMenus) {
@@ -374,8 +331,8 @@ TEST_F(PlayerWindows, DroppedDirectoriesAndNonVideosGiveMessagesAndAreForgotten)
     EXPECT_EQ(main.DroppedFile().toStdString(), path);
     ASSERT_FALSE(sink.messages.empty()) << path;
     EXPECT_EQ(sink.Texts().back(), "This video appears to be " + kLayoutTail);
-    EXPECT_TRUE(main.CurrentFile().isEmpty());
-    EXPECT_EQ(main.windowTitle(), "Quorvex - ");
+    EXPECT_EQ(QStringList({main.CurrentFile(), main.windowTitle()}),
+              QStringList({"", "Quorvex - "}));
   }
   Drop(Clip("sbs_scene.mkv"));
   EXPECT_EQ(main.CurrentFile().toStdString(), Media("sbs_scene.mkv"));

@@ -34,16 +34,14 @@ TEST_F(GlassesSetDialog, ShowsTheLoadedSettingsAndParsesWhatTheUserPicks) {
   store.SaveSetting("Options", "VertFactor", "12");
   LoadSettings(store, model, config);
   DisplaySettingsDialog dialog(model, store);
-  EXPECT_EQ(dialog.GlassesList()->currentText(), "Anaglyph (Red/Green)");
-  EXPECT_EQ(dialog.GlassesList()->count(), 7);
-  EXPECT_EQ(dialog.ResolutionList()->currentText(), "1024x768");
-  EXPECT_EQ(dialog.MegaPixelLabel()->text(), "0.8 Megapixel(s)");
-  EXPECT_EQ(dialog.VertOffsetBar()->value(), 12);
-  EXPECT_EQ(dialog.VertOffsetBox()->text(), "12");
+  EXPECT_EQ(QStringList({dialog.GlassesList()->currentText(), dialog.ResolutionList()->currentText(),
+                         dialog.MegaPixelLabel()->text(), dialog.VertOffsetBox()->text()}),
+            QStringList({"Anaglyph (Red/Green)", "1024x768", "0.8 Megapixel(s)", "12"}));
+  EXPECT_EQ(std::pair(dialog.GlassesList()->count(), dialog.VertOffsetBar()->value()),
+            std::pair(7, 12));
 
   dialog.ResolutionList()->setCurrentIndex(dialog.ResolutionList()->findText("1280x1024"));
-  EXPECT_EQ(config.ScreenWidth, 1280);
-  EXPECT_EQ(config.ScreenHeight, 1024);
+  EXPECT_EQ(std::pair(config.ScreenWidth, config.ScreenHeight), std::pair(1280, 1024));
   EXPECT_EQ(dialog.MegaPixelLabel()->text(), "1.3 Megapixel(s)");
   dialog.RefreshList()->setCurrentIndex(dialog.RefreshList()->findText("Default"));
   EXPECT_EQ(config.RefreshRate, -1);
@@ -67,11 +65,10 @@ TEST_F(GlassesSetDialog, OkStoresTheTextsThatLoadAgainAndHintsOnlyForShutterGlas
   EXPECT_EQ(config.GlassesType, 2);
   EXPECT_EQ(sink.Texts(), std::vector<std::string>{kShutterGlassesHint});
   SettingsStore reread(dir.File("Quorvex.conf"));
-  EXPECT_EQ(reread.GetSetting("3D", "Glasses", ""), "2");
-  EXPECT_EQ(reread.GetSetting("DX7", "Res", ""), "800 x600");
-  EXPECT_EQ(reread.GetSetting("DX7", "Depth", ""), "32 bit");
-  EXPECT_EQ(reread.GetSetting("DX7", "Refresh", ""), "Default");
-  EXPECT_EQ(reread.GetSetting("Options", "VertFactor", ""), "10");
+  for (const auto& [section, key, text] :
+       {std::tuple{"3D", "Glasses", "2"}, {"DX7", "Res", "800 x600"}, {"DX7", "Depth", "32 bit"},
+        {"DX7", "Refresh", "Default"}, {"Options", "VertFactor", "10"}})
+    EXPECT_EQ(reread.GetSetting(section, key, ""), text) << key;
   DisplayConfig reloaded;
   DisplaySettingsModel second(reloaded);
   LoadSettings(reread, second, reloaded);

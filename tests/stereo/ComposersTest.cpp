@@ -58,8 +58,7 @@ TEST_F(Composers, SyncDoubledFrameHasTheGapBetweenTheHalves) {
   SaveAboveBelow(frames, display, true);
   const PictureRef expected = Stacked(1024, 460, 192, 268, kRed, kBlue);
   EXPECT_TRUE(SamePicture(Output(), *expected));
-  EXPECT_EQ(frames.ViewWidth, 640);
-  EXPECT_EQ(frames.ViewHeight, 240);
+  EXPECT_EQ(std::pair(frames.ViewWidth, frames.ViewHeight), std::pair(640, 240));
   SaveAboveBelow(frames, display, false);  // the smoothing stretch keeps flat colours flat
   EXPECT_TRUE(SamePicture(Output(), *expected));
 
@@ -101,8 +100,7 @@ TEST_F(Composers, SideBySideUsesTheCommonTopLeftRectangle) {
   // 640 x 480 and 642 x 478: 1280 x 478.
   SetViews(EyeView(640, 480, 0), EyeView(642, 478, 1));
   SaveSideBySide(frames);
-  EXPECT_EQ(frames.ViewWidth, 640);
-  EXPECT_EQ(frames.ViewHeight, 478);
+  EXPECT_EQ(std::pair(frames.ViewWidth, frames.ViewHeight), std::pair(640, 478));
   EXPECT_TRUE(SamePicture(Output(), *MakePicture(1280, 478, [](int x, int y) {
                             return x < 640 ? Where(x, y, 0) : Where(x - 640, y, 1);
                           })));
@@ -220,8 +218,7 @@ TEST_F(Composers, InterlaceFullScreenScalesToTheScreen) {
   SetViews(EyeView(8, 12, 0), EyeView(8, 12, 1));
   SaveInterlace(frames, display, true);
   EXPECT_TRUE(SamePicture(Output(), *MakePicture(16, 24, [](int x, int y) {
-                            const int m =
-                                23 - y;  // memory row of the frame; view rows repeat twice
+                            const int m = 23 - y;  // memory row; view rows repeat twice
                             return m % 2 == 1 ? Where(x / 2, 11 - (m - 1) / 2, 0)
                                               : Where(x / 2, 11 - m / 2, 1);
                           })));
@@ -229,8 +226,8 @@ TEST_F(Composers, InterlaceFullScreenScalesToTheScreen) {
   // Otherwise the current screen: 4 x 6 halves them, taking view rows 0, 4 and 8. The narrowing
   // resample then takes columns 0, 1, 3, 5 and memory rows 0, 0, 1, 2, 3, 4 (Floor(m x 5 / 6)).
   display.InterlaceViaOpenGL = false;
-  FixedScreen small(4, 6);
-  SetScreenInfo(&small);
+  FixedScreen small(4, 6), none(0, 0);
+  test::Installed<ScreenInfo> screen(SetScreenInfo, &small);
   SaveInterlace(frames, display, true);
   const int columns[] = {0, 1, 3, 5};
   const int rows[] = {0, 0, 1, 2, 3, 4};
@@ -241,18 +238,14 @@ TEST_F(Composers, InterlaceFullScreenScalesToTheScreen) {
                           })));
 
   // A screen of 0 x 0 gives no frame; views without pixels report the two divisions.
-  FixedScreen none(0, 0);
   SetScreenInfo(&none);
   SaveInterlace(frames, display, true);
   EXPECT_EQ(Output().Width(), 0);
   EXPECT_TRUE(messages.messages.empty());
   SetViews(std::make_shared<Picture>(), std::make_shared<Picture>());
   SaveInterlace(frames, display, true);
-  SetScreenInfo(nullptr);
-  EXPECT_EQ(messages.Texts(), std::vector<std::string>(2,
-                                                       "An error occurred in SaveInterlace. "
-                                                       "Attempting to continue. Division by "
-                                                       "zero"));
+  const std::string divided = "An error occurred in SaveInterlace. Attempting to continue. ";
+  EXPECT_EQ(messages.Texts(), std::vector<std::string>(2, divided + "Division by zero"));
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // The frame decoders: which rows and columns of the packed frame each view takes, the anaglyph
 // channel splits, bad frames, and still pictures loaded from files.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -17,6 +18,8 @@ using test::Columns;
 using test::Grey;
 using test::MakePicture;
 using test::SamePicture;
+using ::testing::ElementsAre;
+using ::testing::StartsWith;
 
 // A frame whose every pixel says where it is, so that a view shows which rows and columns it took.
 Bgr Where(int x, int y) {
@@ -181,13 +184,10 @@ TEST_F(Decoders, StillPicturesLoadThroughThePictureLoader) {
   test::WriteFile(dir.File("noise.png"), "not a picture at all");
   still = dir.File("noise.png");
   LoadAnaglyph(frames, 0, still);
-  ASSERT_EQ(messages.messages.size(), 2u);
-  EXPECT_EQ(messages.messages[0].text,
-            "An error occurred in Load2D. File not found: " + dir.File("missing.png"));
-  EXPECT_EQ(messages.messages[1].text.rfind(
-                "An error occurred in LoadAnaglyph. The file is not in a picture format", 0),
-            0u)
-      << messages.messages[1].text;
+  EXPECT_THAT(messages.Texts(),
+              ElementsAre("An error occurred in Load2D. File not found: " + dir.File("missing.png"),
+                          StartsWith("An error occurred in LoadAnaglyph. The file is not in a "
+                                     "picture format")));
 }
 
 TEST_F(Decoders, JpsAndH3dStillsGoThroughTheStereoLoader) {

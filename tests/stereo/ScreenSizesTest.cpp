@@ -6,6 +6,7 @@
 #include "base/Error.h"
 #include "base/Seams.h"
 #include "stereo/ScreenSizes.h"
+#include "support/TestSupport.h"
 
 namespace qv {
 namespace {
@@ -36,11 +37,9 @@ TEST(ScreenModes, FitToScreenLetterboxesAndKeepsSizesEven) {
 }
 
 TEST(ScreenModes, CurrentScreenSizeComesFromTheScreenSeam) {
-  FixedScreen screen(1280, 1024, 15.0, 12.0);
-  SetScreenInfo(&screen);
-  EXPECT_EQ(CurrentScreenWidth(), 1280);
-  EXPECT_EQ(CurrentScreenHeight(), 1024);
-  FixedScreen broken(1280, 0, 0.0, 15.0);
+  FixedScreen screen(1280, 1024, 15.0, 12.0), broken(1280, 0, 0.0, 15.0);
+  test::Installed<ScreenInfo> installed(SetScreenInfo, &screen);
+  EXPECT_EQ(std::pair(CurrentScreenWidth(), CurrentScreenHeight()), std::pair(1280, 1024));
   SetScreenInfo(&broken);
   EXPECT_THROW(CurrentScreenWidth(), AppError);
   EXPECT_EQ(CurrentScreenHeight(), 0);

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -76,6 +77,31 @@ class TempDir {
 
  private:
   std::filesystem::path path_;
+};
+
+// An environment variable set for the lifetime of this object, then restored.
+class ScopedEnv {
+ public:
+  ScopedEnv(const char* name, const std::string& value) : name_(name) {
+    if (const char* old = std::getenv(name)) old_ = old;
+    setenv(name, value.c_str(), 1);
+  }
+  ~ScopedEnv() { old_ ? setenv(name_, old_->c_str(), 1) : unsetenv(name_); }
+
+ private:
+  const char* name_;
+  std::optional<std::string> old_;
+};
+
+// Installs a seam's object (SetScreenInfo, SetEventPump, ...) for its lifetime, then the default.
+template <typename T>
+class Installed {
+ public:
+  Installed(void (*install)(T*), T* object) : install_(install) { install_(object); }
+  ~Installed() { install_(nullptr); }
+
+ private:
+  void (*install_)(T*);
 };
 
 inline std::string ReadFile(const std::string& path) {

@@ -2,6 +2,7 @@
 // The test media made by make-media.sh, and the raw BGR24 references that ffmpeg decoded from
 // them (frames top-down, rows without padding).
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <string>
@@ -48,16 +49,11 @@ inline double MeanDifference(const Picture& a, const Picture& b) {
 
 // The reference frame a decoded lossy frame resembles most.
 inline int NearestFrame(const Picture& picture, const std::vector<PictureRef>& references) {
-  int best = -1;
-  double bestDifference = 1e9;
-  for (size_t i = 0; i < references.size(); ++i) {
-    const double d = MeanDifference(picture, *references[i]);
-    if (d < bestDifference) {
-      bestDifference = d;
-      best = static_cast<int>(i);
-    }
-  }
-  return best;
+  std::vector<double> differences;
+  for (const PictureRef& reference : references)
+    differences.push_back(MeanDifference(picture, *reference));
+  return static_cast<int>(std::min_element(differences.begin(), differences.end()) -
+                          differences.begin());
 }
 
 }  // namespace qv::test

@@ -25,10 +25,8 @@ std::string ScriptFor(const std::string& video) {
 // Points the per-user data folder at a temporary folder for the test's duration.
 class ScriptFolder : public ::testing::Test {
  protected:
-  void SetUp() override { setenv("XDG_DATA_HOME", temp_.Path().c_str(), 1); }
-  void TearDown() override { unsetenv("XDG_DATA_HOME"); }
-
   test::TempDir temp_;
+  test::ScopedEnv dataHome_{"XDG_DATA_HOME", temp_.Path().string()};
   const std::string folder_ = (temp_.Path() / "Quorvex").string();
   test::RecordingSink sink_;
 };
@@ -44,6 +42,9 @@ TEST_F(ScriptFolder, VideosOfTheScriptFormatsGetAOneLineScriptNamedAfterThem) {
   // A relative name is written as the full path it stands for.
   EXPECT_EQ(ReadFile(MakeScript("rel.mpg")),
             ScriptFor((std::filesystem::current_path() / "rel.mpg").string()));
+  // Videos of the same base name share a script; the later one wins.
+  EXPECT_EQ(MakeScript("/two/clip.mpg"), folder_ + "/clip.avs");
+  EXPECT_EQ(ReadFile(folder_ + "/clip.avs"), ScriptFor("/two/clip.mpg"));
   EXPECT_TRUE(sink_.messages.empty());
 }
 
@@ -56,12 +57,6 @@ TEST_F(ScriptFolder, OtherNamesGetNoScriptAndShortNamesAMessage) {
   EXPECT_EQ(sink_.Texts(),
             std::vector<std::string>{"Filename does not contain a valid extension."});
   EXPECT_FALSE(std::filesystem::exists(folder_ + "/film.avs"));
-}
-
-TEST_F(ScriptFolder, SameBaseNamesShareAScriptAndTheLaterOneWins) {
-  const std::string first = MakeScript("/one/take.mpg");
-  EXPECT_EQ(MakeScript("/two/take.mpg"), first);
-  EXPECT_EQ(ReadFile(first), ScriptFor("/two/take.mpg"));
 }
 
 TEST_F(ScriptFolder, AFolderThatCannotBeWrittenGivesTheBridgesMessageAndNoScript) {

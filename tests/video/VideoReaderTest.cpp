@@ -62,11 +62,10 @@ class LosslessClips : public Reader, public ::testing::WithParamInterface<Clip> 
 
 TEST_P(LosslessClips, SequentialFetchesGiveEveryFrameExactlyWithoutSeeking) {
   const Clip& clip = GetParam();
-  EXPECT_EQ(video.StreamStart, 0);
-  EXPECT_EQ(video.StreamLength, clip.frames);
+  const FrameRect& size = video.StreamInfo.rcFrame;
+  EXPECT_EQ(std::tuple(video.StreamStart, video.StreamLength, size.right, size.bottom),
+            std::tuple(0, clip.frames, clip.width, clip.height));
   EXPECT_EQ(video.StreamInfo.dwRate / video.StreamInfo.dwScale, 25u);
-  EXPECT_EQ(video.StreamInfo.rcFrame.right, clip.width);
-  EXPECT_EQ(video.StreamInfo.rcFrame.bottom, clip.height);
   EXPECT_EQ(video.FrameFormat.ToBytes(),
             BitmapInfoHeader::For24Bit(clip.width, clip.height).ToBytes());
   EXPECT_EQ(video.FrameRate(), 25.0);
