@@ -67,6 +67,10 @@ NvidiaStereoSurface::~NvidiaStereoSurface() {
   ReleaseDevice();
 }
 
+bool NvidiaStereoSurface::IsOpen() const {
+  return !window_.isNull();
+}
+
 GLWindow* NvidiaStereoSurface::PictureWindow() const {
   return window_.data();
 }

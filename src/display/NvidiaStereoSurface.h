@@ -60,7 +60,7 @@ class NvidiaStereoSurface : public DisplaySurface {
   // The line code stretched across the top of the screen with repeated pixels, at its own height.
   bool PutLineCode(const Picture& code);
 
-  bool IsOpen() const { return window_ != nullptr; }
+  bool IsOpen() const;
   // The tagged image surface of the last frame (top row first) and the letterboxed picture.
   const QImage& ImageSurface() const { return imageSurface_; }
   QRect PictureRect() const { return {pictureX_, pictureY_, pictureWidth_, pictureHeight_}; }

@@ -86,6 +86,8 @@ DisplaySurface* InstalledSurface(SurfaceKind kind) {
                        : kind == SurfaceKind::DirectX ? "NVidia stereo display"
                                                       : "window display";
     MsgBox(std::string("The ") + name + " is not available in this version of " + kAppName + ".");
+  } else {
+    surface->UseSettings(gDisplay);  // the screen mode and refresh rate of this play
   }
   return surface;
 }

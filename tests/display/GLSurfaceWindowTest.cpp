@@ -9,7 +9,9 @@
 
 #include <chrono>
 #include <cstdlib>
+#include <algorithm>
 #include <cstring>
+#include <functional>
 
 #include "base/DisplayConfig.h"
 #include "base/HighResTimer.h"
@@ -19,7 +21,9 @@
 #include "display/QtSeams.h"
 #include "display/StereoTagWriter.h"
 #include "display/XRandRModes.h"
+#include "display/BlitSurface.h"
 #include "playback/LineCodes.h"
+#include "playback/Modes.h"
 #include "playback/PlaySession.h"
 #include "playback/SessionState.h"
 #include "playback/Surfaces.h"
@@ -100,6 +104,19 @@ PictureRef SideBySide(int32_t width, int32_t height, int band = 10) {
     if (x >= width / 2) return Bgr{255, 255, 0};
     return y < band ? Bgr{255, 255, 255} : Bgr{0, 0, 255};
   });
+}
+
+// Runs `action` once the playing session has shown `frames` frames.
+void WhenPlaying(int frames, std::function<void()> action) {
+  auto* poll = new QTimer;
+  poll->setInterval(20);
+  QObject::connect(poll, &QTimer::timeout, [=] {
+    if (gSession.CurrentFrame < frames) return;
+    poll->stop();
+    poll->deleteLater();
+    action();
+  });
+  poll->start();
 }
 
 ScreenMode Now() {
@@ -327,7 +344,7 @@ TEST_F(GLSurfaceWindowTest, AGenericOpenGLSessionShowsTheLeftEyeInAWindowUntilCl
   SetDisplaySurface(SurfaceKind::OpenGL, &surface);
   QImage shot;
   QPoint at;
-  QTimer::singleShot(400, [&] {
+  WhenPlaying(3, [&] {
     at = surface.PictureWindow()->mapToGlobal(QPoint(0, 0));
     shot = GrabScreen("gl-session-windowed.png");
     QTest::mouseClick(surface.PictureWindow(), Qt::LeftButton, {}, QPoint(10, 10));
@@ -345,6 +362,86 @@ TEST_F(GLSurfaceWindowTest, AGenericOpenGLSessionShowsTheLeftEyeInAWindowUntilCl
   EXPECT_TRUE(gSession.StopRequested);
   EXPECT_LT(gSession.CurrentFrame, 24) << "the click ends the session before its last frame";
   EXPECT_FALSE(surface.IsOpen());
+}
+
+// Every glasses type, in a window and full screen, plays the demo clip through the surface that
+// the dispatch chooses for it: frames reach the screen and nothing is reported but the absent
+// stereo visual. The screenshots are the manual's.
+TEST_F(GLSurfaceWindowTest, EveryGlassesTypePlaysInAWindowAndFullScreen) {
+  test::TempDir folder;
+  const std::string clip = folder.File("demo.mkv");
+  ASSERT_EQ(std::system((std::string(QUORVEX_PROGRAM) + " demo '" + clip + "' > /dev/null").c_str()), 0);
+
+  gTiming.PerfFrequency = gTiming.PerfTimer.Frequency();
+  const DisplayConfig saved = gDisplay;
+  gDisplay = settings;
+  gDisplay.VertOffset = 10;
+  gDisplay.InterlaceViaOpenGL = true;
+  LineCodeTimer::SetDuration(300ms);
+  BlitSurface blit;
+  OpenGLSurface openGL;
+  NvidiaStereoSurface nvidia;
+  SetDisplaySurface(SurfaceKind::Blit, &blit);
+  SetDisplaySurface(SurfaceKind::OpenGL, &openGL);
+  SetDisplaySurface(SurfaceKind::DirectX, &nvidia);
+
+  enum Shown { kBlit, kOpenGL, kNvidia };
+  struct Case {
+    int16_t glasses;
+    bool fullscreen;
+    Shown surface;
+    ScreenMode mode;  // while it plays
+  };
+  const ScreenMode desktop = Sized(1280, 1024), chosen = Sized(1024, 768);
+  const Case cases[] = {
+      {1, false, kBlit, desktop},  {1, true, kOpenGL, chosen}, {2, true, kOpenGL, chosen},
+      {3, true, kOpenGL, chosen},  {4, false, kOpenGL, desktop}, {4, true, kOpenGL, chosen},
+      {5, false, kBlit, desktop},  {5, true, kBlit, desktop},    {6, false, kBlit, desktop},
+      {6, true, kBlit, desktop},   {7, false, kBlit, desktop},   {7, true, kNvidia, chosen},
+  };
+  for (const Case& c : cases) {
+    const std::string name = "glasses-" + std::to_string(c.glasses) +
+                             (c.fullscreen ? "-fullscreen.png" : "-windowed.png");
+    SCOPED_TRACE(name);
+    QTest::qWait(200);  // Qt hears of the screen's own mode again
+    sink.messages.clear();
+    OpenGLSurface::ForgetStereoNotice();
+    gDisplay.GlassesType = c.glasses;
+    QImage shot;
+    std::vector<bool> open;
+    ScreenMode during;
+    WhenPlaying(6, [&] {
+      open = {blit.IsOpen(), openGL.IsOpen(), nvidia.IsOpen()};
+      during = Now();
+      shot = GrabScreen(name.c_str());
+      gSession.StopRequested = true;
+    });
+    PlaybackRequest request;
+    request.FileName = request.AudioFile = clip;
+    request.InputFormat = 5;
+    request.OutputMethod = OutputMethodFor(c.glasses, c.fullscreen).value_or(0);
+    request.Fullscreen = c.fullscreen;
+    PlaySession(request);
+
+    ASSERT_EQ(open.size(), 3u);
+    EXPECT_TRUE(open[c.surface]) << "the surface of the glasses is the one open";
+    EXPECT_EQ(std::count(open.begin(), open.end(), true), 1);
+    EXPECT_EQ(during, c.mode);
+    EXPECT_EQ(Now(), desktop);
+    EXPECT_GT(gSession.CurrentFrame, 3);
+    for (const std::string& text : sink.Texts()) EXPECT_EQ(text, kNoStereoVisual);
+    // The middle of the screen shows the scene (a sync-doubled frame has its gap there).
+    const QRect middle(shot.width() / 2 - 100, shot.height() / 2 - 100, 200, 200);
+    int lit = 0;
+    for (int y = middle.top(); y <= middle.bottom(); ++y) {
+      for (int x = middle.left(); x <= middle.right(); ++x) lit += shot.pixel(x, y) != kBlack;
+    }
+    EXPECT_GT(lit, 20000);
+  }
+  SetDisplaySurface(SurfaceKind::Blit, nullptr);
+  SetDisplaySurface(SurfaceKind::OpenGL, nullptr);
+  SetDisplaySurface(SurfaceKind::DirectX, nullptr);
+  gDisplay = saved;
 }
 
 }  // namespace
