@@ -42,6 +42,7 @@ struct OpenSurface {
   }
   ~OpenSurface() {
     surface.CloseDisplay();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     SetScreenInfo(nullptr);
   }
   FixedScreen screen{1920, 1080};

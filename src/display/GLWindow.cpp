@@ -11,6 +11,8 @@
 #include <QOpenGLFunctions_2_0>
 #include <QOpenGLVersionFunctionsFactory>
 
+#include <algorithm>
+
 #include "base/Seams.h"
 #include "display/QtInput.h"
 #include "playback/DisplayEvents.h"
@@ -119,21 +121,22 @@ void GLWindow::PrepareTexture(int width, int height) {
   imageSize_ = QSize(width, height);
 }
 
-void GLWindow::UploadPicture(const PixelGrid& grid) {
-  if (grid.Empty() || !gl_) return;
-  PrepareTexture(grid.width, grid.height);
+void GLWindow::UploadPicture(const PixelGrid& grid, int columns) {
+  const int width = columns < 0 ? grid.width : std::min(columns, grid.width);
+  if (grid.Empty() || width <= 0 || !gl_) return;
+  PrepareTexture(width, grid.height);
   QOpenGLFunctions_2_0& gl = *gl_;
   // Rows padded to four bytes are what an unpack alignment of 4 expects, and the first row given
   // is the bottom one in OpenGL as in the picture. A view of a wider picture has that picture's
   // stride: its row length in pixels, rounded up the same way, gives the same stride.
   gl.glPixelStorei(GL_UNPACK_ALIGNMENT, grid.stride % 4 == 0 ? 4 : 1);
   gl.glPixelStorei(GL_UNPACK_ROW_LENGTH, grid.stride % 4 == 0 ? grid.stride / 3 : 0);
-  if (grid.stride % 4 == 0 || grid.stride == 3 * grid.width) {
-    gl.glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, grid.width, grid.height, GL_BGR, GL_UNSIGNED_BYTE,
+  if (grid.stride % 4 == 0) {
+    gl.glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, width, grid.height, GL_BGR, GL_UNSIGNED_BYTE,
                        grid.bits);
   } else {
     for (int y = 0; y < grid.height; ++y) {
-      gl.glTexSubImage2D(GL_TEXTURE_2D, 0, 0, y, grid.width, 1, GL_BGR, GL_UNSIGNED_BYTE,
+      gl.glTexSubImage2D(GL_TEXTURE_2D, 0, 0, y, width, 1, GL_BGR, GL_UNSIGNED_BYTE,
                          grid.MemoryRow(y));
     }
   }

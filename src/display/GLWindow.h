@@ -56,8 +56,8 @@ class GLWindow : public QWindow {
   void WaitUntilExposed();
 
   // Loads a 24-bit picture (blue, green, red; rows bottom-up, as the grid lays them out) into the
-  // window's texture without converting it.
-  void UploadPicture(const PixelGrid& grid);
+  // window's texture without converting it; only its first `columns` columns when given.
+  void UploadPicture(const PixelGrid& grid, int columns = -1);
   // Loads `part` of a top-down 32-bit (Format_RGB32) or 16-bit (Format_RGB16) image.
   void UploadImage(const QImage& image, const QRect& part);
   // Draws the texture's rectangle (s0, t0) - (s1, t1) of texels (in texels, t counted as the

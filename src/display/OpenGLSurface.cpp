@@ -3,6 +3,8 @@
 #include <QCursor>
 #include <QEvent>
 #include <QGuiApplication>
+#include <QOffscreenSurface>
+#include <QOpenGLContext>
 #include <QOpenGLFunctions_2_0>
 #include <QSurfaceFormat>
 #include <QWidget>
@@ -91,6 +93,16 @@ OpenGLSurface::~OpenGLSurface() {
 
 void OpenGLSurface::ForgetStereoNotice() {
   gStereoNoticeGiven = false;
+}
+
+void OpenGLSurface::LoadDriver() {
+  static bool loaded = false;
+  if (loaded) return;
+  loaded = true;
+  QOffscreenSurface surface;
+  surface.create();
+  QOpenGLContext context;
+  if (context.create() && context.makeCurrent(&surface)) context.doneCurrent();
 }
 
 void OpenGLSurface::SetTarget(QWidget* target) {
@@ -310,10 +322,12 @@ bool OpenGLSurface::PutImage(const Picture& picture, bool resize, bool quick) {
   if (grid.Empty() || !window_ || !window_->Begin()) return true;
   QOpenGLFunctions_2_0& gl = window_->Gl();
   gl.glDrawBuffer(GL_FRONT_AND_BACK);
-  window_->UploadPicture(grid);
   const double zoom = resize ? layout_.Zoom : 1.0;
   const double x = layout_.PictureX, y = layout_.PictureY;
   const int32_t width = grid.width, height = grid.height;
+  // Without quad buffers only the left eye is drawn, and only it is loaded.
+  const bool leftOnly = stereo_ && !window_->HasStereoBuffers();
+  window_->UploadPicture(grid, leftOnly ? ToInt32Checked(width / 2.0) : width);
   if (!stereo_) {
     lastDrawing_ = [this, x, y, zoom, width, height] {
       window_->Gl().glDrawBuffer(GL_BACK);

@@ -114,6 +114,10 @@ class OpenGLSurface : public DisplaySurface {
   const ScreenModes& Modes() const { return modes_; }
   // Lets the next opening tell again that the display has no stereo visual.
   static void ForgetStereoNotice();
+  // The first OpenGL context of a run loads the driver, which takes a good part of a second (a
+  // quarter with Mesa's software renderer); done at start-up it does not hold up the first
+  // frames of a play, whose sound is already running. Once a run; needs a QGuiApplication.
+  static void LoadDriver();
 
  private:
   bool CreateGLWindow(int32_t width, int32_t height, int32_t colourDepth, bool fullscreen,

@@ -129,6 +129,7 @@ int RunPlayer(int argc, char** argv, const std::string& file) {
     main.show();
     main.Bar().show();
     main.TrackControlBar();
+    QTimer::singleShot(0, &main, [] { OpenGLSurface::LoadDriver(); });
     if (!file.empty()) {
       // Dropped files come with their full path; so does this one.
       const QString name = QFileInfo(QString::fromStdString(file)).absoluteFilePath();
