@@ -71,7 +71,7 @@ class MeasuringSurface : public DisplaySurface {
     ++shown;
     const double heard = GraphPosition();
     if (heard >= 0.0)
-      maxGap = std::max(maxGap, std::abs(heard - gSession.CurrentFrame / kFrameRate));
+      maxGap = std::max(maxGap, std::abs(heard - session->CurrentFrame / kFrameRate));
     return ok;
   }
   void ResizeSurface(int32_t srcX, int32_t srcY) override { shown_.ResizeSurface(srcX, srcY); }
@@ -79,6 +79,7 @@ class MeasuringSurface : public DisplaySurface {
 
   int shown = 0;
   double maxGap = 0.0;
+  const SessionState* session = nullptr;
 
  private:
   DisplaySurface& shown_;
@@ -89,7 +90,8 @@ void BM_ClipLength(benchmark::State& state) {
 }
 
 // Plays the clip as `method` (windowed) on `shown`, installed as a surface of `kind`.
-void PlayClip(benchmark::State& state, SurfaceKind kind, DisplaySurface& shown, int16_t method) {
+void PlayClip(benchmark::State& state, SurfaceKind kind, DisplaySurface& shown,
+              OutputMethod method) {
   EnsureApplication();
   const fs::path clip = Clip();
   if (clip.empty()) return state.SkipWithError("the ffmpeg command could not make the clip");
@@ -97,19 +99,20 @@ void PlayClip(benchmark::State& state, SurfaceKind kind, DisplaySurface& shown, 
   QtEventPump pump;
   SetScreenInfo(&screen);
   SetEventPump(&pump);
-  gTiming.PerfFrequency = gTiming.PerfTimer.Frequency();
   gDisplay.InterlaceViaOpenGL = true;
+  PlaybackSession playback;
   MeasuringSurface surface(shown);
+  surface.session = &playback.State();
   SetDisplaySurface(kind, &surface);
 
   int skipped = 0;
   for (auto _ : state) {
     PlaybackRequest request;
     request.FileName = request.AudioFile = clip.string();
-    request.InputFormat = 5;
+    request.InputFormat = InputFormat::Parallel;
     request.OutputMethod = method;
     surface.shown = 0;
-    PlaySession(request);
+    playback.PlaySession(request);
     skipped += static_cast<int>(std::lround(kClipSeconds * kFrameRate)) - surface.shown;
   }
   state.counters["frames_skipped"] = skipped;
@@ -123,14 +126,14 @@ void PlayClip(benchmark::State& state, SurfaceKind kind, DisplaySurface& shown, 
 }
 
 void BM_Play_Parallel720p30_Anaglyph(benchmark::State& state) {
-  PlayClip(state, SurfaceKind::Blit, TheBlitSurface(), 3);
+  PlayClip(state, SurfaceKind::Blit, TheBlitSurface(), OutputMethod::AnaglyphRedGreen);
 }
 
 void BM_Play_Parallel720p30_GenericOpenGLWindowed(benchmark::State& state) {
   EnsureApplication();
   OpenGLSurface::LoadDriver();  // as the player does at start-up
   OpenGLSurface surface;
-  PlayClip(state, SurfaceKind::OpenGL, surface, 8);
+  PlayClip(state, SurfaceKind::OpenGL, surface, OutputMethod::SideBySide);
 }
 
 BENCHMARK(BM_ClipLength)->Iterations(1)->UseRealTime()->Unit(benchmark::kMillisecond);

@@ -25,9 +25,9 @@ extern "C" {
 
 #include "Ratios.h"
 #include "base/Seams.h"
-#include "image/FrameBuffers.h"
 #include "stereo/Decoders.h"
 #include "stereo/Composers.h"
+#include "stereo/FrameBuffers.h"
 
 namespace qv::bench {
 namespace {
@@ -63,19 +63,18 @@ class Silence : public MessageSink {
   std::string last;
 };
 
-void ComposerBenchmark(benchmark::State& state, void (*compose)()) {
+void ComposerBenchmark(benchmark::State& state, void (*compose)(FrameBuffers& frames)) {
   Silence silence;
   SetMessageSink(&silence);
-  gFrames = FrameBuffers{};
-  gFrames.SourceFrame = SideBySideFrame();
+  FrameBuffers frames;
+  frames.SourceFrame = SideBySideFrame();
   for (auto _ : state) {
-    LoadJPS();
-    compose();
-    benchmark::DoNotOptimize(gFrames.OutputFrame->ReadGrid().bits);
+    LoadJPS(frames);
+    compose(frames);
+    benchmark::DoNotOptimize(frames.OutputFrame->ReadGrid().bits);
   }
   if (!silence.last.empty()) state.SkipWithError(silence.last.c_str());
   SetMessageSink(nullptr);
-  gFrames = FrameBuffers{};
 }
 
 struct GraphFree {
@@ -140,17 +139,17 @@ void BM_Stereo_AnaYellow(benchmark::State& s) {
   ComposerBenchmark(s, SaveAnaYellow);
 }
 void BM_Stereo_InterlaceWindowed(benchmark::State& s) {
-  ComposerBenchmark(s, [] { SaveInterlace(false); });
+  ComposerBenchmark(s, [](FrameBuffers& f) { SaveInterlace(f, DisplayConfig{}, false); });
 }
 void BM_Stereo_SideBySide(benchmark::State& s) {
   ComposerBenchmark(s, SaveSideBySide);
 }
 // For comparison: the anaglyph as its sequence of steps, and the decoder alone.
 void BM_Stereo_AnaColourStepByStep(benchmark::State& s) {
-  ComposerBenchmark(s, [] { SaveAnaglyphStepByStep(AnaglyphKind::Colour); });
+  ComposerBenchmark(s, [](FrameBuffers& f) { SaveAnaglyphStepByStep(f, AnaglyphKind::Colour); });
 }
 void BM_Stereo_LoadJPSOnly(benchmark::State& s) {
-  ComposerBenchmark(s, [] { gFrames.OutputFrame = gFrames.StereoViews[0]; });
+  ComposerBenchmark(s, [](FrameBuffers& f) { f.OutputFrame = f.StereoViews[0]; });
 }
 
 void BM_Stereo3d_arcc(benchmark::State& s) {

@@ -15,6 +15,7 @@
 
 #include "Ratios.h"
 #include "image/Picture.h"
+#include "video/LayoutDetection.h"
 #include "video/VideoReader.h"
 
 extern "C" {
@@ -117,18 +118,18 @@ void BM_Decode_PlainFFmpeg_1080(benchmark::State& state) {
 // The reader: open, every frame fetched in order into a picture, close.
 void BM_FetchFrame_Sequential_1080(benchmark::State& state) {
   if (!MakeMedia()) return state.SkipWithError("the ffmpeg command could not make the clips");
-  PlaybackRequest request;
-  request.FileName = (MediaFolder() / "sequential.mp4").string();
+  const std::string file = (MediaFolder() / "sequential.mp4").string();
   for (auto _ : state) {
-    if (!OpenVideo(request)) return state.SkipWithError("OpenVideo failed");
+    VideoReaderState video;
+    if (!OpenVideo(file, video)) return state.SkipWithError("OpenVideo failed");
     Picture frame;
-    frame.Create(gVideo.FrameFormat.biWidth, gVideo.FrameFormat.biHeight);
+    frame.Create(video.FrameFormat.biWidth, video.FrameFormat.biHeight);
     int frames = 0;
-    for (int32_t n = gVideo.StreamStart; n < gVideo.StreamStart + gVideo.StreamLength; ++n) {
-      frames += FetchFrame(n, frame);
+    for (int32_t n = video.StreamStart; n < video.StreamStart + video.StreamLength; ++n) {
+      frames += FetchFrame(video, n, frame);
     }
     benchmark::DoNotOptimize(frame.Bits());
-    CloseVideo();
+    CloseVideo(video);
     if (frames != kSequentialFrames) state.SkipWithError("unexpected frame count");
   }
   state.SetItemsProcessed(state.iterations() * kSequentialFrames);
@@ -138,8 +139,7 @@ void Detect(benchmark::State& state, const char* name, int32_t expectedFrames) {
   if (!MakeMedia()) return state.SkipWithError("the ffmpeg command could not make the clips");
   const std::string file = (MediaFolder() / name).string();
   for (auto _ : state) {
-    int16_t layout = 0;
-    if (DetectVideo(file, layout) != expectedFrames)
+    if (DetectVideo(file).frames != expectedFrames)
       return state.SkipWithError("DetectVideo failed");
   }
 }

@@ -70,4 +70,17 @@ double HighResTimer::CountToDouble(int32_t low, int32_t high) {
   return highPart * kTwo32 + lowPart;
 }
 
+Timing& ProcessTiming() {
+  static Timing timing = [] {
+    Timing t;
+    try {
+      t.PerfFrequency = t.PerfTimer.Frequency();
+    } catch (const AppError&) {
+      t.PerfFrequency = 0.0;  // reported by StartEngine; stage times then stay at 0
+    }
+    return t;
+  }();
+  return timing;
+}
+
 }  // namespace qv

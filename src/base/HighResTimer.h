@@ -41,12 +41,16 @@ class HighResTimer {
 
 inline constexpr int32_t kErrNoHighResolutionTimer = static_cast<int32_t>(0x800403E8u);
 
-// The process-wide stage timer and its ticks per second, both set once at start-up.
+// The stage timer of the frame loop and its ticks per second. The program has one (ProcessTiming),
+// set up once at start-up; the conversion restarts it at its own start, so the loop's stage
+// figures and the conversion's share it. User-interface thread only.
 struct Timing {
   HighResTimer PerfTimer;
   double PerfFrequency = 0.0;
 };
 
-inline Timing gTiming;
+// The program's stage timer. Its frequency is read on first use (StartEngine reads it again, so
+// that a machine without a high-resolution clock is reported at start-up).
+Timing& ProcessTiming();
 
 }  // namespace qv

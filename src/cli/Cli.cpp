@@ -9,7 +9,10 @@
 
 #include "cli/Commands.h"
 #include "cli/DemoClip.h"
-#include "playback/Modes.h"
+#include "cli/ImageCommand.h"
+#include "playback/GlassesTypes.h"
+#include "playback/OutputMethods.h"
+#include "stereo/InputFormats.h"
 #include "shell/Player.h"
 
 #ifndef QUORVEX_VERSION
@@ -30,23 +33,28 @@ void PrintHelp(std::ostream& out) {
          "                                     compose one frame as playback would\n"
          "  quorvex convert FILE -o OUT [options]\n"
          "                                     compose a range of frames into a video file\n"
+         "  quorvex image OPERATION IN... -o OUT.bmp|OUT.png [--ARGUMENT VALUE ...]\n"
+         "                                     one operation of the image library on pictures\n"
+         "                                     ('quorvex image --help' lists the operations)\n"
          "  quorvex demo [OUT]                 write the demo clip\n"
          "  quorvex --help | --version\n\n"
          "Options of render and convert:\n"
-         "  --format auto|NAME|1..7    stereo layout of the input (default auto):\n";
+         "  --format auto|NAME|1.."
+      << std::size(kInputFormats) << "    stereo layout of the input (default auto):\n";
   for (const InputFormatInfo& f : kInputFormats) {
-    out << "      " << f.number << "  " << f.name << std::string(18 - f.name.size(), ' ')
+    out << "      " << NumberOf(f.format) << "  " << f.name << std::string(18 - f.name.size(), ' ')
         << f.description << "\n";
   }
-  out << "  --method NAME|1..8         output method:\n";
+  out << "  --method NAME|1.." << std::size(kOutputMethods) << "         output method:\n";
   for (const OutputMethodInfo& m : kOutputMethods) {
-    out << "      " << m.number << "  " << m.name << std::string(22 - m.name.size(), ' ')
+    out << "      " << NumberOf(m.method) << "  " << m.name << std::string(22 - m.name.size(), ' ')
         << m.description << "\n";
   }
-  out << "  --glasses 1..7 [--fullscreen]\n"
+  out << "  --glasses NAME|1.." << std::size(kGlassesTypes) << " [--fullscreen]\n"
          "                             choose the method as Play and Full do:\n";
   for (const GlassesTypeInfo& g : kGlassesTypes) {
-    out << "      " << g.number << "  " << g.caption << "\n";
+    out << "      " << NumberOf(g.type) << "  " << g.name << std::string(22 - g.name.size(), ' ')
+        << g.caption << "\n";
   }
   out << "  --screen WxH               full-screen size (default: the stored setting)\n"
          "  --vert-offset K            sync-doubled gap divisor (default: the stored setting)\n"
@@ -95,6 +103,7 @@ int Run(int argc, char** argv) {
   if (command == "detect") return RunDetect(rest);
   if (command == "render") return RunRender(rest);
   if (command == "convert") return RunConvert(rest);
+  if (command == "image") return RunImage(rest);
   if (NamesAFile(command)) {
     if (argc > 2) {
       std::cerr << "quorvex: the player opens one file\nTry 'quorvex --help'.\n";

@@ -17,9 +17,7 @@
 #include "cli/OutputOptions.h"
 #include "output/VideoFileSurface.h"
 #include "playback/PlaySession.h"
-#include "playback/SessionState.h"
 #include "playback/Surfaces.h"
-#include "video/VideoReader.h"
 
 namespace qv::cli {
 
@@ -32,8 +30,8 @@ using Clock = std::chrono::steady_clock;
 // and a progress bar on standard error when that is a terminal.
 class ConvertConsole : public MessageSink, public EventPump {
  public:
-  ConvertConsole(int32_t start, std::optional<int32_t> frames)
-      : start_(start), frames_(frames), bar_(isatty(STDERR_FILENO) == 1) {}
+  ConvertConsole(const PlaybackContext& context, int32_t start, std::optional<int32_t> frames)
+      : context_(context), start_(start), frames_(frames), bar_(isatty(STDERR_FILENO) == 1) {}
 
   void ShowMessage(const std::string& text, int, const std::string& title) override {
     ClearBar();
@@ -63,9 +61,10 @@ class ConvertConsole : public MessageSink, public EventPump {
 
  private:
   void DrawBar() {
-    int64_t total = int64_t{gVideo.StreamLength} - start_;
+    const VideoReaderState& video = context_.Video;
+    int64_t total = int64_t{video.StreamLength} - start_;
     if (frames_ && *frames_ < total) total = *frames_;
-    const int64_t done = int64_t{gSession.CurrentFrame} - gVideo.StreamStart - start_ + 1;
+    const int64_t done = int64_t{context_.Session.CurrentFrame} - video.StreamStart - start_ + 1;
     if (total <= 0 || done < 0) return;
     constexpr int kWidth = 30;
     const int filled = static_cast<int>(kWidth * std::min(done, total) / total);
@@ -75,6 +74,7 @@ class ConvertConsole : public MessageSink, public EventPump {
     drawn_ = true;
   }
 
+  const PlaybackContext& context_;
   int32_t start_;
   std::optional<int32_t> frames_;
   bool bar_;
@@ -109,8 +109,9 @@ bool SameFile(const std::string& a, const std::string& b) {
   return std::filesystem::equivalent(a, b, error);
 }
 
-void PrintSummary(const std::string& output, int64_t frames, double seconds) {
-  const auto& t = gSession.StageTimes;
+void PrintSummary(const SessionState& state, const std::string& output, int64_t frames,
+                  double seconds) {
+  const auto& t = state.StageTimes;
   char line[320];
   std::snprintf(line, sizeof line,
                 "%s: %lld frames in %.2f s (%.1f frames/s); Get Frame %.2f ms, Decode %.2f ms, "
@@ -137,7 +138,7 @@ int RunConvert(const std::vector<std::string>& args) {
   LoadDisplaySettings(options);
 
   std::string fileToOpen;
-  int16_t format = 0;
+  InputFormat format{};
   if (const int status = ChooseInput(options, fileToOpen, format); status != 0) return status;
 
   PlaybackRequest request = BuildRequest(options, fileToOpen, format);
@@ -146,12 +147,15 @@ int RunConvert(const std::vector<std::string>& args) {
   request.RepeatMode = 0;
   request.StartOffset = options.start;
 
-  VideoFileSurface surface({options.output, options.codec, request.AudioFile, options.frames});
-  ConvertConsole console(options.start, options.frames);
+  PlaybackSession playback;
+  const PlaybackContext& context = playback.Context();
+  VideoFileSurface surface(playback.Context(),
+                           {options.output, options.codec, request.AudioFile, options.frames});
+  ConvertConsole console(context, options.start, options.frames);
   const Clock::time_point began = Clock::now();
   {
     SessionHooks hooks(surface, console);
-    PlaySession(request);
+    playback.PlaySession(request);
     console.ClearBar();
   }
   const double seconds = std::chrono::duration<double>(Clock::now() - began).count();
@@ -159,13 +163,13 @@ int RunConvert(const std::vector<std::string>& args) {
   if (console.Messages() > 0 || surface.Failed()) return 1;
   const int64_t written = surface.FramesWritten();
   if (written == 0) {
-    if (options.start >= gVideo.StreamLength) {
+    if (options.start >= context.Video.StreamLength) {
       return Fail("--start " + std::to_string(options.start) + " is past the end of the video (" +
-                  std::to_string(gVideo.StreamLength) + " frames)");
+                  std::to_string(context.Video.StreamLength) + " frames)");
     }
     return Fail("no frame of " + options.input + " could be converted");
   }
-  int64_t expected = int64_t{gVideo.StreamLength} - options.start;
+  int64_t expected = int64_t{context.Video.StreamLength} - options.start;
   if (options.frames && *options.frames < expected) expected = *options.frames;
   if (written < expected) {
     std::cerr << "quorvex: only " << written << " of " << expected << " frames of " << options.input
@@ -175,7 +179,7 @@ int RunConvert(const std::vector<std::string>& args) {
     std::cerr << "quorvex: " << options.input << " has no sound track; " << options.output
               << " has pictures only\n";
   }
-  PrintSummary(options.output, written, seconds);
+  PrintSummary(context.Session, options.output, written, seconds);
   return 0;
 }
 

@@ -7,8 +7,8 @@
 
 #include "cli/Commands.h"
 #include "cli/OutputOptions.h"
+#include "video/LayoutDetection.h"
 #include "video/ScriptBridge.h"
-#include "video/VideoReader.h"
 
 namespace qv::cli {
 
@@ -48,15 +48,16 @@ int RunDetect(const std::vector<std::string>& args) {
   }
 
   const std::string script = MakeScript(file);
-  int16_t layout = 0;
-  const int32_t frames = DetectVideo(script.empty() ? file : script, layout);
+  const VideoFacts facts = DetectVideo(script.empty() ? file : script);
+  const int32_t frames = facts.frames;
   const bool opened = frames >= 1;
-  const std::string caption = opened ? LayoutCaption(layout) : std::string();
-  const int32_t width = opened ? gVideo.DetectedFormat.biWidth : 0;
-  const int32_t height = opened ? gVideo.DetectedFormat.biHeight : 0;
-  const float rate = opened ? gVideo.StreamFrameRate : 0.0f;
+  const std::string caption = opened ? LayoutCaption(facts.layout) : std::string();
+  const int layout = opened ? NumberOf(facts.layout) : 0;
+  const int32_t width = opened ? facts.width : 0;
+  const int32_t height = opened ? facts.height : 0;
+  const float rate = opened ? static_cast<float>(facts.frameRate) : 0.0f;
   if (json) {
-    std::cout << "{\"layout\": \"" << caption << "\", \"layout_code\": " << (opened ? layout : 0)
+    std::cout << "{\"layout\": \"" << caption << "\", \"layout_code\": " << layout
               << ", \"frames\": " << (opened ? frames : 0) << ", \"fps\": " << FormatRate(rate)
               << ", \"width\": " << width << ", \"height\": " << height << "}\n";
   } else if (opened) {

@@ -6,12 +6,11 @@
 #include <span>
 
 #include "base/DisplayConfig.h"
-#include "playback/Modes.h"
 #include "shell/DisplaySettingsModel.h"
 #include "shell/SettingsStore.h"
 #include "shell/Startup.h"
 #include "video/ScriptBridge.h"
-#include "video/VideoReader.h"
+#include "video/LayoutDetection.h"
 
 namespace qv::cli {
 
@@ -27,29 +26,13 @@ std::optional<int64_t> Number(std::string_view text, int64_t low, int64_t high) 
   return value;
 }
 
-template <typename Info>
-std::optional<int16_t> ByNameOrNumber(std::span<const Info> table, std::string_view text) {
-  for (const Info& info : table) {
-    if (info.name == text || std::to_string(info.number) == text) return info.number;
-  }
-  return std::nullopt;
-}
-
 }  // namespace
 
-std::optional<int16_t> InputFormatByName(std::string_view text) {
-  return ByNameOrNumber<InputFormatInfo>(kInputFormats, text);
+InputFormat FormatForLayout(InputFormat layout) {
+  return layout == InputFormat::Plain2D ? InputFormat::Converted2D : layout;
 }
 
-std::optional<int16_t> OutputMethodByName(std::string_view text) {
-  return ByNameOrNumber<OutputMethodInfo>(kOutputMethods, text);
-}
-
-int16_t FormatForLayout(int16_t layout) {
-  return layout == 3 ? 4 : layout;
-}
-
-std::string LayoutCaption(int16_t layout) {
+std::string LayoutCaption(InputFormat layout) {
   const InputFormatInfo* info = FindInputFormat(FormatForLayout(layout));
   return info != nullptr ? std::string(info->caption) : std::string();
 }
@@ -87,9 +70,7 @@ OutputOptions ParseOutputOptions(const std::vector<std::string>& args, Command c
       if (!(o.method = OutputMethodByName(v))) throw bad(v);
     } else if (name == "--glasses") {
       const std::string v = value();
-      const auto n = Number(v, 1, 7);
-      if (!n || FindGlassesType(static_cast<int>(*n)) == nullptr) throw bad(v);
-      o.glasses = static_cast<int16_t>(*n);
+      if (!(o.glasses = GlassesTypeByName(v))) throw bad(v);
     } else if (name == "--fullscreen" && !inlineValue) {
       o.fullscreen = true;
     } else if (name == "--screen") {
@@ -154,25 +135,26 @@ int Fail(const std::string& why) {
   return 1;
 }
 
-int ChooseInput(const OutputOptions& options, std::string& fileToOpen, int16_t& inputFormat) {
+int ChooseInput(const OutputOptions& options, std::string& fileToOpen, InputFormat& inputFormat) {
   const std::string script = MakeScript(options.input);
   fileToOpen = script.empty() ? options.input : script;
   if (options.format) {
     inputFormat = *options.format;
   } else {
-    int16_t layout = 0;
-    if (DetectVideo(fileToOpen, layout) < 1) return 1;
-    inputFormat = FormatForLayout(layout);
+    const VideoFacts facts = DetectVideo(fileToOpen);
+    if (facts.frames < 1) return 1;
+    inputFormat = FormatForLayout(facts.layout);
   }
-  if (inputFormat == 4) {
-    return Fail("the " + std::string(FindInputFormat(4)->name) +
+  const InputFormatInfo* info = FindInputFormat(inputFormat);
+  if (info != nullptr && info->converted) {
+    return Fail("the " + std::string(info->name) +
                 " format (2D video turned into stereo) is not available yet");
   }
   return 0;
 }
 
 PlaybackRequest BuildRequest(const OutputOptions& options, const std::string& fileToOpen,
-                             int16_t inputFormat) {
+                             InputFormat inputFormat) {
   PlaybackRequest request;
   request.FileName = fileToOpen;
   request.AudioFile = options.input;  // pacing and option fields: the defaults Play uses
@@ -181,8 +163,8 @@ PlaybackRequest BuildRequest(const OutputOptions& options, const std::string& fi
   if (options.method) {
     request.OutputMethod = *options.method;
   } else {
-    const int glasses = options.glasses ? *options.glasses : gDisplay.GlassesType;
-    request.OutputMethod = OutputMethodFor(glasses, options.fullscreen).value_or(0);
+    const int glasses = options.glasses ? NumberOf(*options.glasses) : gDisplay.GlassesType;
+    request.OutputMethod = OutputMethodFor(glasses, options.fullscreen).value_or(OutputMethod{0});
   }
   return request;
 }

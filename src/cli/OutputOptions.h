@@ -1,7 +1,8 @@
 #pragma once
 // The options that `render` and `convert` share: which input format and output method, the
 // display settings that override the stored ones, and the playback request built from them the
-// way Play and Full build it. Names and numbers come from the mode tables of playback/Modes.h.
+// way Play and Full build it. Names and numbers come from the mode tables (stereo/InputFormats.h,
+// playback/OutputMethods.h, playback/GlassesTypes.h).
 
 #include <cstdint>
 #include <optional>
@@ -10,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "playback/GlassesTypes.h"
 #include "playback/PlaybackRequest.h"
 
 namespace qv::cli {
@@ -23,9 +25,9 @@ class UsageError : public std::runtime_error {
 struct OutputOptions {
   std::string input;                   // FILE
   std::string output;                  // -o OUT
-  std::optional<int16_t> format;       // --format; nullopt = auto (the guessed layout)
-  std::optional<int16_t> method;       // --method
-  std::optional<int16_t> glasses;      // --glasses; nullopt = the stored glasses type
+  std::optional<InputFormat> format;    // --format; nullopt = auto (the guessed layout)
+  std::optional<OutputMethod> method;   // --method
+  std::optional<GlassesType> glasses;   // --glasses; nullopt = the stored glasses type
   bool fullscreen = false;             // --fullscreen
   std::optional<int32_t> screenWidth;  // --screen WxH
   std::optional<int32_t> screenHeight;
@@ -41,14 +43,10 @@ enum class Command { kRender, kConvert };
 // Parses the arguments that follow the command's name. Raises UsageError.
 OutputOptions ParseOutputOptions(const std::vector<std::string>& args, Command command);
 
-// An input format or output method by command-line name or number; nullopt when there is none.
-std::optional<int16_t> InputFormatByName(std::string_view text);
-std::optional<int16_t> OutputMethodByName(std::string_view text);
-
-// The input format the Format menu chooses for a guessed layout: 2D (3) means conversion (4).
-int16_t FormatForLayout(int16_t layout);
+// The input format the Format menu chooses for a guessed layout: plain 2D means conversion.
+InputFormat FormatForLayout(InputFormat layout);
 // The Format menu's caption for a guessed layout ("2D", "Parallel", "Above/Below").
-std::string LayoutCaption(int16_t layout);
+std::string LayoutCaption(InputFormat layout);
 
 // Loads the stored settings into the display configuration (as the program does at start-up)
 // and applies --screen and --vert-offset.
@@ -62,12 +60,12 @@ int Fail(const std::string& why);
 // and its input format: --format, or the one the guessed layout chooses. 0 when both are known;
 // otherwise 1, after telling the user why (the file could not be opened, or a format that is not
 // available).
-int ChooseInput(const OutputOptions& options, std::string& fileToOpen, int16_t& inputFormat);
+int ChooseInput(const OutputOptions& options, std::string& fileToOpen, InputFormat& inputFormat);
 
 // The request that Play (or Full, with --fullscreen) would build for `fileToOpen` (the input or
 // its script): the method from --method or from the glasses type and window mode; 0 when the
 // stored glasses type names no glasses, which the dispatch reports.
 PlaybackRequest BuildRequest(const OutputOptions& options, const std::string& fileToOpen,
-                             int16_t inputFormat);
+                             InputFormat inputFormat);
 
 }  // namespace qv::cli

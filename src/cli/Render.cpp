@@ -9,10 +9,8 @@
 #include "cli/OutputOptions.h"
 #include "cli/PictureFiles.h"
 #include "image/BufferHelpers.h"
-#include "image/FrameBuffers.h"
-#include "playback/Modes.h"
 #include "playback/OutputDispatch.h"
-#include "video/VideoReader.h"
+#include "playback/PlaybackContext.h"
 
 namespace qv::cli {
 
@@ -24,27 +22,29 @@ bool EndsWithNoCase(std::string text, const std::string& tail) {
          text.compare(text.size() - tail.size(), tail.size(), tail) == 0;
 }
 
-// Fetches, decodes and composes frame `offset` of the open video into gFrames.OutputFrame.
-int ComposeOne(PlaybackRequest& request, int32_t offset) {
-  if (offset >= gVideo.StreamLength) {
+// Fetches, decodes and composes frame `offset` of the open video into Frames.OutputFrame.
+int ComposeOne(PlaybackContext& context, PlaybackRequest& request, int32_t offset) {
+  const VideoReaderState& video = context.Video;
+  if (offset >= video.StreamLength) {
     return Fail("frame " + std::to_string(offset) + " is past the end of the video (" +
-                std::to_string(gVideo.StreamLength) + " frames)");
+                std::to_string(video.StreamLength) + " frames)");
   }
-  PictureRef& source = gFrames.SourceFrame;
+  FrameBuffers& frames = context.Frames;
+  PictureRef& source = frames.SourceFrame;
   source = std::make_shared<Picture>();
-  if (!source->CreateToOverwrite(gVideo.FrameFormat.biWidth, gVideo.FrameFormat.biHeight)) {
+  if (!source->CreateToOverwrite(video.FrameFormat.biWidth, video.FrameFormat.biHeight)) {
     return Fail("no memory for frames of this size");
   }
-  if (!FetchFrame(gVideo.StreamStart + offset, *source)) {
+  if (!FetchFrame(context.Video, video.StreamStart + offset, *source)) {
     return Fail("frame " + std::to_string(offset) + " could not be decoded");
   }
   if (CanPassThrough(request)) {
-    CopyDIB(source, gFrames.OutputFrame, true);
+    CopyDIB(source, frames.OutputFrame, true);
   } else {
-    if (!DecodeFrame(request)) return 1;
-    ComposeFrame(request, true);
+    if (!DecodeFrame(context, request)) return 1;
+    ComposeFrame(context, request, true);
   }
-  if (!gFrames.OutputFrame || gFrames.OutputFrame->Bits() == nullptr) {
+  if (!frames.OutputFrame || frames.OutputFrame->Bits() == nullptr) {
     return Fail("no frame was composed");
   }
   return 0;
@@ -66,17 +66,19 @@ int RunRender(const std::vector<std::string>& args) {
   LoadDisplaySettings(options);
 
   std::string fileToOpen;
-  int16_t format = 0;
+  InputFormat format{};
   if (const int status = ChooseInput(options, fileToOpen, format); status != 0) return status;
 
   PlaybackRequest request = BuildRequest(options, fileToOpen, format);
   request.StartOffset = options.frame;
-  if (!OpenVideo(request)) return 1;
-  int status = ComposeOne(request, request.StartOffset);
-  CloseVideo();
+  PlaybackContext context;
+  context.Display = gDisplay;
+  if (!OpenVideo(request.FileName, context.Video)) return 1;
+  const int status = ComposeOne(context, request, request.StartOffset);
+  CloseVideo(context.Video);
   if (status != 0) return status;
 
-  const Picture& out = *gFrames.OutputFrame;
+  const Picture& out = *context.Frames.OutputFrame;
   if (EndsWithNoCase(options.output, ".png")) {
     std::string why;
     if (!SavePng(out, options.output, why))

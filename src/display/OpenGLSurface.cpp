@@ -118,6 +118,14 @@ bool OpenGLSurface::HasStereoBuffers() const {
 }
 
 void OpenGLSurface::ResizeSurface(int32_t srcX, int32_t srcY) {
+  try {
+    LayOut(srcX, srcY);
+  } catch (const std::exception& e) {
+    MsgBox(DescribeError(e));  // the surface keeps its layout
+  }
+}
+
+void OpenGLSurface::LayOut(int32_t srcX, int32_t srcY) {
   layout_ = LayOutOpenGL(fullscreen_, stereo_, srcX, srcY, CurrentScreenWidth(),
                          CurrentScreenHeight(), Settings().ScreenWidth, Settings().ScreenHeight);
   EnsureWindow();
@@ -258,7 +266,7 @@ bool OpenGLSurface::OpenDisplay(bool fullscreen, int32_t srcX, int32_t srcY, boo
     fullscreen_ = fullscreen;
     stereo_ = openGLStereo;
     lineCodeInUse_ = false;
-    ResizeSurface(srcX, srcY);
+    LayOut(srcX, srcY);
     open_ = true;
     if (!CreateGLWindow(layout_.WindowWidth, layout_.WindowHeight, Settings().ColourDepth,
                         fullscreen, Settings().RefreshRate)) {

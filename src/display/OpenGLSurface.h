@@ -84,7 +84,7 @@ class OpenGLSurface : public DisplaySurface {
   // Makes the mouse pointer visible over the surface.
   void ShowPointer();
   // Lays the surface out for frames of srcX x srcY (LayOutOpenGL), moves and sizes its window and
-  // clears both buffers.
+  // clears both buffers. A size that cannot be laid out is told and changes nothing.
   void ResizeSurface(int32_t srcX, int32_t srcY) override;
   // openGLStereo: quad-buffered stereo. Full screen the screen mode is switched first (a refused
   // mode is told and the surface opens at the mode the screen has). With useLineCode the start
@@ -120,6 +120,7 @@ class OpenGLSurface : public DisplaySurface {
   static void LoadDriver();
 
  private:
+  void LayOut(int32_t srcX, int32_t srcY);  // ResizeSurface, raising what it cannot lay out
   bool CreateGLWindow(int32_t width, int32_t height, int32_t colourDepth, bool fullscreen,
                       int32_t refreshRate);
   bool InitGL();

@@ -2,7 +2,6 @@
 
 #include <cstring>
 
-#include "image/FrameBuffers.h"
 
 namespace qv {
 
@@ -31,15 +30,15 @@ void ResampleDIB(PictureRef& buffer, int32_t newHeight, int32_t newWidth, bool i
   Replace(Deref(buffer).Resample(newHeight, newWidth, interpolate), buffer, true);
 }
 
-int32_t MinViewHeight() {
-  const int32_t first = AutoCreate(gFrames.StereoViews[0]).Height();
-  const int32_t second = AutoCreate(gFrames.StereoViews[1]).Height();
+int32_t MinViewHeight(std::array<PictureRef, 2>& views) {
+  const int32_t first = AutoCreate(views[0]).Height();
+  const int32_t second = AutoCreate(views[1]).Height();
   return first >= second ? second : first;
 }
 
-int32_t MinViewWidth() {
-  const int32_t first = AutoCreate(gFrames.StereoViews[0]).Width();
-  const int32_t second = AutoCreate(gFrames.StereoViews[1]).Width();
+int32_t MinViewWidth(std::array<PictureRef, 2>& views) {
+  const int32_t first = AutoCreate(views[0]).Width();
+  const int32_t second = AutoCreate(views[1]).Width();
   return first >= second ? second : first;
 }
 

@@ -5,6 +5,7 @@
 // emptyOld = true empties the replaced picture at once for every holder of it; pass it only where
 // nobody else still uses the old picture.
 
+#include <array>
 #include <cstdint>
 
 #include "image/Picture.h"
@@ -20,9 +21,12 @@ void CropDIB(const PictureRef& source, PictureRef& destination, int32_t newHeigh
 // buffer := buffer.Resample(newHeight, newWidth, interpolate); the old picture is always emptied.
 void ResampleDIB(PictureRef& buffer, int32_t newHeight, int32_t newWidth, bool interpolate);
 
-// The smaller Height / Width of the two StereoViews (empty views are created on demand).
-int32_t MinViewHeight();
-int32_t MinViewWidth();
+// The picture in a slot, creating an empty one when the slot is still empty.
+Picture& AutoCreate(PictureRef& slot);
+
+// The smaller Height / Width of two stereo views (empty slots get an empty picture first).
+int32_t MinViewHeight(std::array<PictureRef, 2>& views);
+int32_t MinViewWidth(std::array<PictureRef, 2>& views);
 
 // Splits a row-interleaved 24-bit frame: the first half of the destination rows holds the even
 // source rows, the second half the odd ones. Rows are 3 x width bytes back to back (no padding),

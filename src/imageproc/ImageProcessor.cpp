@@ -1,6 +1,8 @@
 #include "imageproc/ImageProcessor.h"
 
 #include <algorithm>
+#include <atomic>
+#include <random>
 #include <chrono>
 #include <cstdlib>
 
@@ -14,6 +16,12 @@ uint32_t TickCountMs() {
   using namespace std::chrono;
   return static_cast<uint32_t>(
       duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count());
+}
+
+uint64_t FreshNoiseSeed() {
+  static std::atomic<uint64_t> counter{0};
+  const uint64_t now = static_cast<uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count());
+  return std::random_device{}() ^ (now << 20) ^ (counter.fetch_add(0x9E3779B97F4A7C15ull));
 }
 
 uint32_t ImageProcessor::StartTick() { return TickCountMs(); }

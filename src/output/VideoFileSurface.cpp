@@ -9,9 +9,8 @@ extern "C" {
 
 #include "base/Error.h"
 #include "base/Seams.h"
-#include "playback/SessionState.h"
+#include "playback/PlaybackContext.h"
 #include "playback/SoundPlayer.h"
-#include "video/VideoReader.h"
 
 namespace qv {
 
@@ -31,15 +30,15 @@ class TakenOutput : public AudioOutput {
 
 }  // namespace
 
-VideoFileSurface::VideoFileSurface(VideoFileSurfaceOptions options)
-    : options_(std::move(options)) {}
+VideoFileSurface::VideoFileSurface(PlaybackContext& context, VideoFileSurfaceOptions options)
+    : context_(context), options_(std::move(options)) {}
 
 VideoFileSurface::~VideoFileSurface() = default;
 
 bool VideoFileSurface::Fail(const std::string& why) {
   if (!failed_) MsgBox(why, msg::kCritical);
   failed_ = true;
-  gSession.StopRequested = true;
+  context_.Session.StopRequested = true;
   return false;
 }
 
@@ -51,8 +50,8 @@ bool VideoFileSurface::OpenDisplay(bool, int32_t srcX, int32_t srcY, bool, bool,
   framesWritten_ = 0;
   nextSoundFrame_ = -1;
 
-  rate_ = gVideo.StreamInfo.dwRate;
-  scale_ = gVideo.StreamInfo.dwScale;
+  rate_ = context_.Video.StreamInfo.dwRate;
+  scale_ = context_.Video.StreamInfo.dwScale;
   if (rate_ == 0 || scale_ == 0) rate_ = 25, scale_ = 1;
   AVRational fps{};
   av_reduce(&fps.num, &fps.den, rate_, scale_, std::numeric_limits<int32_t>::max());
@@ -127,10 +126,12 @@ bool VideoFileSurface::PutImage(const Picture& picture, bool, bool) {
     return Fail("The video file could not be written: " + writer_->LastError());
   }
   ++framesWritten_;
-  if (!WriteSoundOf(int64_t{gSession.CurrentFrame} - gVideo.StreamStart)) return false;
+  if (!WriteSoundOf(int64_t{context_.Session.CurrentFrame} - context_.Video.StreamStart)) {
+    return false;
+  }
   if (options_.frameLimit && framesWritten_ >= *options_.frameLimit) {
     // Some surfaces' put results are not consulted by the dispatch; the stop request always is.
-    gSession.StopRequested = true;
+    context_.Session.StopRequested = true;
     return false;
   }
   return true;

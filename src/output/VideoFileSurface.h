@@ -3,10 +3,10 @@
 // together with the input's sound for exactly that frame's time span, so the file plays in sync
 // from whichever frame the session started at.
 //
-// The surface learns the frame rate and the frame being played from the session's open video
-// (gVideo.StreamInfo) and gSession.CurrentFrame, which the session sets before every put.
-// Failures are told to the user through MsgBox and make PutImage return false, which ends the
-// session. Playback thread only.
+// The surface learns the frame rate and the frame being played from the context of the session
+// that puts frames on it (its open video, and CurrentFrame, which the session sets before every
+// put). Failures are told to the user through MsgBox, ask the session to stop and make PutImage
+// return false. Frame-loop thread only.
 
 #include <cstdint>
 #include <memory>
@@ -20,6 +20,7 @@
 namespace qv {
 
 class SoundPlayer;
+struct PlaybackContext;
 
 struct VideoFileSurfaceOptions {
   std::string path;                   // the file to write; its extension picks the container
@@ -30,7 +31,7 @@ struct VideoFileSurfaceOptions {
 
 class VideoFileSurface : public DisplaySurface {
  public:
-  explicit VideoFileSurface(VideoFileSurfaceOptions options);
+  VideoFileSurface(PlaybackContext& context, VideoFileSurfaceOptions options);
   ~VideoFileSurface() override;
 
   // Opens the file for frames of srcX x srcY at the open video's rate; the other arguments mean
@@ -55,6 +56,7 @@ class VideoFileSurface : public DisplaySurface {
   bool WriteSoundOf(int64_t frame);
   int64_t FirstSampleOf(int64_t frame) const;
 
+  PlaybackContext& context_;
   VideoFileSurfaceOptions options_;
   std::unique_ptr<VideoFileWriter> writer_;
   std::unique_ptr<SoundPlayer> sound_;

@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "base/Seams.h"
-#include "playback/SessionState.h"
 
 namespace qv {
 
@@ -18,12 +17,14 @@ struct RegisteredCodes {
 };
 
 RegisteredCodes gCodes;
+std::function<void()> gStop;
 SlideShowHandlers gSlideShow;
 
 }  // namespace
 
-void SetDisplayCallbacks(int16_t click, int16_t lost, int16_t key) {
+void SetDisplayCallbacks(int16_t click, int16_t lost, int16_t key, std::function<void()> stop) {
   gCodes = {click, lost, key};
+  gStop = std::move(stop);
 }
 
 void SetSlideShowHandlers(SlideShowHandlers handlers) {
@@ -43,7 +44,7 @@ void Perform(int16_t code, DisplaySurface& surface, const std::function<void()>&
       surface.CloseDisplay();
       return;
     case callback::kStop:
-      gSession.StopRequested = true;
+      if (gStop) gStop();
       return;
     case callback::kSlideShow:
       if (slideShow) {

@@ -15,12 +15,13 @@ namespace qv {
 namespace callback {
 inline constexpr int16_t kNothing = 0;
 inline constexpr int16_t kCloseDisplay = 1;  // the surface's own CloseDisplay
-inline constexpr int16_t kStop = 2;          // gSession.StopRequested = true
+inline constexpr int16_t kStop = 2;          // the registered stop action (the session's stop)
 inline constexpr int16_t kSlideShow = 3;  // the slide-show window's handlers (click and key only)
 }  // namespace callback
 
-// Stores the codes for a click, the loss of the focus and a key.
-void SetDisplayCallbacks(int16_t click, int16_t lost, int16_t key);
+// Stores the codes for a click, the loss of the focus and a key, and what code 2 does (the
+// running session's stop request; empty: nothing).
+void SetDisplayCallbacks(int16_t click, int16_t lost, int16_t key, std::function<void()> stop);
 
 // Called by the surfaces. button and shift use the values of the surfaces' event mapping (button
 // 1 left, 2 right, 4 middle; shift 1 Shift, 2 Ctrl, 4 Alt). A code outside the table shows a

@@ -1,82 +1,24 @@
 #include "playback/OutputDispatch.h"
 
-#include <optional>
 #include <string>
 
-#include "base/DisplayConfig.h"
 #include "base/Error.h"
 #include "base/Numbers.h"
 #include "base/Seams.h"
+#include "image/BufferHelpers.h"
 #include "playback/LineCodes.h"
-#include "image/FrameBuffers.h"
 #include "playback/Surfaces.h"
-#include "stereo/Decoders.h"
-#include "stereo/Composers.h"
 
 namespace qv {
-
-bool DecodeFrame(PlaybackRequest& request) {
-  const FrameDecoder decoder = DecoderFor(request.InputFormat);
-  if (decoder == nullptr) {
-    MsgBox("Invalid input video format. " + std::to_string(request.InputFormat));
-    return false;
-  }
-  decoder(0, false);
-  return true;
-}
-
-void ComposeFrame(PlaybackRequest& request, bool flag) {
-  switch (request.OutputMethod) {
-    case 1:
-    case 7:
-      SaveAboveBelow(flag);
-      break;
-    case 2:
-      SaveAnaGray();
-      break;
-    case 3:
-      SaveAnaColour();
-      break;
-    case 4:
-      SaveAnaYellow();
-      break;
-    case 5:
-      SaveInterlace(request.Fullscreen);
-      break;
-    case 6:
-    case 8:
-      SaveSideBySide();
-      break;
-    default:
-      MsgBox("Invalid output format." + std::to_string(request.OutputMethod));
-      break;
-  }
-}
 
 namespace {
 
 void ReportInvalidMethod(const PlaybackRequest& request) {
-  MsgBox("Invalid output format." + std::to_string(request.OutputMethod));
+  MsgBox("Invalid output format." + std::to_string(NumberOf(request.OutputMethod)));
 }
 
-std::optional<SurfaceKind> SurfaceOf(const PlaybackRequest& request) {
-  switch (request.OutputMethod) {
-    case 1:
-    case 7:
-    case 8:
-      return SurfaceKind::OpenGL;
-    case 2:
-    case 3:
-    case 4:
-      return SurfaceKind::Blit;
-    case 5:
-      return request.Fullscreen && gDisplay.InterlaceViaOpenGL ? SurfaceKind::OpenGL
-                                                               : SurfaceKind::Blit;
-    case 6:
-      return SurfaceKind::DirectX;
-    default:
-      return std::nullopt;
-  }
+const OutputRoute* RouteFor(const PlaybackContext& context, const PlaybackRequest& request) {
+  return RouteOf(request.OutputMethod, request.Fullscreen, context.Display.InterlaceViaOpenGL);
 }
 
 DisplaySurface* InstalledSurface(SurfaceKind kind) {
@@ -86,180 +28,118 @@ DisplaySurface* InstalledSurface(SurfaceKind kind) {
                        : kind == SurfaceKind::DirectX ? "NVidia stereo display"
                                                       : "window display";
     MsgBox(std::string("The ") + name + " is not available in this version of " + kAppName + ".");
-  } else {
-    surface->UseSettings(gDisplay);  // the screen mode and refresh rate of this play
   }
   return surface;
 }
 
-// The configured refresh rate while a sync-doubled display asks for half of it.
-std::optional<int32_t> gConfiguredRefreshRate;
-
-void HalveRefreshRate() {
-  if (!gConfiguredRefreshRate) gConfiguredRefreshRate = gDisplay.RefreshRate;
-  int32_t halved = static_cast<int32_t>(RoundHalfEven(*gConfiguredRefreshRate / 2.0));
-  gDisplay.RefreshRate = halved < 56 ? 60 : halved;
+int32_t HalvedRefreshRate(int32_t rate) {
+  const auto halved = static_cast<int32_t>(RoundHalfEven(rate / 2.0));
+  return halved < 56 ? 60 : halved;
 }
 
-void RestoreRefreshRate() {
-  if (gConfiguredRefreshRate) gDisplay.RefreshRate = *gConfiguredRefreshRate;
-  gConfiguredRefreshRate.reset();
+// The text an initialiser puts before the description of an error it caught.
+std::string OpenerMessage(Opener opener) {
+  switch (opener) {
+    case Opener::OpenGL: return "";
+    case Opener::NVidia: return "Error in Init_NVidia. ";
+    case Opener::BlitFullscreen: return "Error in Init_Blit_Fullscreen. ";
+    case Opener::BlitWindowed: return "Error in Init_Blit_Windowed. ";
+  }
+  return "";
 }
 
-PictureRef Empty() {
-  return std::make_shared<Picture>();
-}
-
-void InitOpenGL(PlaybackRequest& request, int32_t width, int32_t height) {
+// Opens the route's surface for a width x height frame; errors are shown with the initialiser's
+// words and the session goes on (the surface reports its own failures).
+void Open(PlaybackContext& context, const OutputMethodInfo& method, const OutputRoute& route,
+          int32_t width, int32_t height) {
   try {
     PictureRef start, end;
-    switch (request.OutputMethod) {
-      case 1:
-        start = CreateLineCode(LineCode::EyeSync);
-        end = CreateLineCode(LineCode::EyeOff);
-        HalveRefreshRate();
+    switch (route.pictures) {
+      case LineCodePictures::Empty:
+        start = std::make_shared<Picture>();
+        end = std::make_shared<Picture>();
         break;
-      case 7:
-        start = CreateLineCode(LineCode::EDSync);
-        end = CreateLineCode(LineCode::EDOff);
-        HalveRefreshRate();
+      case LineCodePictures::OutputFrame:
+        start = end = context.Frames.OutputFrame;
         break;
-      case 5:
-        start = CreateLineCode(LineCode::EDInterlace);
-        end = CreateLineCode(LineCode::EDOff);
+      case LineCodePictures::Codes:
+        start = CreateLineCode(route.startCode);
+        end = CreateLineCode(route.endCode);
         break;
-      case 8:
-        start = end = gFrames.OutputFrame;
-        break;
-      default:
-        MsgBox("Invalid output method.");
-        return;
     }
-    DisplaySurface* surface = InstalledSurface(SurfaceKind::OpenGL);
+    if (method.halvesRefreshRate) {
+      context.Display.RefreshRate = HalvedRefreshRate(context.Display.RefreshRate);
+    }
+    DisplaySurface* surface = InstalledSurface(route.surface);
     if (surface == nullptr) return;
-    if (request.OutputMethod == 8) {
-      surface->OpenDisplay(request.Fullscreen, width, height, true, false, start, end);
-    } else {
-      surface->OpenDisplay(true, width, height, false, true, start, end);
-    }
+    surface->UseSettings(context.Display);
+    surface->OpenDisplay(route.fullscreen, width, height, route.modeFlag,
+                         route.pictures == LineCodePictures::Codes, start, end);
   } catch (const std::exception& e) {
-    MsgBox(DescribeError(e));
-  }
-}
-
-void InitNVidia(PlaybackRequest& request, int32_t width, int32_t height) {
-  try {
-    if (request.OutputMethod != 6) {
-      MsgBox("Invalid output method.");
-      return;
-    }
-    if (DisplaySurface* surface = InstalledSurface(SurfaceKind::DirectX)) {
-      surface->OpenDisplay(true, width, height, true, false, gFrames.OutputFrame,
-                           gFrames.OutputFrame);
-    }
-  } catch (const std::exception& e) {
-    MsgBox("Error in Init_NVidia. " + DescribeError(e));
-  }
-}
-
-void InitBlitFullscreen(PlaybackRequest& request, int32_t width, int32_t height) {
-  try {
-    const bool lineCodes = request.OutputMethod == 5;
-    const PictureRef start = lineCodes ? CreateLineCode(LineCode::EDInterlace) : Empty();
-    const PictureRef end = lineCodes ? CreateLineCode(LineCode::EDOff) : Empty();
-    if (DisplaySurface* surface = InstalledSurface(SurfaceKind::Blit)) {
-      surface->OpenDisplay(true, width, height, true, lineCodes, start, end);
-    }
-  } catch (const std::exception& e) {
-    MsgBox("Error in Init_Blit_Fullscreen. " + DescribeError(e));
-  }
-}
-
-void InitBlitWindowed(PlaybackRequest& request, int32_t width, int32_t height) {
-  try {
-    if (DisplaySurface* surface = InstalledSurface(SurfaceKind::Blit)) {
-      surface->OpenDisplay(false, width, height, true, false, gFrames.OutputFrame,
-                           gFrames.OutputFrame);
-    }
-  } catch (const std::exception& e) {
-    MsgBox("Error in Init_Blit_Windowed. " + DescribeError(e));
+    MsgBox(OpenerMessage(route.opener) + DescribeError(e));
   }
 }
 
 }  // namespace
 
-void OpenOutput(PlaybackRequest& request) {
-  const Picture& frame = AutoCreate(gFrames.OutputFrame);
-  const int32_t width = frame.Width();
-  const int32_t height = frame.Height();
-  switch (request.OutputMethod) {
-    case 1:
-    case 7:
-    case 8:
-      InitOpenGL(request, width, height);
-      break;
-    case 2:
-    case 3:
-    case 4:
-      if (request.Fullscreen) {
-        InitBlitFullscreen(request, width, height);
-      } else {
-        InitBlitWindowed(request, width, height);
-      }
-      break;
-    case 5:
-      if (!request.Fullscreen) {
-        InitBlitWindowed(request, width, height);
-      } else if (gDisplay.InterlaceViaOpenGL) {
-        InitOpenGL(request, width, height);
-      } else {
-        InitBlitFullscreen(request, width, height);
-      }
-      break;
-    case 6:
-      InitNVidia(request, width, height);
-      break;
-    default:
-      ReportInvalidMethod(request);
-      break;
-  }
-}
-
-bool PutFrame(PlaybackRequest& request, bool flag) {
-  const std::optional<SurfaceKind> kind = SurfaceOf(request);
-  if (!kind) {
-    ReportInvalidMethod(request);
+bool DecodeFrame(PlaybackContext& context, PlaybackRequest& request) {
+  const InputFormatInfo* format = FindInputFormat(request.InputFormat);
+  if (format == nullptr) {
+    MsgBox("Invalid input video format. " + std::to_string(NumberOf(request.InputFormat)));
     return false;
   }
-  DisplaySurface* surface = GetDisplaySurface(*kind);
-  if (surface == nullptr) return false;
-  const Picture& frame = AutoCreate(gFrames.OutputFrame);
-  switch (*kind) {
-    case SurfaceKind::OpenGL:
-      surface->PutImage(frame, request.OutputMethod == 8, flag);
-      return true;
-    case SurfaceKind::Blit:
-      return surface->PutImage(frame, request.OutputMethod != 5, flag);
-    case SurfaceKind::DirectX:
-      return surface->PutImage(frame, true, flag);
-  }
-  return false;
+  format->decoder(context.Frames, 0, {});
+  return true;
 }
 
-void CloseOutput(PlaybackRequest& request) {
-  const std::optional<SurfaceKind> kind = SurfaceOf(request);
-  if (!kind) {
+void ComposeFrame(PlaybackContext& context, PlaybackRequest& request, bool flag) {
+  const OutputMethodInfo* method = FindOutputMethod(request.OutputMethod);
+  if (method == nullptr) {
     ReportInvalidMethod(request);
     return;
   }
-  if (DisplaySurface* surface = GetDisplaySurface(*kind)) surface->CloseDisplay();
-  RestoreRefreshRate();
+  method->compose(context.Frames, context.Display, request.Fullscreen, flag);
+}
+
+void OpenOutput(PlaybackContext& context, PlaybackRequest& request) {
+  const OutputMethodInfo* method = FindOutputMethod(request.OutputMethod);
+  const OutputRoute* route = RouteFor(context, request);
+  if (method == nullptr || route == nullptr) {
+    ReportInvalidMethod(request);
+    return;
+  }
+  const Picture& frame = AutoCreate(context.Frames.OutputFrame);
+  Open(context, *method, *route, frame.Width(), frame.Height());
+}
+
+bool PutFrame(PlaybackContext& context, PlaybackRequest& request, bool flag) {
+  const OutputRoute* route = RouteFor(context, request);
+  if (route == nullptr) {
+    ReportInvalidMethod(request);
+    return false;
+  }
+  DisplaySurface* surface = GetDisplaySurface(route->surface);
+  if (surface == nullptr) return false;
+  const bool shown = surface->PutImage(AutoCreate(context.Frames.OutputFrame), route->resize, flag);
+  return route->surface == SurfaceKind::OpenGL ? true : shown;
+}
+
+void CloseOutput(PlaybackContext& context, PlaybackRequest& request) {
+  const OutputRoute* route = RouteFor(context, request);
+  if (route == nullptr) {
+    ReportInvalidMethod(request);
+    return;
+  }
+  if (DisplaySurface* surface = GetDisplaySurface(route->surface)) surface->CloseDisplay();
 }
 
 bool CanPassThrough(const PlaybackRequest& request) {
   if (request.OptionMode == 1 || request.OptionFlagA || request.OptionFlagB) return false;
-  return (request.InputFormat == 5 && (request.OutputMethod == 6 || request.OutputMethod == 8)) ||
-         (request.InputFormat == 2 && request.OutputMethod == 5 && !request.Fullscreen);
+  const OutputMethod method = request.OutputMethod;
+  return (request.InputFormat == InputFormat::Parallel &&
+          (method == OutputMethod::NvidiaStereo || method == OutputMethod::SideBySide)) ||
+         (request.InputFormat == InputFormat::Interleaved && method == OutputMethod::Interlaced &&
+          !request.Fullscreen);
 }
 
 }  // namespace qv

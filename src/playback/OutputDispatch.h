@@ -1,41 +1,40 @@
 #pragma once
-// The per-frame dispatchers of a playback session that decode and compose, shared by the session,
-// `quorvex render` and `quorvex convert`. Both work on the frame buffers of image/FrameBuffers.h.
-// Playback thread only.
+// The per-frame dispatchers of a playback session, shared by the session, `quorvex render` and
+// `quorvex convert`. Each reads the tables of input formats (stereo/InputFormats.h) and output
+// methods (playback/OutputMethods.h); they work on the context's frame buffers with the context's
+// display settings. Frame-loop thread only.
 
+#include "playback/PlaybackContext.h"
 #include "playback/PlaybackRequest.h"
 
 namespace qv {
 
-// Splits gFrames.SourceFrame into gFrames.StereoViews with the decoder of request.InputFormat
-// (statistics mode 0, not from a file). For 2D-to-3D input (4) that is the plain 2D split; the
-// caller then runs the conversion, which makes view 1. An InputFormat outside 1 ... 7 shows
-// "Invalid input video format. " followed by the number and returns false.
-bool DecodeFrame(PlaybackRequest& request);
+// Splits Frames.SourceFrame into Frames.StereoViews with the decoder of request.InputFormat
+// (statistics mode 0, not from a file). For 2D-to-3D input that is the plain 2D split; the caller
+// then runs the conversion, which makes view 1. A format outside the table shows "Invalid input
+// video format. " followed by the number and returns false.
+bool DecodeFrame(PlaybackContext& context, PlaybackRequest& request);
 
-// Composes gFrames.OutputFrame from the views with the composer of request.OutputMethod:
-// 1, 7 sync-doubled (`flag` is the composer's quick flag), 2 grey anaglyph, 3 red/green
-// anaglyph, 4 blue/yellow anaglyph, 5 interlaced (full screen as request.Fullscreen says), 6, 8
-// side by side. Another method shows "Invalid output format." followed by the number and composes
-// nothing.
-void ComposeFrame(PlaybackRequest& request, bool flag);
+// Composes Frames.OutputFrame from the views with the composer of request.OutputMethod; `flag` is
+// the sync-doubled composer's quick flag. A method outside the table shows "Invalid output
+// format." followed by the number and composes nothing.
+void ComposeFrame(PlaybackContext& context, PlaybackRequest& request, bool flag);
 
-// The display dispatch. Each method has one surface (see Surfaces.h): 2, 3, 4 and windowed 5 the
-// blit surface; 1, 7, 8 and full-screen 5 (interlacing goes through OpenGL) the OpenGL surface;
-// 6 the DirectX surface. A method outside 1 ... 8 shows "Invalid output format." followed by the
-// number in each of the three. A surface that this program has not installed is reported once, by
+// The display dispatch. Each method's route (window or full screen) names its surface, see
+// OutputMethods.h. A method outside the table shows "Invalid output format." followed by the
+// number in each of the three. A surface that the front end has not installed is reported once, by
 // OpenOutput, and PutFrame then returns false so that the session ends after its first frame.
 //
-// OpenOutput opens the method's surface for gFrames.OutputFrame's size, with the line codes of
-// the shutter-glasses methods. For the sync-doubled methods (1, 7) the surface is asked for half
-// the configured refresh rate (halves to even; below 56 Hz, and for "Default", 60 Hz); the
-// configured rate comes back when the display closes, so every play asks for the same rate.
-void OpenOutput(PlaybackRequest& request);
-// Puts gFrames.OutputFrame on the open surface; false asks the session to stop. The OpenGL
+// OpenOutput opens the route's surface for Frames.OutputFrame's size, with the route's line codes.
+// For the sync-doubled methods the context's refresh rate is halved first (halves to even; below
+// 56 Hz, and for "Default", 60 Hz); the settings the dialog keeps are not touched, so every play
+// asks for the same rate.
+void OpenOutput(PlaybackContext& context, PlaybackRequest& request);
+// Puts Frames.OutputFrame on the open surface; false asks the session to stop. The OpenGL
 // surface's own answer is not consulted.
-bool PutFrame(PlaybackRequest& request, bool flag);
+bool PutFrame(PlaybackContext& context, PlaybackRequest& request, bool flag);
 // Closes the surface that OpenOutput chose for the request, also when it was never opened.
-void CloseOutput(PlaybackRequest& request);
+void CloseOutput(PlaybackContext& context, PlaybackRequest& request);
 
 // Whether frames go to the display as they come, without decoding or composing: side-by-side
 // input for the two side-by-side methods, and row-interleaved input for the windowed interlaced

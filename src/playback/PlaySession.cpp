@@ -1,105 +1,119 @@
 #include "playback/PlaySession.h"
 
-#include <optional>
 #include <string>
 
+#include "base/DisplayConfig.h"
 #include "base/Error.h"
 #include "base/Seams.h"
 #include "image/BufferHelpers.h"
-#include "image/FrameBuffers.h"
-#include "base/HighResTimer.h"
 #include "playback/DisplayEvents.h"
 #include "playback/OutputDispatch.h"
-#include "playback/SessionState.h"
 #include "playback/SoundTrack.h"
 #include "video/VideoReader.h"
 
 namespace qv {
 
-namespace {
-
-bool gRunning = false;
-// A session asked for while another one ran; it starts when that one has closed.
-std::optional<PlaybackRequest> gQueued;
-
-void FoldStage(int stage) {
-  gTiming.PerfTimer.StopTimer();
-  gSession.StageTimes[stage] = FoldStageTime(gSession.StageTimes[stage],
-                                             gTiming.PerfTimer.Elapsed() / gTiming.PerfFrequency);
+std::string FrameUndeliverableMessage(int32_t frameFromStart) {
+  return "Frame " + std::to_string(frameFromStart) +
+         " of the video could not be decoded; playback stops there.";
 }
 
-enum class FrameResult { kNext, kEndPass };
+PlaybackSession::PlaybackSession(Timing& timing) : context_(timing) {}
+
+PlaybackSession::~PlaybackSession() {
+  // A display window that outlives the session must not reach into it.
+  SetDisplayCallbacks(callback::kNothing, callback::kNothing, callback::kNothing, {});
+}
+
+void PlaybackSession::FoldStage(int stage) {
+  Timing& timing = context_.Timing;
+  timing.PerfTimer.StopTimer();
+  if (!(timing.PerfFrequency > 0.0)) return;  // no clock to measure with
+  float& smoothed = context_.Session.StageTimes[static_cast<size_t>(stage)];
+  smoothed = FoldStageTime(smoothed, timing.PerfTimer.Elapsed() / timing.PerfFrequency);
+}
 
 // One frame of the loop: fetch, decode, compose, open the display on the first frame, put, let
 // the user interface run, and wait for the sound. `frame` may move forward in the wait.
-FrameResult PlayFrame(PlaybackRequest& request, bool passThrough, int32_t& frame) {
-  gSession.CurrentFrame = frame;
+PlaybackSession::FrameResult PlaybackSession::PlayFrame(PlaybackRequest& request, bool passThrough,
+                                                        int32_t& frame) {
+  PlaybackContext& context = context_;
+  SessionState& session = context.Session;
+  FrameBuffers& frames = context.Frames;
+  HighResTimer& timer = context.Timing.PerfTimer;
+  session.CurrentFrame = frame;
 
-  gTiming.PerfTimer.StartTimer();
-  const bool fetched = FetchFrame(frame, *gFrames.SourceFrame);
+  timer.StartTimer();
+  const bool fetched = FetchFrame(context.Video, frame, *frames.SourceFrame);
   FoldStage(0);
   if (!fetched) {
-    MsgBox(FrameUndeliverableMessage(frame - gVideo.StreamStart));
-    gSession.StopRequested = true;
+    MsgBox(FrameUndeliverableMessage(frame - context.Video.StreamStart));
+    session.StopRequested = true;
     return FrameResult::kEndPass;
   }
 
   if (passThrough) {
-    CopyDIB(gFrames.SourceFrame, gFrames.OutputFrame, true);
+    CopyDIB(frames.SourceFrame, frames.OutputFrame, true);
   } else {
-    gTiming.PerfTimer.StartTimer();
-    if (!DecodeFrame(request)) {
-      gSession.StopRequested = true;
+    timer.StartTimer();
+    if (!DecodeFrame(context, request)) {
+      session.StopRequested = true;
       return FrameResult::kEndPass;
     }
-    if (request.InputFormat == 4) {
+    if (FindInputFormat(request.InputFormat)->converted) {
       MsgBox(kConversionUnavailable);
-      gSession.StopRequested = true;
+      session.StopRequested = true;
       return FrameResult::kEndPass;
     }
     FoldStage(1);
 
-    gTiming.PerfTimer.StartTimer();
-    ComposeFrame(request, true);
+    timer.StartTimer();
+    ComposeFrame(context, request, true);
     FoldStage(2);
   }
 
-  if (gSession.DisplayPending) {
-    OpenOutput(request);
-    SetDisplayCallbacks(callback::kStop, callback::kNothing, callback::kStop);
-    gSession.DisplayPending = false;
+  if (session.DisplayPending) {
+    OpenOutput(context, request);
+    SetDisplayCallbacks(callback::kStop, callback::kNothing, callback::kStop,
+                        [this] { RequestStop(); });
+    session.DisplayPending = false;
   }
 
-  gTiming.PerfTimer.StartTimer();
-  const bool ok = PutFrame(request, true);
+  timer.StartTimer();
+  const bool ok = PutFrame(context, request, true);
   FoldStage(3);
   if (!ok) {
-    gSession.StopRequested = true;
+    session.StopRequested = true;
     return FrameResult::kEndPass;
   }
 
   DoEvents();
-  if (gSession.StopRequested) return FrameResult::kEndPass;
-  if (request.AudioSync == 1) WaitForAudio(request, frame);
+  if (session.StopRequested) return FrameResult::kEndPass;
+  if (request.AudioSync == 1) WaitForAudio(context, request, frame);
   return FrameResult::kNext;
 }
 
-void RunSession(PlaybackRequest& request) {
-  if (!OpenVideo(request)) return;
-  gSession.DisplayPending = true;
-  gSession.StopRequested = false;
+void PlaybackSession::Run(PlaybackRequest& request) {
+  PlaybackContext& context = context_;
+  SessionState& session = context.Session;
+  context.Display = gDisplay;
+  if (!OpenVideo(request.FileName, context.Video)) return;
+  if (request.UseStreamRate == 1) request.FrameRate = context.Video.FrameRate();
+  session.DisplayPending = true;
+  session.StopRequested = false;
   const bool passThrough = CanPassThrough(request);
 
-  gFrames.SourceFrame = std::make_shared<Picture>();
-  if (!gFrames.SourceFrame->CreateToOverwrite(gVideo.FrameFormat.biWidth,
-                                              gVideo.FrameFormat.biHeight)) {
+  FrameBuffers& frames = context.Frames;
+  frames.SourceFrame = std::make_shared<Picture>();
+  if (!frames.SourceFrame->CreateToOverwrite(context.Video.FrameFormat.biWidth,
+                                             context.Video.FrameFormat.biHeight)) {
     MsgBox(kNoMemoryForFrames);
-    CloseVideo();
+    CloseVideo(context.Video);
     return;
   }
 
-  const int32_t first = gVideo.StreamStart + request.StartOffset;
-  const int32_t last = gVideo.StreamStart + gVideo.StreamLength - 1;
+  const int32_t first = context.Video.StreamStart + request.StartOffset;
+  const int32_t last = context.Video.StreamStart + context.Video.StreamLength - 1;
   while (true) {
     if (!StartAudio(request)) {
       request.AudioSource = 0;
@@ -113,41 +127,30 @@ void RunSession(PlaybackRequest& request) {
       // Stages report their own failures; whatever still escapes one ends the session, which
       // closes what it opened.
       MsgBox(DescribeError(e));
-      gSession.StopRequested = true;
+      session.StopRequested = true;
     }
     StopAudio(request);
-    if (gSession.StopRequested || request.RepeatMode != 1) break;
+    if (session.StopRequested || request.RepeatMode != 1) break;
   }
 
-  CloseOutput(request);
-  CloseVideo();
+  CloseOutput(context, request);
+  CloseVideo(context.Video);
 }
 
-}  // namespace
-
-std::string FrameUndeliverableMessage(int32_t frameFromStart) {
-  return "Frame " + std::to_string(frameFromStart) +
-         " of the video could not be decoded; playback stops there.";
-}
-
-void PlaySession(PlaybackRequest& request) {
-  if (gRunning) {
-    gQueued = request;
-    gSession.StopRequested = true;
+void PlaybackSession::PlaySession(PlaybackRequest& request) {
+  if (running_) {
+    queued_ = request;
+    RequestStop();
     return;
   }
-  gRunning = true;
-  RunSession(request);
-  while (gQueued) {
-    PlaybackRequest next = std::move(*gQueued);
-    gQueued.reset();
-    RunSession(next);
+  running_ = true;
+  Run(request);
+  while (queued_) {
+    PlaybackRequest next = std::move(*queued_);
+    queued_.reset();
+    Run(next);
   }
-  gRunning = false;
-}
-
-bool SessionRunning() {
-  return gRunning;
+  running_ = false;
 }
 
 }  // namespace qv

@@ -1,11 +1,13 @@
 #pragma once
-// One playback session: open the video, then frame by frame fetch, decode, convert, compose, put
-// and pace against the sound track, until the range ends or a stop is requested. Runs on the
+// A playback session: open the video, then frame by frame fetch, decode, convert, compose, put and
+// pace against the sound track, until the range ends or a stop is requested. Runs on the
 // user-interface thread and lets the user interface process its messages once a frame.
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
+#include "playback/PlaybackContext.h"
 #include "playback/PlaybackRequest.h"
 
 namespace qv {
@@ -21,14 +23,38 @@ inline constexpr const char* kConversionUnavailable =
 inline constexpr const char* kNoMemoryForFrames =
     "There is not enough memory for the frames of this video.";
 
-// Runs a whole session and returns when it has ended; every failure is reported inside it.
-// Called while another session runs (from a handler inside that session's message processing),
-// it asks that session to stop, keeps a copy of the request and returns at once; the outer call
-// runs the new session once the running one has closed its video and display. SessionRunning()
-// stays true until that queued session has ended too.
-void PlaySession(PlaybackRequest& request);
+// The player's sessions, one after the other. It owns the context they work in; the stage times
+// and the last frame played stay in it from one session to the next. User-interface thread only.
+class PlaybackSession {
+ public:
+  explicit PlaybackSession(Timing& timing = ProcessTiming());
+  ~PlaybackSession();
+  PlaybackSession(const PlaybackSession&) = delete;
+  PlaybackSession& operator=(const PlaybackSession&) = delete;
 
-// Whether a session is running now.
-bool SessionRunning();
+  // Runs a whole session and returns when it has ended; every failure is reported inside it.
+  // Called while another session runs (from a handler inside that session's message processing),
+  // it asks that session to stop, keeps a copy of the request and returns at once; the outer call
+  // runs the new session once the running one has closed its video and display. Running() stays
+  // true until that queued session has ended too.
+  void PlaySession(PlaybackRequest& request);
+
+  bool Running() const { return running_; }
+  // Asks the running session, if any, to end after the frame in hand.
+  void RequestStop() { context_.Session.StopRequested = true; }
+
+  PlaybackContext& Context() { return context_; }
+  const SessionState& State() const { return context_.Session; }
+
+ private:
+  void Run(PlaybackRequest& request);
+  enum class FrameResult { kNext, kEndPass };
+  FrameResult PlayFrame(PlaybackRequest& request, bool passThrough, int32_t& frame);
+  void FoldStage(int stage);
+
+  PlaybackContext context_;
+  bool running_ = false;
+  std::optional<PlaybackRequest> queued_;
+};
 
 }  // namespace qv

@@ -7,6 +7,9 @@
 #include <cstdint>
 #include <string>
 
+#include "playback/OutputMethods.h"
+#include "stereo/InputFormats.h"
+
 namespace qv {
 
 struct PlaybackRequest {
@@ -21,8 +24,10 @@ struct PlaybackRequest {
   double FrameRate = 24.0;    // frames per second for pacing and frame/time conversion
   int16_t UseStreamRate = 1;  // 1: OpenVideo replaces FrameRate by the stream's own rate
   int32_t StartOffset = 0;    // first frame to play, counted from the stream's first frame
-  int16_t InputFormat = 0;    // 1 ... 7, see kInputFormats
-  int16_t OutputMethod = 0;   // 1 ... 8, see kOutputMethods
+  // The stereo layout of the source frames and the display method. Numbers outside their tables
+  // are kept as they are and reported by the dispatch; 0 until set.
+  qv::InputFormat InputFormat = qv::InputFormat{0};
+  qv::OutputMethod OutputMethod = qv::OutputMethod{0};
   int16_t OptionMode = 0;     // always 0; 1 only disables the pass-through shortcut
   bool Fullscreen = false;
 };

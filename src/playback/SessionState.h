@@ -1,7 +1,8 @@
 #pragma once
-// State of the playback session that other parts of the program read or set. All of it belongs
-// to the user-interface thread: handlers that run inside the frame loop's event processing talk
-// to the loop only through StopRequested and CurrentFrame.
+// What a playback session shows the rest of the program: the frame it plays, whether it is asked
+// to stop, and its smoothed stage times. All of it belongs to the user-interface thread, on which
+// the frame loop runs: handlers that run inside the loop's event processing (the control bar, the
+// menus, the display windows) talk to the loop only through StopRequested and CurrentFrame.
 
 #include <array>
 #include <cstdint>
@@ -11,12 +12,10 @@ namespace qv {
 struct SessionState {
   int32_t CurrentFrame = 0;           // absolute stream frame number being played
   bool StopRequested = false;         // the loop ends after the frame in hand
-  bool DisplayPending = false;        // True from the start of a session until the display opens
+  bool DisplayPending = false;        // true from the start of a session until the display opens
   std::array<float, 4> StageTimes{};  // smoothed seconds per frame: Get Frame, Decode, Encode, Put
   float ConvertFrameTime = 0.0f;      // smoothed seconds per converted 2D frame; 0 until one ran
 };
-
-inline SessionState gSession;
 
 // Folds one measurement into a smoothed stage time: an exponential average over about 30 frames.
 inline float FoldStageTime(float smoothed, double seconds) {

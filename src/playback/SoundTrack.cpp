@@ -11,7 +11,7 @@
 #include "base/Numbers.h"
 #include "base/Seams.h"
 #include "base/HighResTimer.h"
-#include "playback/SessionState.h"
+#include "playback/PlaybackContext.h"
 #include "playback/SoundPlayer.h"
 
 namespace qv {
@@ -88,7 +88,8 @@ int32_t TargetFrame(int16_t source, double position, double frameRate) {
 
 // Waits until the sound of `source` (3 or 1) has reached `frame`, then moves `frame` to the frame
 // it has reached. Source 1 lets messages run before each comparison, source 3 only between two.
-void FollowSound(int16_t source, const PlaybackRequest& request, int32_t& frame) {
+void FollowSound(const SessionState& session, int16_t source, const PlaybackRequest& request,
+                 int32_t& frame) {
   const double rate = request.FrameRate;
   if (!(rate > 0.0) || !std::isfinite(rate)) return;  // nothing to convert positions with
   SoundState& s = State();
@@ -102,7 +103,7 @@ void FollowSound(int16_t source, const PlaybackRequest& request, int32_t& frame)
     target = TargetFrame(source, position, rate);
     if (source == 1) DoEvents();
     if (frame <= target) break;
-    if (gSession.StopRequested) return;
+    if (session.StopRequested) return;
     if (!s.carried.active) {
       SoundPlayer* track = PlayingTrack(source);
       if (track == nullptr) return;
@@ -128,15 +129,14 @@ void FollowSound(int16_t source, const PlaybackRequest& request, int32_t& frame)
 }
 
 // Source 0: 1 / FrameRate seconds after PerfTimer was last started.
-void WaitForClock(const PlaybackRequest& request) {
+void WaitForClock(const SessionState& session, HighResTimer& timer, const PlaybackRequest& request) {
   SoundState& s = State();
-  HighResTimer& timer = gTiming.PerfTimer;
   if (request.FrameRate > 0.0) {
     for (;;) {
       timer.StopTimer();
       const double x = timer.Elapsed() / s.audioClockFrequency * request.FrameRate;
       DoEvents();
-      if (!(x < 1.0) || gSession.StopRequested) break;
+      if (!(x < 1.0) || session.StopRequested) break;
       Clock().Nap();
     }
   }
@@ -198,14 +198,14 @@ bool StartAudio(PlaybackRequest& request) {
   }
 }
 
-void WaitForAudio(PlaybackRequest& request, int32_t& frame) {
+void WaitForAudio(PlaybackContext& context, PlaybackRequest& request, int32_t& frame) {
   switch (request.AudioSource) {
     case 0:
-      WaitForClock(request);
+      WaitForClock(context.Session, context.Timing.PerfTimer, request);
       break;
     case 1:
     case 3:
-      FollowSound(request.AudioSource, request, frame);
+      FollowSound(context.Session, request.AudioSource, request, frame);
       break;
     default:
       MsgBox(Unsupported(request.AudioSource));
@@ -318,6 +318,15 @@ int32_t PlayFile(const std::string& fileName, int32_t startMs, const std::string
   }
   s.device1Playing = true;
   return kPlayStarted;
+}
+
+void ReleaseSound() {
+  SoundState& s = State();
+  s.graph.reset();
+  s.graphPlaying = false;
+  StopAndClose();
+  s.AudioClock.reset();
+  s.carried = CarriedClock{};
 }
 
 void StopAndClose() {

@@ -19,6 +19,7 @@
 #include <string>
 
 #include "playback/AudioOutput.h"
+#include "playback/PlaybackContext.h"
 #include "playback/PlaybackRequest.h"
 
 namespace qv {
@@ -29,8 +30,9 @@ namespace qv {
 bool StartAudio(PlaybackRequest& request);
 // Waits until the sound (or the clock) has reached `frame`; when the sound is ahead, moves
 // `frame` forward to the frame it has reached. Always ends: on StopRequested, and when the sound
-// has ended or stopped moving it carries on with a clock from there.
-void WaitForAudio(PlaybackRequest& request, int32_t& frame);
+// has ended or stopped moving it carries on with a clock from there. The clock of source 0 is the
+// context's stage timer, restarted at the end of the wait.
+void WaitForAudio(PlaybackContext& context, PlaybackRequest& request, int32_t& frame);
 void StopAudio(PlaybackRequest& request);
 
 // The media-graph interface (source 3).
@@ -50,6 +52,10 @@ inline constexpr int32_t kPlayBadKeyword = 2;   // `notify` is neither empty nor
 int32_t PlayFile(const std::string& fileName, int32_t startMs, const std::string& notify);
 void StopAndClose();
 int32_t PositionMs();  // milliseconds heard; 0 when nothing is open
+
+// Lets go of every sound device and player, built or open (the graph stays built after a stop);
+// for the end of the program, and for tests that replace the clock or the outputs.
+void ReleaseSound();
 
 // How long the heard position may stand still, on the sound clock, before a wait gives the
 // sound up and paces the rest of the pass by the clock.

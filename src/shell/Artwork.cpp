@@ -6,6 +6,8 @@
 #include <QPainterPath>
 #include <QRadialGradient>
 
+#include "playback/GlassesTypes.h"
+
 namespace qv {
 
 namespace {
@@ -173,31 +175,9 @@ QIcon GlassesIcon(int glassesType, int size) {
   QPainter p(&pixmap);
   p.setRenderHint(QPainter::Antialiasing);
   const qreal s = size;
-  QColor left(40, 44, 52), right(40, 44, 52);
-  switch (glassesType) {
-    case 1:
-    case 2:
-    case 3:
-      left = right = QColor(30, 32, 38);
-      break;  // shutter lenses
-    case 4:
-      left = QColor(90, 160, 255);
-      right = QColor(255, 160, 60);
-      break;
-    case 5:
-      left = QColor(220, 40, 40);
-      right = QColor(30, 200, 210);
-      break;
-    case 6:
-      left = QColor(230, 200, 30);
-      right = QColor(40, 80, 230);
-      break;
-    case 7:
-      left = right = QColor(118, 185, 0);
-      break;
-    default:
-      break;
-  }
+  const GlassesTypeInfo* type = FindGlassesType(glassesType);
+  const QColor left = type != nullptr ? QColor::fromRgb(type->leftLens) : QColor(40, 44, 52);
+  const QColor right = type != nullptr ? QColor::fromRgb(type->rightLens) : QColor(40, 44, 52);
   const QRectF leftLens(s * 0.06, s * 0.32, s * 0.38, s * 0.34);
   const QRectF rightLens(s * 0.56, s * 0.32, s * 0.38, s * 0.34);
   p.setPen(QPen(QColor(20, 20, 24), s * 0.06));
@@ -207,13 +187,13 @@ QIcon GlassesIcon(int glassesType, int size) {
   p.drawRoundedRect(leftLens, s * 0.1, s * 0.1);
   p.setBrush(right);
   p.drawRoundedRect(rightLens, s * 0.1, s * 0.1);
-  if (glassesType >= 1 && glassesType <= 3) {
+  if (type != nullptr && type->shutter) {
     // Shutter glasses carry a small receiver on the bridge.
     p.setPen(Qt::NoPen);
     p.setBrush(QColor(230, 60, 60));
     p.drawEllipse(QPointF(s * 0.5, s * 0.3), s * 0.05, s * 0.05);
   }
-  if (glassesType == 4) {
+  if (type != nullptr && type->type == GlassesType::GenericOpenGL) {
     // A monitor behind the glasses for generic quad-buffered stereo.
     p.setPen(QPen(QColor(20, 20, 24), s * 0.04));
     p.drawLine(QPointF(s * 0.2, s * 0.82), QPointF(s * 0.8, s * 0.82));

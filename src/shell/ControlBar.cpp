@@ -146,11 +146,10 @@ ControlBar::ControlBar(MainWindow& main) : QWidget(&main, Qt::Tool), main_(main)
   progressTimer_ = new QTimer(this);
   progressTimer_->setInterval(100);
   connect(progressTimer_, &QTimer::timeout, this, [this] {
-    SetPosition(gSession.CurrentFrame);
+    SetPosition(main_.Playback().State().CurrentFrame);
     UpdateControlBar();
   });
 
-  gSession.CurrentFrame = 0;
   progressBar_->setRange(0, 1);
   SetPosition(0);
   SetPlayingState(false);
@@ -165,8 +164,7 @@ const ControlBarArt& ControlBar::Art() const {
   return picture_->Art();
 }
 
-QString ControlBar::FormatTime(double frames) {
-  const double rate = gVideo.StreamFrameRate;
+QString ControlBar::FormatTime(double frames, double rate) {
   if (!(rate > 0)) return {};
   const double s = RoundHalfEven(frames / rate);
   const double h = Floor(s / 3600);
@@ -177,16 +175,17 @@ QString ControlBar::FormatTime(double frames) {
 }
 
 void ControlBar::UpdateControlBar() {
-  if (gVideo.FrameCount < 1) {
+  const VideoFacts& facts = main_.Facts();
+  if (facts.frames < 1) {
     setWindowTitle("Toolbar");
     return;
   }
-  setWindowTitle("Toolbar (" + FormatTime(RoundHalfEven(position_)) + " / " +
-                 FormatTime(gVideo.FrameCount) + ")");
+  setWindowTitle("Toolbar (" + FormatTime(RoundHalfEven(position_), facts.frameRate) + " / " +
+                 FormatTime(facts.frames, facts.frameRate) + ")");
 }
 
 void ControlBar::VidStateChange() {
-  SetPosition(gSession.CurrentFrame);
+  SetPosition(main_.Playback().State().CurrentFrame);
 }
 
 void ControlBar::OnPlay() {
@@ -196,7 +195,7 @@ void ControlBar::OnPlay() {
 
 void ControlBar::OnStop() {
   VidState = 1;
-  gSession.StopRequested = true;
+  main_.Playback().RequestStop();
   DoEvents();
   VidStateChange();
   progressTimer_->stop();
@@ -277,7 +276,7 @@ void ControlBar::closeEvent(QCloseEvent* event) {
 
 bool ControlBar::eventFilter(QObject* watched, QEvent* event) {
   if (watched == progressBar_ && event->type() == QEvent::MouseButtonPress &&
-      gVideo.FrameCount != 0 && progressBar_->width() > 0) {
+      main_.FrameCount() != 0 && progressBar_->width() > 0) {
     const auto* press = static_cast<QMouseEvent*>(event);
     SetPosition(progressBar_->maximum() * (press->position().x() / progressBar_->width()));
     UpdateControlBar();

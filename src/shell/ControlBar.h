@@ -37,9 +37,9 @@ class ControlBar : public QWidget {
   void OnStop();
   void OnFull();
 
-  // The time of a frame count at the rate of the file last opened, as hours:minutes:seconds
-  // without leading zeros (65 s: "0:1:5"); "" when that rate is not positive.
-  static QString FormatTime(double frames);
+  // The time of a frame count at `rate` frames per second (the rate of the file last opened), as
+  // hours:minutes:seconds without leading zeros (65 s: "0:1:5"); "" when the rate is not positive.
+  static QString FormatTime(double frames, double rate);
 
   // Which area a point of the picture (its own pixels) lies strictly inside; the grips are tested
   // first, then Play, Stop, Full and Open.

@@ -10,6 +10,7 @@
 #include <QSignalBlocker>
 #include <QVBoxLayout>
 
+#include "playback/GlassesTypes.h"
 #include "shell/Artwork.h"
 
 namespace qv {
@@ -29,9 +30,9 @@ DisplaySettingsDialog::DisplaySettingsDialog(DisplaySettingsModel& model, Settin
 
   glassesList_ = new QComboBox(this);
   glassesList_->setIconSize(QSize(32, 32));
-  int number = 1;
-  for (const std::string& caption : model_.Glasses().Items()) {
-    glassesList_->addItem(GlassesIcon(number++), QString::fromStdString(caption));
+  for (const GlassesTypeInfo& type : kGlassesTypes) {
+    glassesList_->addItem(GlassesIcon(NumberOf(type.type)),
+                          QString::fromUtf8(type.caption.data(), static_cast<int>(type.caption.size())));
   }
   resolutionList_ = ListOf(model_.Resolutions(), this);
   colourDepthList_ = ListOf(model_.Depths(), this);

@@ -5,7 +5,7 @@
 
 #include "base/Numbers.h"
 #include "base/Seams.h"
-#include "playback/Modes.h"
+#include "playback/GlassesTypes.h"
 #include "shell/SettingsStore.h"
 
 namespace qv {
@@ -57,9 +57,10 @@ DisplaySettingsModel::DisplaySettingsModel(DisplayConfig& config)
 bool DisplaySettingsModel::Load() {
   // The scroll bar's designed position is what VertOffset starts from.
   config_.VertOffset = static_cast<int16_t>(vertOffset_);
-  if (config_.GlassesType > 7) {
+  // The list holds the glasses types in the order of their numbers, from 1.
+  if (config_.GlassesType > static_cast<int>(std::size(kGlassesTypes))) {
     glasses_.Select(0);
-    config_.GlassesType = 1;
+    config_.GlassesType = NumberOf(kGlassesTypes[0].type);
     return true;
   }
   return glasses_.Select(config_.GlassesType - 1);
@@ -138,7 +139,7 @@ void DisplaySettingsModel::OnVertOffset() {
 void DisplaySettingsModel::Confirm(SettingsStore& store) {
   const std::string selected = glasses_.Text();
   for (const GlassesTypeInfo& info : kGlassesTypes) {
-    if (selected == info.caption) config_.GlassesType = info.number;
+    if (selected == info.caption) config_.GlassesType = NumberOf(info.type);
   }
   store.SaveSetting(settings::kGlassesSection, settings::kGlassesKey,
                     std::to_string(config_.GlassesType));
@@ -151,7 +152,8 @@ void DisplaySettingsModel::Confirm(SettingsStore& store) {
     MsgBox("The display settings could not be saved to " + store.FileName() + ".",
            msg::kExclamation);
   }
-  if (config_.GlassesType >= 1 && config_.GlassesType <= 3) MsgBox(kShutterGlassesHint);
+  const GlassesTypeInfo* chosen = FindGlassesType(config_.GlassesType);
+  if (chosen != nullptr && chosen->shutter) MsgBox(kShutterGlassesHint);
 }
 
 void LoadSettings(SettingsStore& store, DisplaySettingsModel& dialog, DisplayConfig& config) {

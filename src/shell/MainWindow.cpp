@@ -20,19 +20,19 @@
 #include <QTimer>
 #include <QUrl>
 
-#include <array>
+#include <algorithm>
+#include <iterator>
 
 #include "base/DisplayConfig.h"
 #include "base/Error.h"
 #include "base/Numbers.h"
 #include "base/Seams.h"
-#include "playback/Modes.h"
+#include "playback/GlassesTypes.h"
 #include "playback/PlaySession.h"
-#include "playback/SessionState.h"
 #include "shell/Artwork.h"
 #include "shell/ControlBar.h"
 #include "shell/StatisticsWindow.h"
-#include "stereo/Decoders.h"
+#include "stereo/InputFormats.h"
 #include "video/ScriptBridge.h"
 #include "video/LayoutDetection.h"
 #include "video/VideoReader.h"
@@ -41,19 +41,18 @@ namespace qv {
 
 namespace {
 
-// The Format menu's items, in menu order, by the input format each stands for.
-constexpr std::array<int16_t, 3> kFormatItems = {4, 5, 1};
-
-// The input format and caption of a guessed layout: 2D (3) is played as 2D-to-3D (4).
-int16_t FormatOfLayout(int16_t layout) {
-  return layout == kLayout2D ? int16_t{4} : layout;
+// The input format of the Format menu's item for a guessed layout: 2D is played converted.
+InputFormat FormatOfLayout(InputFormat layout) {
+  return layout == InputFormat::Plain2D ? InputFormat::Converted2D : layout;
 }
 
-QString LayoutName(int16_t layout) {
-  if (layout != kLayout2D && layout != kLayoutParallel && layout != kLayoutAboveBelow) return {};
+QString Caption(const InputFormatInfo& info) {
+  return QString::fromUtf8(info.caption.data(), static_cast<int>(info.caption.size()));
+}
+
+QString LayoutName(InputFormat layout) {
   const InputFormatInfo* info = FindInputFormat(FormatOfLayout(layout));
-  return info ? QString::fromUtf8(info->caption.data(), static_cast<int>(info->caption.size()))
-              : QString();
+  return info != nullptr ? Caption(*info) : QString();
 }
 
 // The hourglass for the whole application until the end of the scope.
@@ -111,7 +110,9 @@ class BackImageWidget : public QWidget {
 }  // namespace
 
 MainWindow::MainWindow(QWidget* parent)
-    : QMainWindow(parent), chooseFile_(DefaultChooser), runSession_(PlaySession) {
+    : QMainWindow(parent),
+      chooseFile_(DefaultChooser),
+      runSession_([this](PlaybackRequest& request) { playback_.PlaySession(request); }) {
   setWindowTitle(QString::fromUtf8(kAppName));
   setAcceptDrops(true);
 
@@ -157,16 +158,18 @@ void MainWindow::BuildMenus() {
   QMenu* format = menuBar()->addMenu("Format");
   formatGroup_ = new QActionGroup(this);
   formatGroup_->setExclusive(true);
-  for (const int16_t number : kFormatItems) {
-    const InputFormatInfo* info = FindInputFormat(number);
-    QAction* item = format->addAction(
-        QString::fromUtf8(info->caption.data(), static_cast<int>(info->caption.size())));
+  for (int position = 1;; ++position) {
+    const auto info = std::find_if(std::begin(kInputFormats), std::end(kInputFormats),
+                                   [&](const InputFormatInfo& f) { return f.menuPosition == position; });
+    if (info == std::end(kInputFormats)) break;
+    QAction* item = format->addAction(Caption(*info));
     item->setCheckable(true);
-    item->setData(number);
+    item->setData(NumberOf(info->format));
     formatGroup_->addAction(item);
-    connect(item, &QAction::triggered, this, [this, number] { CheckFormat(number); });
+    const InputFormat chosen = info->format;
+    connect(item, &QAction::triggered, this, [this, chosen] { CheckFormat(chosen); });
   }
-  CheckFormat(4);
+  CheckFormat(InputFormat::Converted2D);  // the first item, and what most files are
 
   QMenu* help = menuBar()->addMenu("Help");
   help->addAction("About", this, &MainWindow::ShowAbout);
@@ -174,16 +177,16 @@ void MainWindow::BuildMenus() {
   contents->setShortcut(QKeySequence::HelpContents);
 }
 
-void MainWindow::CheckFormat(int16_t inputFormat) {
+void MainWindow::CheckFormat(InputFormat inputFormat) {
   for (QAction* item : formatGroup_->actions()) {
-    item->setChecked(item->data().toInt() == inputFormat);
+    item->setChecked(item->data().toInt() == NumberOf(inputFormat));
   }
 }
 
-int16_t MainWindow::CheckedInputFormat() const {
-  int16_t format = 0;
+InputFormat MainWindow::CheckedInputFormat() const {
+  InputFormat format{0};
   for (QAction* item : formatGroup_->actions()) {
-    if (item->isChecked()) format = static_cast<int16_t>(item->data().toInt());
+    if (item->isChecked()) format = static_cast<InputFormat>(item->data().toInt());
   }
   return format;
 }
@@ -205,20 +208,20 @@ QString MainWindow::OpenFileFilter() {
 void MainWindow::OpenFile(const QString& fileName) {
   try {
     currentFile_ = fileName.isEmpty() ? chooseFile_(this, OpenFileFilter()) : fileName;
-    int16_t layout = 0;
     {
       BusyPointer busy;
       const std::string file = currentFile_.toStdString();
       const std::string script = MakeScript(file);
-      frameCount_ = DetectVideo(script.empty() ? file : script, layout);
+      facts_ = DetectVideo(script.empty() ? file : script);
       bar_->SetPosition(0);
-      gSession.CurrentFrame = 0;
-      if (frameCount_ < 1) {
+      playback_.Context().Session.CurrentFrame = 0;
+      if (facts_.frames < 1) {
         currentFile_.clear();
         bar_->SetMaximum(1);
       } else {
-        bar_->SetMaximum(frameCount_);
+        bar_->SetMaximum(facts_.frames);
       }
+      const InputFormat layout = facts_.layout;
       MsgBox("This video appears to be " + LayoutName(layout).toStdString() +
              ". If this is incorrect then it can be changed by selecting the 'Format' drop down "
              "menu.");
@@ -265,15 +268,15 @@ void MainWindow::VideoPlay(bool fullscreen) {
   runSession_(request);
   // Called from inside a running play (Full), the session only queued itself: the outer
   // VideoPlay returns the window and the bar to their stopped state once both have ended.
-  if (SessionRunning()) return;
+  if (playback_.Running()) return;
   if (!exiting_) backImage_->show();
   bar_->OnStop();
 }
 
 void MainWindow::DropFile(const QString& fileName) {
   try {
-    DroppedFile = fileName.toStdString();
-    const bool playing = SessionRunning();
+    droppedFile_ = fileName;
+    const bool playing = playback_.Running();
     if (playing) bar_->OnStop();
     bar_->VidState = 1;
     bar_->VidStateChange();
@@ -291,7 +294,7 @@ void MainWindow::DropFile(const QString& fileName) {
 void MainWindow::OpenWhenIdle(const QString& fileName) {
   QTimer::singleShot(20, this, [this, fileName] {
     if (exiting_) return;
-    if (SessionRunning()) {
+    if (playback_.Running()) {
       OpenWhenIdle(fileName);
     } else {
       OpenFile(fileName);
@@ -346,13 +349,13 @@ void MainWindow::closeEvent(QCloseEvent* event) {
 void MainWindow::Exit() {
   if (exiting_) return;
   exiting_ = true;
-  gSession.StopRequested = true;
+  playback_.RequestStop();
   if (settingsDialog_) settingsDialog_->hide();
   bar_->hide();
   hide();
-  if (SessionRunning()) {
+  if (playback_.Running()) {
     auto* keepStopping = new QTimer(this);
-    connect(keepStopping, &QTimer::timeout, this, [] { gSession.StopRequested = true; });
+    connect(keepStopping, &QTimer::timeout, this, [this] { playback_.RequestStop(); });
     keepStopping->start(10);
   }
   QCoreApplication::exit(0);
@@ -364,9 +367,9 @@ void MainWindow::ShowSettings() {
 }
 
 void MainWindow::ShowStatistics() {
-  StatisticsWindow profiler(this);
-  profiler.LoadProfile();
-  profiler.exec();
+  StatisticsWindow statistics(playback_.State(), this);
+  statistics.LoadProfile();
+  statistics.exec();
 }
 
 void MainWindow::ShowAbout() {

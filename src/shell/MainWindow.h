@@ -9,7 +9,10 @@
 #include <cstdint>
 #include <functional>
 
+#include "playback/PlaySession.h"
 #include "playback/PlaybackRequest.h"
+#include "stereo/InputFormats.h"
+#include "video/LayoutDetection.h"
 
 class QAction;
 class QActionGroup;
@@ -42,11 +45,17 @@ class MainWindow : public QMainWindow {
   QWidget* PictureArea() const { return pictureArea_; }
   QWidget* BackImage() const { return backImage_; }
   const QString& CurrentFile() const { return currentFile_; }
-  int32_t FrameCount() const { return frameCount_; }
-  int16_t OutputMethod() const { return outputMethod_; }
-  // The input format that the checked Format item stands for (4 "2D", 5 "Parallel",
-  // 1 "Above/Below").
-  int16_t CheckedInputFormat() const;
+  // What opening the current file found out (frames 0 when none is open).
+  const VideoFacts& Facts() const { return facts_; }
+  int32_t FrameCount() const { return facts_.frames; }
+  qv::OutputMethod OutputMethod() const { return outputMethod_; }
+  // The file most recently dropped on the window.
+  const QString& DroppedFile() const { return droppedFile_; }
+  // The input format that the checked Format item stands for ("2D" plays converted).
+  InputFormat CheckedInputFormat() const;
+  // The player's sessions: the one running now and its state, which the control bar and the
+  // statistics window show.
+  PlaybackSession& Playback() { return playback_; }
 
   // The display settings dialog that File>Settings shows (owned elsewhere, loaded at start-up).
   void SetSettingsDialog(QDialog* dialog) { settingsDialog_ = dialog; }
@@ -73,7 +82,7 @@ class MainWindow : public QMainWindow {
 
  private:
   void BuildMenus();
-  void CheckFormat(int16_t inputFormat);
+  void CheckFormat(InputFormat inputFormat);
   void LayoutBackImage();
   void Exit();
   void ShowSettings();
@@ -89,8 +98,11 @@ class MainWindow : public QMainWindow {
   QAction* controlBarAction_;
   QDialog* settingsDialog_ = nullptr;
   QString currentFile_;
-  int32_t frameCount_ = 0;
-  int16_t outputMethod_ = 0;  // the method of the last play, kept for glasses types it lacks
+  QString droppedFile_;
+  VideoFacts facts_;
+  // The method of the last play, kept for glasses types that name none (0 before the first).
+  qv::OutputMethod outputMethod_{0};
+  PlaybackSession playback_;
   bool exiting_ = false;
   FileChooser chooseFile_;
   SessionRunner runSession_;

@@ -16,6 +16,7 @@
 #include "display/BlitSurface.h"
 #include "display/NvidiaStereoSurface.h"
 #include "display/OpenGLSurface.h"
+#include "playback/SoundTrack.h"
 #include "playback/Surfaces.h"
 #include "shell/Artwork.h"
 #include "shell/DisplaySettingsModel.h"
@@ -137,6 +138,7 @@ int RunPlayer(int argc, char** argv, const std::string& file) {
     }
     status = QApplication::exec();
 
+    ReleaseSound();
     // A surface still open (the program ended during a play) puts the screen mode back here.
     SetDisplaySurface(SurfaceKind::Blit, nullptr);
     SetDisplaySurface(SurfaceKind::OpenGL, nullptr);

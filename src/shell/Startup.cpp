@@ -8,8 +8,9 @@ namespace qv {
 
 void StartEngine(SettingsStore& store, DisplaySettingsModel& dialog) {
   gDisplay.InterlaceViaOpenGL = true;
-  gTiming.PerfTimer = HighResTimer();
-  gTiming.PerfFrequency = gTiming.PerfTimer.Frequency();
+  Timing& timing = ProcessTiming();
+  timing.PerfTimer = HighResTimer();
+  timing.PerfFrequency = timing.PerfTimer.Frequency();
   LoadSettings(store, dialog);
 }
 

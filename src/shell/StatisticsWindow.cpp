@@ -17,7 +17,8 @@ QString FormatSingle(float value) {
   return QString::fromLatin1(text);
 }
 
-StatisticsWindow::StatisticsWindow(QWidget* parent) : QDialog(parent) {
+StatisticsWindow::StatisticsWindow(const SessionState& state, QWidget* parent)
+    : QDialog(parent), state_(state) {
   setWindowTitle(tr("Statistics"));
   statsList_ = new QListWidget(this);
   statsList_->setMinimumSize(260, 120);
@@ -34,12 +35,12 @@ StatisticsWindow::StatisticsWindow(QWidget* parent) : QDialog(parent) {
 
 void StatisticsWindow::LoadProfile() {
   statsList_->clear();
-  if (gSession.ConvertFrameTime > 0) {
-    statsList_->addItem("FPS: " + FormatSingle(1.0f / gSession.ConvertFrameTime));
+  if (state_.ConvertFrameTime > 0) {
+    statsList_->addItem("FPS: " + FormatSingle(1.0f / state_.ConvertFrameTime));
   }
   static const char* const kStages[] = {"Get Frame: ", "Decode: ", "Encode: ", "Put: "};
   for (size_t i = 0; i < 4; ++i) {
-    statsList_->addItem(QString::fromLatin1(kStages[i]) + FormatSingle(gSession.StageTimes[i]));
+    statsList_->addItem(QString::fromLatin1(kStages[i]) + FormatSingle(state_.StageTimes[i]));
   }
 }
 

@@ -6,6 +6,8 @@
 #include <QDialog>
 #include <QString>
 
+#include "playback/SessionState.h"
+
 class QListWidget;
 class QPushButton;
 
@@ -18,12 +20,14 @@ QString FormatSingle(float value);
 class StatisticsWindow : public QDialog {
   Q_OBJECT
  public:
-  explicit StatisticsWindow(QWidget* parent = nullptr);
+  // Shows the figures of `state` (the player's sessions), which must outlive the window.
+  explicit StatisticsWindow(const SessionState& state, QWidget* parent = nullptr);
   void LoadProfile();
   QListWidget* StatsList() const { return statsList_; }
   QPushButton* OkButton() const { return okButton_; }
 
  private:
+  const SessionState& state_;
   QListWidget* statsList_;
   QPushButton* okButton_;
 };

@@ -10,7 +10,7 @@
 #include "base/Seams.h"
 #include "stereo/ScreenSizes.h"
 #include "image/BufferHelpers.h"
-#include "image/FrameBuffers.h"
+#include "stereo/FrameBuffers.h"
 #include "imageproc/ImageProcessor.h"
 
 namespace qv {
@@ -43,14 +43,16 @@ double Divide(double dividend, double divisor) {
   return dividend / divisor;
 }
 
-Picture& View(int eye) { return Deref(gFrames.StereoViews[static_cast<size_t>(eye)]); }
+Picture& View(FrameBuffers& frames, int eye) {
+  return Deref(frames.StereoViews[static_cast<size_t>(eye)]);
+}
 // OutputFrame is re-created in place by the composers that make it from scratch; an empty slot
 // gets a picture first.
-Picture& Output() { return AutoCreate(gFrames.OutputFrame); }
+Picture& Output(FrameBuffers& frames) { return AutoCreate(frames.OutputFrame); }
 
-void CommonSize(const Statements& statement) {
-  statement([] { gFrames.ViewHeight = MinViewHeight(); });
-  statement([] { gFrames.ViewWidth = MinViewWidth(); });
+void CommonSize(FrameBuffers& frames, const Statements& statement) {
+  statement([&] { frames.ViewHeight = MinViewHeight(frames.StereoViews); });
+  statement([&] { frames.ViewWidth = MinViewWidth(frames.StereoViews); });
 }
 
 // Copies the pixels of one memory row of `from` onto one of `to`; the row's padding is cleared.
@@ -90,13 +92,13 @@ const char* AnaglyphRoutine(AnaglyphKind kind) {
 }
 
 // Everything after the common size, as separate statements.
-void AnaglyphSteps(AnaglyphKind kind, const Statements& statement) {
+void AnaglyphSteps(FrameBuffers& frames, AnaglyphKind kind, const Statements& statement) {
   ImageProcessor process;
   PictureRef temporary;
-  auto output = [] () -> Picture& { return Deref(gFrames.OutputFrame); };
+  auto output = [&]() -> Picture& { return Deref(frames.OutputFrame); };
   auto copy = [&]() -> Picture& { return Deref(temporary); };
 
-  statement([] { CopyDIB(gFrames.StereoViews[0], gFrames.OutputFrame, true); });
+  statement([&] { CopyDIB(frames.StereoViews[0], frames.OutputFrame, true); });
   switch (kind) {
     case AnaglyphKind::Gray:
       statement([&] { process.GrayScale(output(), 3); });
@@ -110,7 +112,7 @@ void AnaglyphSteps(AnaglyphKind kind, const Statements& statement) {
       statement([&] { process.ColourMask(output(), 0, 1, 1); });
       break;
   }
-  statement([&] { CopyDIB(gFrames.StereoViews[1], temporary, false); });
+  statement([&] { CopyDIB(frames.StereoViews[1], temporary, false); });
   switch (kind) {
     case AnaglyphKind::Gray:
       statement([&] { process.GrayScale(copy(), 3); });
@@ -126,28 +128,28 @@ void AnaglyphSteps(AnaglyphKind kind, const Statements& statement) {
   }
   // The masks leave disjoint channels, so the OR merges them exactly.
   statement([&] {
-    copy().PaintPicture(output().DrawingCanvas(), 0, 0, gFrames.ViewWidth, gFrames.ViewHeight, 0, 0, SRCPAINT);
+    copy().PaintPicture(output().DrawingCanvas(), 0, 0, frames.ViewWidth, frames.ViewHeight, 0, 0, SRCPAINT);
   });
   statement([&] { copy().ClearUp(); });
 }
 
 // The anaglyph in one pass over the two views; false (nothing changed) where that cannot be done
 // and the steps must run instead.
-bool AnaglyphOnePass(AnaglyphRow row) {
-  const PictureRef left = gFrames.StereoViews[0];
-  const PictureRef right = gFrames.StereoViews[1];
-  if (!left || !right || gFrames.OutputFrame == left || gFrames.OutputFrame == right) return false;
+bool AnaglyphOnePass(FrameBuffers& frames, AnaglyphRow row) {
+  const PictureRef left = frames.StereoViews[0];
+  const PictureRef right = frames.StereoViews[1];
+  if (!left || !right || frames.OutputFrame == left || frames.OutputFrame == right) return false;
   const PixelGrid l = left->ReadGrid();
   const PixelGrid r = right->ReadGrid();
-  const int32_t commonWidth = gFrames.ViewWidth;
-  const int32_t commonHeight = gFrames.ViewHeight;
+  const int32_t commonWidth = frames.ViewWidth;
+  const int32_t commonHeight = frames.ViewHeight;
   if (l.Empty() || r.Empty() || commonWidth != std::min(l.width, r.width) ||
       commonHeight != std::min(l.height, r.height)) {
     return false;
   }
   // The previous output is emptied first, as the copy that starts the steps empties it whether
   // or not the copy succeeds; its memory, still in the cache, can then take the new frame.
-  if (gFrames.OutputFrame) gFrames.OutputFrame->ClearUp();
+  if (frames.OutputFrame) frames.OutputFrame->ClearUp();
   auto output = std::make_shared<Picture>();
   if (!output->CreateToOverwrite(l.width, l.height)) return false;  // every row is written below
   const PixelGrid o = output->Grid();
@@ -159,88 +161,94 @@ bool AnaglyphOnePass(AnaglyphRow row) {
       row(o.DeviceRow(y), l.DeviceRow(y), nullptr, 0, l.width);
     }
   }
-  gFrames.OutputFrame = std::move(output);
+  frames.OutputFrame = std::move(output);
   return true;
 }
 
 }  // namespace
 
-void SaveAboveBelow(bool quick) {
+void SaveAboveBelow(FrameBuffers& frames, const DisplayConfig& display, bool quick) {
   const Statements statement("SaveAboveBelow");
-  CommonSize(statement);
+  CommonSize(frames, statement);
   int32_t gap = 0, outWidth = 0, fullHeight = 0, halfHeight = 0;
   double scaleX = 0.0, scaleY = 0.0, scale = 0.0;
-  statement([&] { gap = ToInt32Checked(Floor(Divide(gDisplay.ScreenHeight, gDisplay.VertOffset))); });
-  statement([&] { scaleX = Divide(gDisplay.ScreenWidth, gFrames.ViewWidth); });
-  statement([&] { scaleY = Divide(static_cast<double>(gDisplay.ScreenHeight) - gap, gFrames.ViewHeight); });
+  statement([&] { gap = ToInt32Checked(Floor(Divide(display.ScreenHeight, display.VertOffset))); });
+  statement([&] { scaleX = Divide(display.ScreenWidth, frames.ViewWidth); });
+  statement([&] { scaleY = Divide(static_cast<double>(display.ScreenHeight) - gap, frames.ViewHeight); });
   statement([&] { scale = scaleY < scaleX ? scaleY : scaleX; });
-  statement([&] { outWidth = ToInt32Checked(gFrames.ViewWidth * scale); });
-  statement([&] { fullHeight = ToInt32Checked(gFrames.ViewHeight * scale); });
-  statement([&] { Output().Create(outWidth, ToInt32Checked(static_cast<double>(fullHeight) + gap)); });
+  statement([&] { outWidth = ToInt32Checked(frames.ViewWidth * scale); });
+  statement([&] { fullHeight = ToInt32Checked(frames.ViewHeight * scale); });
+  statement([&] { Output(frames).Create(outWidth, ToInt32Checked(static_cast<double>(fullHeight) + gap)); });
   statement([&] { halfHeight = ToInt32Checked(fullHeight / 2.0); });
   statement([&] {
-    if (Canvas* dc = Output().DrawingCanvas()) dc->SetStretchMode(quick ? COLORONCOLOR : HALFTONE);
+    if (Canvas* dc = Output(frames).DrawingCanvas()) dc->SetStretchMode(quick ? COLORONCOLOR : HALFTONE);
   });
   // The band between the halves stays black, as the new frame is.
   statement([&] {
-    Reader view(View(0));
-    Stretch(Output().DrawingCanvas(), 0, 0, outWidth, halfHeight, view.Context(), 0, 0, gFrames.ViewWidth,
-               gFrames.ViewHeight, SRCCOPY);
+    Reader view(View(frames, 0));
+    Stretch(Output(frames).DrawingCanvas(), 0, 0, outWidth, halfHeight, view.Context(), 0, 0, frames.ViewWidth,
+               frames.ViewHeight, SRCCOPY);
   });
   statement([&] {
-    Reader view(View(1));
-    Stretch(Output().DrawingCanvas(), 0, ToInt32Checked(static_cast<double>(halfHeight) + gap), outWidth, halfHeight,
-               view.Context(), 0, 0, gFrames.ViewWidth, gFrames.ViewHeight, SRCCOPY);
+    Reader view(View(frames, 1));
+    Stretch(Output(frames).DrawingCanvas(), 0, ToInt32Checked(static_cast<double>(halfHeight) + gap), outWidth, halfHeight,
+               view.Context(), 0, 0, frames.ViewWidth, frames.ViewHeight, SRCCOPY);
   });
 }
 
-void SaveSideBySide() {
+void SaveSideBySide(FrameBuffers& frames) {
   const Statements statement("SaveSideBySide");
-  CommonSize(statement);
+  CommonSize(frames, statement);
   // The halves of a side-by-side frame already lie side by side: the frame is handed on as it is,
   // sharing its memory, instead of being copied together again.
-  if (gFrames.StereoViews[0] && gFrames.StereoViews[1]) {
-    if (PictureRef joined = Picture::JoinedView(*gFrames.StereoViews[0], *gFrames.StereoViews[1])) {
-      gFrames.OutputFrame = std::move(joined);
+  if (frames.StereoViews[0] && frames.StereoViews[1]) {
+    if (PictureRef joined = Picture::JoinedView(*frames.StereoViews[0], *frames.StereoViews[1])) {
+      frames.OutputFrame = std::move(joined);
       return;
     }
   }
-  statement([] {
+  statement([&] {
     // Both views cover the common rectangle, so the two copies write every pixel; without both
     // views the frame starts black.
-    const bool covered = gFrames.StereoViews[0] && gFrames.StereoViews[1];
-    const int32_t width = ToInt32Checked(2.0 * gFrames.ViewWidth);
-    covered ? Output().CreateToOverwrite(width, gFrames.ViewHeight) : Output().Create(width, gFrames.ViewHeight);
+    const bool covered = frames.StereoViews[0] && frames.StereoViews[1];
+    const int32_t width = ToInt32Checked(2.0 * frames.ViewWidth);
+    covered ? Output(frames).CreateToOverwrite(width, frames.ViewHeight) : Output(frames).Create(width, frames.ViewHeight);
   });
-  statement([] {
-    Reader view(View(0));
-    Blit(Output().DrawingCanvas(), 0, 0, gFrames.ViewWidth, gFrames.ViewHeight, view.Context(), 0, 0, SRCCOPY);
+  statement([&] {
+    Reader view(View(frames, 0));
+    Blit(Output(frames).DrawingCanvas(), 0, 0, frames.ViewWidth, frames.ViewHeight, view.Context(), 0, 0, SRCCOPY);
   });
-  statement([] {
-    Reader view(View(1));
-    Blit(Output().DrawingCanvas(), gFrames.ViewWidth, 0, gFrames.ViewWidth, gFrames.ViewHeight, view.Context(), 0, 0, SRCCOPY);
+  statement([&] {
+    Reader view(View(frames, 1));
+    Blit(Output(frames).DrawingCanvas(), frames.ViewWidth, 0, frames.ViewWidth, frames.ViewHeight, view.Context(), 0, 0, SRCCOPY);
   });
 }
 
-void SaveAnaglyphStepByStep(AnaglyphKind kind) {
+void SaveAnaglyphStepByStep(FrameBuffers& frames, AnaglyphKind kind) {
   const Statements statement(AnaglyphRoutine(kind));
-  CommonSize(statement);
-  AnaglyphSteps(kind, statement);
+  CommonSize(frames, statement);
+  AnaglyphSteps(frames, kind, statement);
 }
 
-void SaveAnaglyphOnePass(AnaglyphKind kind, AnaglyphRow row) {
+void SaveAnaglyphOnePass(FrameBuffers& frames, AnaglyphKind kind, AnaglyphRow row) {
   const Statements statement(AnaglyphRoutine(kind));
-  CommonSize(statement);
-  if (!AnaglyphOnePass(row)) AnaglyphSteps(kind, statement);
+  CommonSize(frames, statement);
+  if (!AnaglyphOnePass(frames, row)) AnaglyphSteps(frames, kind, statement);
 }
 
-void SaveAnaGray() { SaveAnaglyphOnePass(AnaglyphKind::Gray, FastAnaglyphRow(AnaglyphKind::Gray)); }
-void SaveAnaColour() { SaveAnaglyphOnePass(AnaglyphKind::Colour, FastAnaglyphRow(AnaglyphKind::Colour)); }
-void SaveAnaYellow() { SaveAnaglyphOnePass(AnaglyphKind::Yellow, FastAnaglyphRow(AnaglyphKind::Yellow)); }
+void SaveAnaGray(FrameBuffers& frames) {
+  SaveAnaglyphOnePass(frames, AnaglyphKind::Gray, FastAnaglyphRow(AnaglyphKind::Gray));
+}
+void SaveAnaColour(FrameBuffers& frames) {
+  SaveAnaglyphOnePass(frames, AnaglyphKind::Colour, FastAnaglyphRow(AnaglyphKind::Colour));
+}
+void SaveAnaYellow(FrameBuffers& frames) {
+  SaveAnaglyphOnePass(frames, AnaglyphKind::Yellow, FastAnaglyphRow(AnaglyphKind::Yellow));
+}
 
-void SaveInterlace(bool fullscreen) {
+void SaveInterlace(FrameBuffers& frames, const DisplayConfig& display, bool fullscreen) {
   const Statements statement("SaveInterlace");
-  CommonSize(statement);
+  CommonSize(frames, statement);
   double scale = 0.0, scaleX = 0.0, scaleY = 0.0;
   int32_t targetWidth = 0, targetHeight = 0, outWidth = 0, outHeight = 0;
   if (!fullscreen) {
@@ -248,22 +256,22 @@ void SaveInterlace(bool fullscreen) {
   } else {
     // Full-screen interlacing through OpenGL is shown in the chosen screen mode; otherwise the
     // frame fills the screen as it is.
-    statement([&] { targetWidth = gDisplay.InterlaceViaOpenGL ? gDisplay.ScreenWidth : CurrentScreenWidth(); });
-    statement([&] { targetHeight = gDisplay.InterlaceViaOpenGL ? gDisplay.ScreenHeight : CurrentScreenHeight(); });
-    statement([&] { scaleX = Divide(targetWidth, gFrames.ViewWidth); });
-    statement([&] { scaleY = Divide(targetHeight, gFrames.ViewHeight); });
+    statement([&] { targetWidth = display.InterlaceViaOpenGL ? display.ScreenWidth : CurrentScreenWidth(); });
+    statement([&] { targetHeight = display.InterlaceViaOpenGL ? display.ScreenHeight : CurrentScreenHeight(); });
+    statement([&] { scaleX = Divide(targetWidth, frames.ViewWidth); });
+    statement([&] { scaleY = Divide(targetHeight, frames.ViewHeight); });
     statement([&] { scale = scaleY < scaleX ? scaleY : scaleX; });
   }
-  statement([&] { outWidth = ToInt32Checked(gFrames.ViewWidth * scale); });
-  statement([&] { outHeight = ToInt32Checked(gFrames.ViewHeight * scale); });
+  statement([&] { outWidth = ToInt32Checked(frames.ViewWidth * scale); });
+  statement([&] { outHeight = ToInt32Checked(frames.ViewHeight * scale); });
   statement([&] { outHeight -= outHeight % 2; });
   // Rows are laid at the final height first; the width is scaled once at the end. Every row is
   // copied (or blackened when it cannot be), so the new frame need not be cleared first.
-  statement([&] { Output().CreateToOverwrite(gFrames.ViewWidth, outHeight); });
+  statement([&] { Output(frames).CreateToOverwrite(frames.ViewWidth, outHeight); });
   int32_t offset0 = 0, offset1 = 0;
   statement([&] {
     // Memory rows count from the bottom: the taller view is read higher up, so the tops line up.
-    const int32_t d = View(0).Height() - View(1).Height();
+    const int32_t d = View(frames, 0).Height() - View(frames, 1).Height();
     offset0 = d > 0 ? d : 0;
     offset1 = d > 0 ? 0 : -d;
   });
@@ -271,13 +279,13 @@ void SaveInterlace(bool fullscreen) {
   for (int32_t y = 0; y <= outHeight - 2; y += 2) {
     statement([&] { r = ToInt32Checked(Floor(Divide(y, scale))); });
     // outHeight is even, so the top row (y + 1 = outHeight - 1) comes from the left view.
-    statement([&] { CopyRow(View(0), r + offset0, Output(), y + 1); });
-    statement([&] { CopyRow(View(1), r + offset1, Output(), y); });
+    statement([&] { CopyRow(View(frames, 0), r + offset0, Output(frames), y + 1); });
+    statement([&] { CopyRow(View(frames, 1), r + offset1, Output(frames), y); });
   }
   statement([&] {
     // A resample to the frame's own size would only copy it into a new buffer.
-    if (Output().Width() == outWidth && Output().Height() == outHeight) return;
-    ResampleDIB(gFrames.OutputFrame, outHeight, outWidth, false);
+    if (Output(frames).Width() == outWidth && Output(frames).Height() == outHeight) return;
+    ResampleDIB(frames.OutputFrame, outHeight, outWidth, false);
   });
 }
 

@@ -8,7 +8,6 @@
 #include "base/Numbers.h"
 #include "base/Seams.h"
 #include "image/BufferHelpers.h"
-#include "image/FrameBuffers.h"
 #include "imageproc/ImageProcessor.h"
 #include "stereo/StillPictures.h"
 
@@ -19,8 +18,8 @@ namespace {
 int32_t Half(int32_t n) { return ToInt32Checked(n / 2.0); }
 
 // The last three characters of a name, upper-cased (the whole name when it is shorter).
-std::string LastThreeUpper(const std::string& name) {
-  std::string tail = name.size() > 3 ? name.substr(name.size() - 3) : name;
+std::string LastThreeUpper(std::string_view name) {
+  std::string tail(name.size() > 3 ? name.substr(name.size() - 3) : name);
   std::transform(tail.begin(), tail.end(), tail.begin(),
                  [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
   return tail;
@@ -37,22 +36,23 @@ void Trapped(const char* routine, int16_t statisticsMode, Body&& body) {
   }
 }
 
-// Fills SourceFrame from DroppedFile. Stereo stills that fail to load leave SourceFrame as it was
+// Fills SourceFrame from a file. Stereo stills that fail to load leave SourceFrame as it was
 // (after telling the user), so that decoding goes on with the previous frame.
-void LoadSourceFromFile(bool stereoStill) {
+void LoadSourceFromFile(FrameBuffers& frames, std::string_view file, bool stereoStill) {
+  const std::string fileName(file);
   if (stereoStill) {
-    if (!LoadStereoStill(gFrames.SourceFrame, DroppedFile)) MsgBox(kStereoStillFailedMessage);
+    if (!LoadStereoStill(frames.SourceFrame, fileName)) MsgBox(kStereoStillFailedMessage);
     return;
   }
   std::string failure;
-  const auto picture = LoadPicture(DroppedFile, &failure);
+  const auto picture = LoadPicture(fileName, &failure);
   if (!picture) throw AppError(kErrInvalidPicture, kExeName, failure);
-  AutoCreate(gFrames.SourceFrame).CreateFromPicture(*picture);
+  AutoCreate(frames.SourceFrame).CreateFromPicture(*picture);
 }
 
 // The two halves of SourceFrame, cut by Crop into new view buffers.
-void CutViews(bool sideBySide) {
-  const PictureRef source = gFrames.SourceFrame;  // holds the frame while the views are replaced
+void CutViews(FrameBuffers& frames, bool sideBySide) {
+  const PictureRef source = frames.SourceFrame;  // holds the frame while the views are replaced
   const Picture& frame = Deref(source);
   const int32_t W = frame.Width();
   const int32_t H = frame.Height();
@@ -64,66 +64,66 @@ void CutViews(bool sideBySide) {
   };
   if (sideBySide) {
     const int32_t half = Half(W);
-    cut(gFrames.StereoViews[0], H, half, 0, 0);
-    cut(gFrames.StereoViews[1], H, half, half, 0);
+    cut(frames.StereoViews[0], H, half, 0, 0);
+    cut(frames.StereoViews[1], H, half, half, 0);
   } else {
     const int32_t half = Half(H);
-    cut(gFrames.StereoViews[0], half, W, 0, 0);
-    cut(gFrames.StereoViews[1], half, W, 0, half);
+    cut(frames.StereoViews[0], half, W, 0, 0);
+    cut(frames.StereoViews[1], half, W, 0, half);
   }
 }
 
 // Both views := copies of SourceFrame, the old views emptied at once.
-void CopySourceToViews() {
-  CopyDIB(gFrames.SourceFrame, gFrames.StereoViews[0], true);
-  CopyDIB(gFrames.SourceFrame, gFrames.StereoViews[1], true);
+void CopySourceToViews(FrameBuffers& frames) {
+  CopyDIB(frames.SourceFrame, frames.StereoViews[0], true);
+  CopyDIB(frames.SourceFrame, frames.StereoViews[1], true);
 }
 
 // View 0 := the red channel of SourceFrame, view 1 := its blue and green channels.
-void SeparateAnaglyph(ImageProcessor& process) {
-  CopyDIB(gFrames.SourceFrame, gFrames.StereoViews[0], true);
-  CopyDIB(gFrames.StereoViews[0], gFrames.StereoViews[1], true);
-  process.ColourMask(Deref(gFrames.StereoViews[0]), 0, 0, 1);
-  process.ColourMask(Deref(gFrames.StereoViews[1]), 1, 1, 0);
+void SeparateAnaglyph(FrameBuffers& frames, ImageProcessor& process) {
+  CopyDIB(frames.SourceFrame, frames.StereoViews[0], true);
+  CopyDIB(frames.StereoViews[0], frames.StereoViews[1], true);
+  process.ColourMask(Deref(frames.StereoViews[0]), 0, 0, 1);
+  process.ColourMask(Deref(frames.StereoViews[1]), 1, 1, 0);
 }
 
 }  // namespace
 
 void RecordDecodeStatistics() {}
 
-void Load2D(int16_t statisticsMode, bool fromFile) {
+void Load2D(FrameBuffers& frames, int16_t statisticsMode, std::string_view fromFile) {
   Trapped("Load2D", statisticsMode, [&] {
-    if (fromFile) LoadSourceFromFile(false);
-    CopySourceToViews();
+    if (!fromFile.empty()) LoadSourceFromFile(frames, fromFile, false);
+    CopySourceToViews(frames);
   });
 }
 
-void LoadAboveBelow(int16_t statisticsMode, bool fromFile) {
+void LoadAboveBelow(FrameBuffers& frames, int16_t statisticsMode, std::string_view fromFile) {
   Trapped("LoadAboveBelow", statisticsMode, [&] {
-    if (fromFile) LoadSourceFromFile(LastThreeUpper(DroppedFile) == "H3D");
-    CutViews(false);
+    if (!fromFile.empty()) LoadSourceFromFile(frames, fromFile, LastThreeUpper(fromFile) == "H3D");
+    CutViews(frames, false);
   });
 }
 
-void LoadJPS(int16_t statisticsMode, bool fromFile) {
+void LoadJPS(FrameBuffers& frames, int16_t statisticsMode, std::string_view fromFile) {
   Trapped("LoadJPS", statisticsMode, [&] {
-    if (fromFile) {
-      const std::string tail = LastThreeUpper(DroppedFile);
-      LoadSourceFromFile(tail == "H3D" || tail == "JPS");
+    if (!fromFile.empty()) {
+      const std::string tail = LastThreeUpper(fromFile);
+      LoadSourceFromFile(frames, fromFile, tail == "H3D" || tail == "JPS");
     }
-    CutViews(true);
+    CutViews(frames, true);
   });
 }
 
-void LoadInterleaved(int16_t statisticsMode, bool fromFile) {
+void LoadInterleaved(FrameBuffers& frames, int16_t statisticsMode, std::string_view fromFile) {
   Trapped("LoadInterleaved", statisticsMode, [&] {
-    if (fromFile) LoadSourceFromFile(LastThreeUpper(DroppedFile) == "H3D");
-    const PictureRef source = gFrames.SourceFrame;
+    if (!fromFile.empty()) LoadSourceFromFile(frames, fromFile, LastThreeUpper(fromFile) == "H3D");
+    const PictureRef source = frames.SourceFrame;
     const int32_t W = Deref(source).Width();
     const int32_t H = Deref(source).Height();
     const int32_t evenHeight = H - H % 2;  // the top row of an odd-height frame is dropped
-    Picture& left = AutoCreate(gFrames.StereoViews[0]);
-    Picture& right = AutoCreate(gFrames.StereoViews[1]);
+    Picture& left = AutoCreate(frames.StereoViews[0]);
+    Picture& right = AutoCreate(frames.StereoViews[1]);
     left.Create(W, evenHeight);
     right.Create(W, evenHeight);
     // Read after re-creating the views, in case a view is the frame itself.
@@ -142,35 +142,22 @@ void LoadInterleaved(int16_t statisticsMode, bool fromFile) {
   });
 }
 
-void LoadAnaglyph(int16_t statisticsMode, bool fromFile) {
+void LoadAnaglyph(FrameBuffers& frames, int16_t statisticsMode, std::string_view fromFile) {
   Trapped("LoadAnaglyph", statisticsMode, [&] {
     ImageProcessor process;
-    if (fromFile) LoadSourceFromFile(false);
-    SeparateAnaglyph(process);
-    process.GrayScale(Deref(gFrames.StereoViews[0]), 1);
-    process.GrayScale(Deref(gFrames.StereoViews[1]), 2);
+    if (!fromFile.empty()) LoadSourceFromFile(frames, fromFile, false);
+    SeparateAnaglyph(frames, process);
+    process.GrayScale(Deref(frames.StereoViews[0]), 1);
+    process.GrayScale(Deref(frames.StereoViews[1]), 2);
   });
 }
 
-void LoadAnaglyphColour(int16_t statisticsMode, bool fromFile) {
+void LoadAnaglyphColour(FrameBuffers& frames, int16_t statisticsMode, std::string_view fromFile) {
   Trapped("LoadAnaglyphColour", statisticsMode, [&] {
     ImageProcessor process;
-    if (fromFile) LoadSourceFromFile(false);
-    SeparateAnaglyph(process);
+    if (!fromFile.empty()) LoadSourceFromFile(frames, fromFile, false);
+    SeparateAnaglyph(frames, process);
   });
-}
-
-FrameDecoder DecoderFor(int inputFormat) {
-  switch (inputFormat) {
-    case 1: return LoadAboveBelow;
-    case 2: return LoadInterleaved;
-    case 3:
-    case 4: return Load2D;
-    case 5: return LoadJPS;
-    case 6: return LoadAnaglyph;
-    case 7: return LoadAnaglyphColour;
-    default: return nullptr;
-  }
 }
 
 }  // namespace qv

@@ -1,6 +1,6 @@
 #pragma once
-// The stereo frame decoders. Each splits the packed frame gFrames.SourceFrame into the
-// eye views gFrames.StereoViews (0 = left eye, 1 = right eye) for one input layout:
+// The stereo frame decoders. Each splits the packed frame frames.SourceFrame into the eye views
+// frames.StereoViews (0 = left eye, 1 = right eye) for one input layout:
 //
 //   Load2D              the frame, copied to both views
 //   LoadAboveBelow      upper half -> view 0, lower half -> view 1 (cut, not scaled)
@@ -12,36 +12,36 @@
 // Halves are half(n) = n / 2 rounded with halves to even, so half(641) = 320 and half(643) = 322:
 // for an odd size the last row or column is either dropped or, in the second view, left black.
 //
-// statisticsMode 1 calls RecordDecodeStatistics once after decoding. fromFile true first loads
-// SourceFrame from DroppedFile (still pictures, see StillPictures.h; files ending in "H3D", and
-// for LoadJPS also "JPS", go through the stereo still loader).
+// statisticsMode 1 calls RecordDecodeStatistics once after decoding. A non-empty fromFile first
+// loads SourceFrame from that file (still pictures, see StillPictures.h; names ending in "H3D",
+// and for LoadJPS also "JPS", go through the stereo still loader); empty, SourceFrame is decoded
+// as it stands.
 //
 // Errors: the first error ends the decoder with the message "An error occurred in <routine>. "
 // followed by the error's description; the views keep whatever was assigned before it.
-// Playback thread only; the frame buffers are not locked.
+// The frame buffers are not locked: one thread at a time.
 
 #include <cstdint>
-#include <string>
+#include <string_view>
+
+#include "stereo/FrameBuffers.h"
 
 namespace qv {
 
-// The file most recently dropped on the main window; the still-picture file of fromFile.
-inline std::string DroppedFile;
-
-void Load2D(int16_t statisticsMode = 0, bool fromFile = false);
-void LoadAboveBelow(int16_t statisticsMode = 0, bool fromFile = false);
-void LoadInterleaved(int16_t statisticsMode = 0, bool fromFile = false);
-void LoadJPS(int16_t statisticsMode = 0, bool fromFile = false);
-void LoadAnaglyph(int16_t statisticsMode = 0, bool fromFile = false);
-void LoadAnaglyphColour(int16_t statisticsMode = 0, bool fromFile = false);
+void Load2D(FrameBuffers& frames, int16_t statisticsMode = 0, std::string_view fromFile = {});
+void LoadAboveBelow(FrameBuffers& frames, int16_t statisticsMode = 0, std::string_view fromFile = {});
+void LoadInterleaved(FrameBuffers& frames, int16_t statisticsMode = 0, std::string_view fromFile = {});
+void LoadJPS(FrameBuffers& frames, int16_t statisticsMode = 0, std::string_view fromFile = {});
+void LoadAnaglyph(FrameBuffers& frames, int16_t statisticsMode = 0, std::string_view fromFile = {});
+void LoadAnaglyphColour(FrameBuffers& frames, int16_t statisticsMode = 0,
+                        std::string_view fromFile = {});
 
 // The statistics hook of the decoders. Decoding keeps no statistics of its own yet, so it does
 // nothing; it exists so that statistics mode 1 has somewhere to report.
 void RecordDecodeStatistics();
 
-using FrameDecoder = void (*)(int16_t statisticsMode, bool fromFile);
-// The decoder of an input format (1 ... 7; 4, 2D to be converted, decodes like 3), or nullptr.
-FrameDecoder DecoderFor(int inputFormat);
+using FrameDecoder = void (*)(FrameBuffers& frames, int16_t statisticsMode,
+                              std::string_view fromFile);
 
 // The message shown when a JPS or H3D still cannot be loaded.
 inline constexpr const char* kStereoStillFailedMessage =

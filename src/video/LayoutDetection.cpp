@@ -7,7 +7,7 @@
 #include "base/Numbers.h"
 #include "base/Seams.h"
 #include "image/BufferHelpers.h"
-#include "image/FrameBuffers.h"
+#include "stereo/FrameBuffers.h"
 #include "image/BitmapFile.h"
 #include "imageproc/ImageProcessor.h"
 #include "stereo/Decoders.h"
@@ -24,86 +24,90 @@ constexpr const char* kNoDecompressor = "No suitable decompressor found for this
 constexpr const char* kUnableToOpen = "Unable to open AVI file.";
 
 // The sum of absolute byte differences between the two views.
-int32_t ViewDifference(ImageProcessor& processor) {
-  processor.CopyToArray(Deref(gFrames.StereoViews[0]));
+int32_t ViewDifference(FrameBuffers& frames, ImageProcessor& processor) {
+  processor.CopyToArray(Deref(frames.StereoViews[0]));
   int32_t sum = 0;
-  processor.Correlate(Deref(gFrames.StereoViews[1]), processor.Arrays().SharedPixels, sum);
+  processor.Correlate(Deref(frames.StereoViews[1]), processor.Arrays().SharedPixels, sum);
   return sum;
 }
 
 // Raises the lower view by `rows` (> 0: rows cut off the top of view 1; < 0: off view 0), then
 // crops both views to their common size, keeping their top-left corners.
-void ShiftViews(int32_t rows) {
-  PictureRef& cut = gFrames.StereoViews[rows >= 0 ? 1 : 0];
+void ShiftViews(FrameBuffers& frames, int32_t rows) {
+  PictureRef& cut = frames.StereoViews[rows >= 0 ? 1 : 0];
   const int32_t drop = std::abs(rows);
   const Picture& view = Deref(cut);
   CropDIB(cut, cut, view.Height() - drop, view.Width(), 0, drop, true);
   const int32_t width =
-      std::min(Deref(gFrames.StereoViews[0]).Width(), Deref(gFrames.StereoViews[1]).Width());
+      std::min(Deref(frames.StereoViews[0]).Width(), Deref(frames.StereoViews[1]).Width());
   const int32_t height =
-      std::min(Deref(gFrames.StereoViews[0]).Height(), Deref(gFrames.StereoViews[1]).Height());
-  for (PictureRef& v : gFrames.StereoViews) CropDIB(v, v, height, width, 0, 0, true);
+      std::min(Deref(frames.StereoViews[0]).Height(), Deref(frames.StereoViews[1]).Height());
+  for (PictureRef& v : frames.StereoViews) CropDIB(v, v, height, width, 0, 0, true);
 }
 
 }  // namespace
 
-void DetectLayout(PackedFrameGetter& getter, int32_t first, int32_t length, int16_t& layout) {
+InputFormat DetectLayout(PackedFrameGetter& getter, int32_t first, int32_t length,
+                         FrameBuffers& frames) {
   const int32_t step = ToInt32Checked(length / 4.0);
-  layout = kLayout2D;
+  InputFormat layout = InputFormat::Plain2D;
   ImageProcessor processor;
   BitmapFile unpacker;
   for (int32_t k = 1; k <= kSampleFrames; ++k) {
     const uint8_t* packed = getter.GetFrame(first + k * step);
     if (packed == nullptr) continue;  // past the end of a short stream, or undecodable
-    if (!unpacker.CreateDIBSectionFromPackedDIBPointer(packed, AutoCreate(gFrames.SourceFrame)))
+    if (!unpacker.CreateDIBSectionFromPackedDIBPointer(packed, AutoCreate(frames.SourceFrame)))
       continue;
 
-    LoadJPS(0, false);
-    const int32_t parallel = ViewDifference(processor);
+    LoadJPS(frames);
+    const int32_t parallel = ViewDifference(frames, processor);
     for (const int shift : kShiftsPercent) {
-      LoadAboveBelow(0, false);  // every trial starts from fresh halves
+      LoadAboveBelow(frames);  // every trial starts from fresh halves
       if (shift != 0) {
-        ShiftViews(static_cast<int32_t>(
-            Floor(shift * static_cast<double>(Deref(gFrames.StereoViews[0]).Height()) / 100.0)));
+        ShiftViews(frames, static_cast<int32_t>(Floor(
+                               shift * static_cast<double>(Deref(frames.StereoViews[0]).Height()) /
+                               100.0)));
       }
-      const int32_t aboveBelow = ViewDifference(processor);
+      const int32_t aboveBelow = ViewDifference(frames, processor);
       if (shift == 0 && aboveBelow > kDecisionFactor * parallel) {
-        layout = kLayoutParallel;
+        layout = InputFormat::Parallel;
       } else if (kDecisionFactor * aboveBelow < parallel) {
-        layout = kLayoutAboveBelow;
+        layout = InputFormat::AboveBelow;
       }
     }
   }
+  return layout;
 }
 
-int32_t DetectVideo(const std::string& fileName, int16_t& layout) {
+VideoFacts DetectVideo(const std::string& fileName) {
+  VideoFacts facts;
   try {
     VideoFile file;
     const VideoFile::OpenStatus status = file.Open(fileName);
     if (status == VideoFile::OpenStatus::kNotOpened) {
-      gVideo.FrameCount = 0;
       MsgBox(kUnableToOpen);
-      return 0;
+      return facts;
     }
     const StreamInfoRecord info = InfoOf(file);
-    gVideo.StreamFrameRate = static_cast<float>(info.dwRate) / static_cast<float>(info.dwScale);
+    facts.frameRate = static_cast<float>(info.dwRate) / static_cast<float>(info.dwScale);
     const BitmapInfoHeader format = FormatOf(info);
-    gVideo.DetectedFormat = format;
+    facts.width = format.biWidth;
+    facts.height = format.biHeight;
     if (status == VideoFile::OpenStatus::kNoDecoder) {
-      gVideo.FrameCount = 0;
       MsgBox(kNoDecompressor, msg::kInformation, kAppName);
       MsgBox(kUnableToOpen);
-      return 0;
+      return facts;
     }
     PackedFrameGetter getter(file, format);
     const int32_t length = file.Length();
-    DetectLayout(getter, 0, length, layout);
-    gVideo.FrameCount = length;
-    return length;
+    FrameBuffers frames;
+    facts.layout = DetectLayout(getter, 0, length, frames);
+    facts.frames = length;
+    return facts;
   } catch (const std::exception&) {
-    gVideo.FrameCount = 0;
+    facts.frames = 0;
     MsgBox(kUnableToOpen);
-    return 0;
+    return facts;
   }
 }
 

@@ -9,21 +9,38 @@
 // accumulate: a later one overrides an earlier one.
 
 #include <cstdint>
+#include <string>
 
+#include "stereo/FrameBuffers.h"
+#include "stereo/InputFormats.h"
 #include "video/VideoReader.h"
 
 namespace qv {
 
-// Layout codes: the input formats of the Format menu's guesses.
-inline constexpr int16_t kLayout2D = 3;
-inline constexpr int16_t kLayoutParallel = 5;
-inline constexpr int16_t kLayoutAboveBelow = 1;
+// The guesses are input formats of the Format menu: InputFormat::Plain2D when nothing decides,
+// InputFormat::Parallel or InputFormat::AboveBelow.
 
-// Runs the guess on frames first + k x round(length / 4), k = 1, 2, 3, through the getter,
-// leaving the last sample in gFrames.SourceFrame and its last split in gFrames.StereoViews.
-// Sample frames the getter cannot deliver are skipped. Sets layout (3 when nothing decides).
-// Raises the errors of the picture and image-processing code (an empty view, the overflow of a
-// difference sum past 2,147,483,647).
-void DetectLayout(PackedFrameGetter& getter, int32_t first, int32_t length, int16_t& layout);
+// Runs the guess on frames first + k x round(length / 4), k = 1, 2, 3, through the getter, in
+// `frames` (which keep the last sample in SourceFrame and its last split in StereoViews). Sample
+// frames the getter cannot deliver are skipped. Raises the errors of the picture and
+// image-processing code (an empty view, the overflow of a difference sum past 2,147,483,647).
+InputFormat DetectLayout(PackedFrameGetter& getter, int32_t first, int32_t length,
+                         FrameBuffers& frames);
+
+// What opening a file found out about its video stream.
+struct VideoFacts {
+  int32_t frames = 0;       // 0 when the file could not be opened or examined
+  double frameRate = 0.0;   // frames per second
+  int32_t width = 0;        // picture size in pixels
+  int32_t height = 0;
+  // The guessed packing of the eye views; InputFormat{0} when the file could not be examined.
+  InputFormat layout = InputFormat{0};
+};
+
+// Opens fileName on its own, reads its length, rate and size and guesses its stereo layout;
+// leaves nothing open. When the file cannot be opened or examined the user is told ("Unable to
+// open AVI file.", after "No suitable decompressor found for this video stream!" when no decoder
+// fits) and `frames` is 0 (the rate and size are still filled in when the stream could be read).
+VideoFacts DetectVideo(const std::string& fileName);
 
 }  // namespace qv

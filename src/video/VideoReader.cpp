@@ -25,28 +25,24 @@ BitmapInfoHeader FormatOf(const StreamInfoRecord& info) {
                                     info.rcFrame.bottom - info.rcFrame.top);
 }
 
-bool OpenVideo(PlaybackRequest& request) {
+bool OpenVideo(const std::string& fileName, VideoReaderState& video) {
   try {
     auto file = std::make_unique<VideoFile>();
-    const VideoFile::OpenStatus status = file->Open(request.FileName);
+    const VideoFile::OpenStatus status = file->Open(fileName);
     if (status == VideoFile::OpenStatus::kNotOpened) {
       MsgBox(kOpenVideoFailed + file->FailureText());
       return false;
     }
-    gVideo.StreamStart = 0;
-    gVideo.StreamLength = file->Length();
-    gVideo.StreamInfo = InfoOf(*file);
-    if (request.UseStreamRate == 1) {
-      request.FrameRate = static_cast<double>(gVideo.StreamInfo.dwRate) /
-                          static_cast<double>(gVideo.StreamInfo.dwScale);
-    }
-    gVideo.FrameFormat = FormatOf(gVideo.StreamInfo);
+    video.StreamStart = 0;
+    video.StreamLength = file->Length();
+    video.StreamInfo = InfoOf(*file);
+    video.FrameFormat = FormatOf(video.StreamInfo);
     if (status == VideoFile::OpenStatus::kNoDecoder) {
       MsgBox(kUnableToDecompress, msg::kInformation, kAppName);
       MsgBox(kOpenVideoFailed + file->FailureText());
       return false;
     }
-    gVideo.FrameGetter = std::move(file);
+    video.FrameGetter = std::move(file);
     return true;
   } catch (const std::exception& e) {
     MsgBox(kOpenVideoFailed + DescribeError(e));
@@ -54,19 +50,19 @@ bool OpenVideo(PlaybackRequest& request) {
   }
 }
 
-void CloseVideo() {
-  gVideo.FrameGetter.reset();
+void CloseVideo(VideoReaderState& video) {
+  video.FrameGetter.reset();
 }
 
-bool FetchFrame(int32_t frame, Picture& into) {
-  VideoFile* file = gVideo.FrameGetter.get();
-  const BitmapInfoHeader& format = gVideo.FrameFormat;
+bool FetchFrame(VideoReaderState& video, int32_t frame, Picture& into) {
+  VideoFile* file = video.FrameGetter.get();
+  const BitmapInfoHeader& format = video.FrameFormat;
   if (file == nullptr || into.Width() != format.biWidth || into.Height() != format.biHeight ||
       into.Width() <= 0 || into.Height() <= 0) {
     return false;
   }
-  const int64_t offset = int64_t{frame} - gVideo.StreamStart;
-  if (offset < 0 || offset >= gVideo.StreamLength) return false;
+  const int64_t offset = int64_t{frame} - video.StreamStart;
+  if (offset < 0 || offset >= video.StreamLength) return false;
   if (!file->DecodeFrame(static_cast<int32_t>(offset))) return false;
   // Every pixel is written: memory the picture shares with views cut from it is replaced, not
   // copied (the views keep the previous frame).

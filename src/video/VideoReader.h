@@ -1,13 +1,12 @@
 #pragma once
-// The video reader: opens the first video stream of a file for a playback session, hands out its
-// frames by number as 24-bit pictures, and, when a file is chosen, reads its length and rate and
-// guesses its stereo layout.
+// The video reader: opens the first video stream of a file for a playback session and hands out
+// its frames by number as 24-bit pictures.
 //
 // Frame numbers are absolute: StreamStart ... StreamStart + StreamLength - 1. StreamStart is 0
 // for every file: frame StreamStart is the first frame in presentation order, wherever the
 // container's clock starts (the control bar and the session count frames from the same origin).
 //
-// Everything here belongs to the user-interface thread.
+// A VideoReaderState belongs to one thread at a time (the frame loop's).
 
 #include <cstdint>
 #include <memory>
@@ -16,7 +15,6 @@
 
 #include "image/BitmapFormat.h"
 #include "image/Picture.h"
-#include "playback/PlaybackRequest.h"
 #include "video/VideoFile.h"
 
 namespace qv {
@@ -36,7 +34,7 @@ struct StreamInfoRecord {
 };
 
 struct VideoReaderState {
-  // The session's open video; empty when none is open.
+  // The open video; empty when none is open.
   std::unique_ptr<VideoFile> FrameGetter;
   int32_t StreamStart = 0;   // number of the stream's first frame (always 0, see above)
   int32_t StreamLength = 0;  // number of frames
@@ -45,35 +43,26 @@ struct VideoReaderState {
   // StreamInfo.rcFrame's size.
   BitmapInfoHeader FrameFormat;
 
-  // Published by DetectVideo for the user interface.
-  int32_t FrameCount = 0;           // the length DetectVideo returned; 0 when it could not open
-  float StreamFrameRate = 0.0f;     // dwRate / dwScale of the file DetectVideo opened
-  BitmapInfoHeader DetectedFormat;  // the frame format of the file DetectVideo opened
+  // Frames per second of the open stream.
+  double FrameRate() const {
+    return StreamInfo.dwScale == 0 ? 0.0
+                                   : static_cast<double>(StreamInfo.dwRate) / StreamInfo.dwScale;
+  }
 };
 
-inline VideoReaderState gVideo;
-
-// Opens request.FileName (a video, or a one-line script naming one) for the session. With
-// request.UseStreamRate = 1 the stream's rate replaces request.FrameRate. On failure the user is
+// Opens fileName (a video, or a one-line script naming one) into `video`. On failure the user is
 // told ("Unable to decompress this video stream." when no decoder can deliver pictures, then
 // "An error occurred in OpenVideo. " followed by the reason) and the result is false; nothing
-// stays open.
-bool OpenVideo(PlaybackRequest& request);
+// stays open, but after a decoder failure the stream's facts are filled in.
+bool OpenVideo(const std::string& fileName, VideoReaderState& video);
 // Releases what OpenVideo opened. StreamStart, StreamLength, StreamInfo and FrameFormat keep
 // their values.
-void CloseVideo();
+void CloseVideo(VideoReaderState& video);
 // Decodes the absolute frame number `frame` straight into `into`'s pixel memory, which must be
 // FrameFormat's size. Returns false, without telling the user, when no video is open, the number
 // lies outside the stream, `into` has another size, or the frame cannot be decoded (damaged or
 // truncated file): the caller decides what a missing frame means.
-bool FetchFrame(int32_t frame, Picture& into);
-
-// Opens fileName on its own, publishes FrameCount and StreamFrameRate, guesses the stereo layout
-// (3 = 2D, 5 = Parallel, 1 = Above/Below) into `layout` and returns the number of frames; leaves
-// nothing open. When the file cannot be opened or examined the user is told ("Unable to open AVI
-// file.", after "No suitable decompressor found for this video stream!" when no decoder fits) and
-// the result is 0.
-int32_t DetectVideo(const std::string& fileName, int16_t& layout);
+bool FetchFrame(VideoReaderState& video, int32_t frame, Picture& into);
 
 // The stream facts of an open file, and the 24-bit frame format they give.
 StreamInfoRecord InfoOf(const VideoFile& file);

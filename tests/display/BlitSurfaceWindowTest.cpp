@@ -122,8 +122,7 @@ TEST_F(BlitSurfaceWindowTest, APlayingSessionShowsItsAnaglyphUntilTheWindowIsCli
       clip + "'";
   ASSERT_EQ(std::system(command.c_str()), 0);
 
-  gTiming.PerfFrequency = gTiming.PerfTimer.Frequency();
-  gDisplay.InterlaceViaOpenGL = true;
+  PlaybackSession playback;
   SetDisplaySurface(SurfaceKind::Blit, &surface);
   QImage shot;
   QPoint at;
@@ -134,16 +133,16 @@ TEST_F(BlitSurfaceWindowTest, APlayingSessionShowsItsAnaglyphUntilTheWindowIsCli
   });
   PlaybackRequest request;
   request.FileName = request.AudioFile = clip;
-  request.InputFormat = 5;
-  request.OutputMethod = 3;
-  PlaySession(request);
+  request.InputFormat = InputFormat::Parallel;
+  request.OutputMethod = OutputMethod::AnaglyphRedGreen;
+  playback.PlaySession(request);
   SetDisplaySurface(SurfaceKind::Blit, nullptr);
 
   ASSERT_FALSE(shot.isNull());
   EXPECT_EQ(shot.pixel(at + QPoint(40, 60)), kRed);
   EXPECT_EQ(shot.pixel(at + QPoint(120, 60)), kCyan);
-  EXPECT_TRUE(gSession.StopRequested);
-  EXPECT_LT(gSession.CurrentFrame, 24) << "the click ends the session before its last frame";
+  EXPECT_TRUE(playback.State().StopRequested);
+  EXPECT_LT(playback.State().CurrentFrame, 24) << "the click ends the session before its last frame";
   EXPECT_FALSE(surface.IsOpen());
 }
 

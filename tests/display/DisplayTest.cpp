@@ -54,9 +54,8 @@ class BlitSurfaceTest : public ::testing::Test {
     BlitSurface::SetLineCodeDuration(1000ms);
     SetScreenInfo(nullptr);
     SetEventPump(nullptr);
-    SetDisplayCallbacks(0, 0, 0);
+    SetDisplayCallbacks(0, 0, 0, {});
     SetSlideShowHandlers({});
-    gSession.StopRequested = false;
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
   }
   bool Open(bool fullscreen, int32_t w, int32_t h, bool permanent = true) {
@@ -207,7 +206,8 @@ TEST_F(BlitSurfaceTest, OnlyAPermanentSurfaceShowsTheLastFrameAgainWhenRepainted
 
 TEST_F(BlitSurfaceTest, ClicksKeysAndFocusLossReachTheCallbacks) {
   RecordSlideShow();
-  SetDisplayCallbacks(3, 2, 3);
+  bool stopped = false;
+  SetDisplayCallbacks(3, 2, 3, [&] { stopped = true; });
   ASSERT_TRUE(Open(true, 64, 48));
   QWidget* canvas = surface.PictureWidget();
   QTest::mouseClick(canvas, Qt::LeftButton, {}, QPoint(10, 10));
@@ -221,13 +221,13 @@ TEST_F(BlitSurfaceTest, ClicksKeysAndFocusLossReachTheCallbacks) {
   QTest::keyClick(canvas, Qt::Key_Colon, Qt::ShiftModifier);
   EXPECT_EQ(calls, " k27,0 k123,0 k9,0 k101,0 k16,1 k65,1 k16,1 k186,1");
 
-  EXPECT_FALSE(gSession.StopRequested);
+  EXPECT_FALSE(stopped);
   ASSERT_TRUE(QTest::qWaitForWindowActive(canvas));
   canvas->setFocus();
   canvas->clearFocus();
-  EXPECT_TRUE(gSession.StopRequested);
+  EXPECT_TRUE(stopped);
 
-  SetDisplayCallbacks(1, 0, 0);  // closes the surface from inside its own click handler
+  SetDisplayCallbacks(1, 0, 0, {});  // closes the surface from inside its own click handler
   QTest::mouseClick(canvas, Qt::LeftButton);
   EXPECT_FALSE(surface.IsOpen());
   EXPECT_EQ(surface.PictureWidget(), nullptr);
@@ -313,16 +313,17 @@ class CallbackTest : public BlitSurfaceTest {
   // Sends a click (button 4, shift 2), a key (112, shift 5) and a focus loss with the given codes;
   // returns what happened: closes, stop flag and the slide-show calls, as "0 stop m4,2 k112,5".
   std::string SendAll(int16_t click, int16_t lost, int16_t key) {
-    SetDisplayCallbacks(click, lost, key);
+    SetDisplayCallbacks(click, lost, key, [this] { stopped = true; });
     recorder.closes = 0;
-    gSession.StopRequested = false;
+    stopped = false;
     calls.clear();
     OnClick(recorder, 4, 2);
     OnKey(recorder, 112, 5);
     OnLost(recorder);
-    return std::to_string(recorder.closes) + (gSession.StopRequested ? " stop" : "") + calls;
+    return std::to_string(recorder.closes) + (stopped ? " stop" : "") + calls;
   }
   RecordingSurface recorder;
+  bool stopped = false;
 };
 
 TEST_F(CallbackTest, EachEventPerformsTheActionOfItsOwnCode) {
@@ -332,9 +333,9 @@ TEST_F(CallbackTest, EachEventPerformsTheActionOfItsOwnCode) {
   EXPECT_EQ(SendAll(1, 1, 1), "3");
   EXPECT_EQ(SendAll(0, 2, 0), "0 stop");
   EXPECT_EQ(SendAll(2, 0, 2), "0 stop");  // the playback session's codes
-  gSession.StopRequested = false;
+  stopped = false;
   OnLost(recorder);  // focus loss alone does nothing there
-  EXPECT_FALSE(gSession.StopRequested);
+  EXPECT_FALSE(stopped);
   EXPECT_EQ(SendAll(3, 0, 3), "0 m4,2 k112,5");
   EXPECT_TRUE(sink.messages.empty());
   SetSlideShowHandlers({});  // no slide-show window: code 3 does nothing

@@ -23,7 +23,7 @@
 #include "display/XRandRModes.h"
 #include "display/BlitSurface.h"
 #include "playback/LineCodes.h"
-#include "playback/Modes.h"
+#include "playback/GlassesTypes.h"
 #include "playback/PlaySession.h"
 #include "playback/SessionState.h"
 #include "playback/Surfaces.h"
@@ -107,11 +107,11 @@ PictureRef SideBySide(int32_t width, int32_t height, int band = 10) {
 }
 
 // Runs `action` once the playing session has shown `frames` frames.
-void WhenPlaying(int frames, std::function<void()> action) {
+void WhenPlaying(const PlaybackSession& playback, int frames, std::function<void()> action) {
   auto* poll = new QTimer;
   poll->setInterval(20);
-  QObject::connect(poll, &QTimer::timeout, [=] {
-    if (gSession.CurrentFrame < frames) return;
+  QObject::connect(poll, &QTimer::timeout, [=, &playback] {
+    if (playback.State().CurrentFrame < frames) return;
     poll->stop();
     poll->deleteLater();
     action();
@@ -338,29 +338,29 @@ TEST_F(GLSurfaceWindowTest, AGenericOpenGLSessionShowsTheLeftEyeInAWindowUntilCl
       clip + "'";
   ASSERT_EQ(std::system(command.c_str()), 0);
 
-  gTiming.PerfFrequency = gTiming.PerfTimer.Frequency();
+  PlaybackSession playback;
   OpenGLSurface surface;
   surface.UseSettings(settings);
   SetDisplaySurface(SurfaceKind::OpenGL, &surface);
   QImage shot;
   QPoint at;
-  WhenPlaying(3, [&] {
+  WhenPlaying(playback, 3, [&] {
     at = surface.PictureWindow()->mapToGlobal(QPoint(0, 0));
     shot = GrabScreen("gl-session-windowed.png");
     QTest::mouseClick(surface.PictureWindow(), Qt::LeftButton, {}, QPoint(10, 10));
   });
   PlaybackRequest request;
   request.FileName = request.AudioFile = clip;
-  request.InputFormat = 5;
-  request.OutputMethod = 8;
-  PlaySession(request);
+  request.InputFormat = InputFormat::Parallel;
+  request.OutputMethod = OutputMethod::SideBySide;
+  playback.PlaySession(request);
   SetDisplaySurface(SurfaceKind::OpenGL, nullptr);
 
   ASSERT_FALSE(shot.isNull());
   EXPECT_EQ(shot.pixel(at + QPoint(40, 110)), kWhite);
   EXPECT_EQ(shot.pixel(at + QPoint(79, 169)), kWhite);
-  EXPECT_TRUE(gSession.StopRequested);
-  EXPECT_LT(gSession.CurrentFrame, 24) << "the click ends the session before its last frame";
+  EXPECT_TRUE(playback.State().StopRequested);
+  EXPECT_LT(playback.State().CurrentFrame, 24) << "the click ends the session before its last frame";
   EXPECT_FALSE(surface.IsOpen());
 }
 
@@ -372,7 +372,7 @@ TEST_F(GLSurfaceWindowTest, EveryGlassesTypePlaysInAWindowAndFullScreen) {
   const std::string clip = folder.File("demo.mkv");
   ASSERT_EQ(std::system((std::string(QUORVEX_PROGRAM) + " demo '" + clip + "' > /dev/null").c_str()), 0);
 
-  gTiming.PerfFrequency = gTiming.PerfTimer.Frequency();
+  PlaybackSession playback;
   const DisplayConfig saved = gDisplay;
   gDisplay = settings;
   gDisplay.VertOffset = 10;
@@ -410,25 +410,25 @@ TEST_F(GLSurfaceWindowTest, EveryGlassesTypePlaysInAWindowAndFullScreen) {
     QImage shot;
     std::vector<bool> open;
     ScreenMode during;
-    WhenPlaying(6, [&] {
+    WhenPlaying(playback, 6, [&] {
       open = {blit.IsOpen(), openGL.IsOpen(), nvidia.IsOpen()};
       during = Now();
       shot = GrabScreen(name.c_str());
-      gSession.StopRequested = true;
+      playback.RequestStop();
     });
     PlaybackRequest request;
     request.FileName = request.AudioFile = clip;
-    request.InputFormat = 5;
-    request.OutputMethod = OutputMethodFor(c.glasses, c.fullscreen).value_or(0);
+    request.InputFormat = InputFormat::Parallel;
+    request.OutputMethod = *OutputMethodFor(c.glasses, c.fullscreen);
     request.Fullscreen = c.fullscreen;
-    PlaySession(request);
+    playback.PlaySession(request);
 
     ASSERT_EQ(open.size(), 3u);
     EXPECT_TRUE(open[c.surface]) << "the surface of the glasses is the one open";
     EXPECT_EQ(std::count(open.begin(), open.end(), true), 1);
     EXPECT_EQ(during, c.mode);
     EXPECT_EQ(Now(), desktop);
-    EXPECT_GT(gSession.CurrentFrame, 3);
+    EXPECT_GT(playback.State().CurrentFrame, 3);
     for (const std::string& text : sink.Texts()) EXPECT_EQ(text, kNoStereoVisual);
     // The middle of the screen shows the scene (a sync-doubled frame has its gap there).
     const QRect middle(shot.width() / 2 - 100, shot.height() / 2 - 100, 200, 200);

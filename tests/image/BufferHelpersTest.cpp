@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "image/BufferHelpers.h"
-#include "image/FrameBuffers.h"
 #include "support/TestSupport.h"
 
 namespace qv {
@@ -46,15 +45,12 @@ TEST(BufferHelpers, CropAndResampleReplaceTheReference) {
 }
 
 TEST(BufferHelpers, MinViewSizesTakeTheSmallerOfTheTwoViews) {
-  gFrames.StereoViews = {test::SolidPicture(640, 10, {}), test::SolidPicture(642, 8, {})};
-  EXPECT_EQ(MinViewWidth(), 640);
-  EXPECT_EQ(MinViewHeight(), 8);
-  gFrames.StereoViews = {test::SolidPicture(7, 3, {}), test::SolidPicture(7, 3, {})};
-  EXPECT_EQ(MinViewWidth(), 7);
-  gFrames.StereoViews = {nullptr, test::SolidPicture(7, 3, {})};
-  EXPECT_EQ(MinViewWidth(), 0);  // an empty view is created on demand
-  EXPECT_NE(gFrames.StereoViews[0], nullptr);
-  gFrames = FrameBuffers{};
+  std::array<PictureRef, 2> views = {test::SolidPicture(640, 10, {}), test::SolidPicture(642, 8, {})};
+  EXPECT_EQ(MinViewWidth(views), 640);
+  EXPECT_EQ(MinViewHeight(views), 8);
+  views = {nullptr, test::SolidPicture(7, 3, {})};
+  EXPECT_EQ(MinViewWidth(views), 0);  // an empty view is created on demand
+  EXPECT_NE(views[0], nullptr);
 }
 
 TEST(BufferHelpers, DeinterleaveRowsSortsEvenRowsBeforeOddRows) {

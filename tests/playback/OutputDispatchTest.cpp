@@ -1,178 +1,194 @@
-// The decode and compose dispatch of a session: which decoder and composer each number selects,
-// and the messages for numbers outside the tables.
+// The per-frame dispatch of a session through the mode tables: which views each input format
+// makes, which surface each output method opens, puts on and closes, and what picture it shows.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <functional>
 
 #include "PlaybackTestSupport.h"
-#include "base/DisplayConfig.h"
-#include "image/BufferHelpers.h"
-#include "image/FrameBuffers.h"
 #include "playback/OutputDispatch.h"
 #include "playback/Surfaces.h"
-#include "stereo/Decoders.h"
-#include "stereo/Composers.h"
 #include "support/TestSupport.h"
 
 namespace qv {
 namespace {
 
+using test::Bgr;
 using test::RecordingSink;
 using ::testing::ElementsAre;
 
-void UseFrame(int width, int height) {
-  gFrames.SourceFrame = test::PatternPicture(width, height, 11);
-  gFrames.StereoViews = {nullptr, nullptr};
-  gFrames.OutputFrame = nullptr;
+constexpr Bgr kLeft{10, 20, 200};
+constexpr Bgr kRight{100, 150, 50};
+constexpr Bgr kBlack{0, 0, 0};
+
+// An 8 x 4 left view in kLeft beside an 8 x 4 right view in kRight.
+PictureRef SideBySideFrame() {
+  return test::MakePicture(16, 4, [](int x, int) { return x < 8 ? kLeft : kRight; });
 }
 
-TEST(DecodeFrame, RunsTheDecoderOfTheInputFormat) {
+TEST(DecodeFrame, SplitsTheFrameAsItsFormatPacksTheViews) {
   RecordingSink sink;
+  PlaybackContext context;
   PlaybackRequest request;
-  UseFrame(40, 30);
-  request.InputFormat = 5;  // side by side
-  EXPECT_TRUE(DecodeFrame(request));
-  EXPECT_EQ(gFrames.StereoViews[0]->Width(), 20);
-  EXPECT_EQ(gFrames.StereoViews[1]->Height(), 30);
-  request.InputFormat = 1;  // above/below
-  EXPECT_TRUE(DecodeFrame(request));
-  EXPECT_EQ(gFrames.StereoViews[0]->Width(), 40);
-  EXPECT_EQ(gFrames.StereoViews[0]->Height(), 15);
-  request.InputFormat = 4;  // 2D to be converted: the 2D split
-  EXPECT_TRUE(DecodeFrame(request));
-  EXPECT_TRUE(test::SamePicture(*gFrames.StereoViews[1], *gFrames.SourceFrame));
+  const auto decode = [&](InputFormat format) {
+    context.Frames.SourceFrame = SideBySideFrame();
+    request.InputFormat = format;
+    return DecodeFrame(context, request);
+  };
+  ASSERT_TRUE(decode(InputFormat::Parallel));
+  EXPECT_TRUE(test::SamePicture(*context.Frames.StereoViews[0], *test::SolidPicture(8, 4, kLeft)));
+  EXPECT_TRUE(test::SamePicture(*context.Frames.StereoViews[1], *test::SolidPicture(8, 4, kRight)));
+  ASSERT_TRUE(decode(InputFormat::AboveBelow));
+  EXPECT_EQ(context.Frames.StereoViews[1]->Width(), 16);
+  EXPECT_EQ(context.Frames.StereoViews[1]->Height(), 2);
+  for (InputFormat plain : {InputFormat::Plain2D, InputFormat::Converted2D}) {
+    ASSERT_TRUE(decode(plain));
+    EXPECT_TRUE(test::SamePicture(*context.Frames.StereoViews[1], *SideBySideFrame()));
+  }
   EXPECT_TRUE(sink.messages.empty());
 
-  for (int16_t format : {0, 8, 9}) {
-    request.InputFormat = format;
-    EXPECT_FALSE(DecodeFrame(request));
-  }
+  for (int16_t number : {0, 8, 9}) EXPECT_FALSE(decode(InputFormat{number}));
   EXPECT_THAT(sink.Texts(),
               ElementsAre("Invalid input video format. 0", "Invalid input video format. 8",
                           "Invalid input video format. 9"));
 }
 
-TEST(ComposeFrame, RunsTheComposerOfTheOutputMethod) {
-  RecordingSink sink;
-  gDisplay.ScreenWidth = 320;
-  gDisplay.ScreenHeight = 240;
-  gDisplay.VertOffset = 10;
-  gDisplay.InterlaceViaOpenGL = true;
-  const std::function<void()> composers[] = {[] { SaveAboveBelow(true); },
-                                             SaveAnaGray,
-                                             SaveAnaColour,
-                                             SaveAnaYellow,
-                                             [] { SaveInterlace(true); },
-                                             SaveSideBySide,
-                                             [] { SaveAboveBelow(true); },
-                                             SaveSideBySide};
-  for (int16_t method = 1; method <= 8; ++method) {
-    SCOPED_TRACE(method);
-    UseFrame(64, 48);
-    LoadJPS(0, false);
-    PlaybackRequest request;
-    request.OutputMethod = method;
-    request.Fullscreen = true;
-    composers[method - 1]();
-    const PictureRef expected = gFrames.OutputFrame;
-    gFrames.OutputFrame = nullptr;
-    ComposeFrame(request, true);
-    ASSERT_NE(gFrames.OutputFrame, nullptr);
-    EXPECT_TRUE(test::SamePicture(*gFrames.OutputFrame, *expected));
+class DisplayDispatch : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    SetDisplaySurface(SurfaceKind::Blit, &blit_);
+    SetDisplaySurface(SurfaceKind::OpenGL, &openGL_);
+    SetDisplaySurface(SurfaceKind::DirectX, &directX_);
+    context_.Display.InterlaceViaOpenGL = true;
+    context_.Display.ScreenWidth = 16;
+    context_.Display.ScreenHeight = 10;
+    context_.Display.VertOffset = 5;
+    context_.Display.RefreshRate = 120;
   }
-  EXPECT_TRUE(sink.messages.empty());
+  void TearDown() override {
+    for (SurfaceKind kind : {SurfaceKind::Blit, SurfaceKind::OpenGL, SurfaceKind::DirectX})
+      SetDisplaySurface(kind, nullptr);
+  }
 
-  PlaybackRequest request;
-  request.OutputMethod = 0;
-  gFrames.OutputFrame = nullptr;
-  ComposeFrame(request, true);
-  request.OutputMethod = 9;
-  ComposeFrame(request, true);
-  EXPECT_EQ(gFrames.OutputFrame, nullptr);
-  EXPECT_THAT(sink.Texts(), ElementsAre("Invalid output format.0", "Invalid output format.9"));
-}
+  // One frame of a session: the Parallel frame decoded, composed, opened, put and closed.
+  void PlayOneFrame(PlaybackRequest& request) {
+    context_.Frames = FrameBuffers{};
+    context_.Frames.SourceFrame = SideBySideFrame();
+    request.InputFormat = InputFormat::Parallel;
+    ASSERT_TRUE(DecodeFrame(context_, request));
+    ComposeFrame(context_, request, true);
+    OpenOutput(context_, request);
+    put_ = PutFrame(context_, request, true);
+    CloseOutput(context_, request);
+  }
 
-TEST(DisplayDispatch, EachMethodOpensPutsOnAndClosesItsOwnSurface) {
-  RecordingSink sink;
-  test::RecordingSurface blit, openGL, directX;
-  SetDisplaySurface(SurfaceKind::Blit, &blit);
-  SetDisplaySurface(SurfaceKind::OpenGL, &openGL);
-  SetDisplaySurface(SurfaceKind::DirectX, &directX);
-  gDisplay.InterlaceViaOpenGL = true;
-  gFrames.OutputFrame = test::PatternPicture(32, 16);
-  constexpr int kFrame = -1;  // the output frame itself stands for both line-code pictures
+  RecordingSink sink_;
+  test::RecordingSurface blit_, openGL_, directX_;
+  PlaybackContext context_;
+  bool put_ = false;
+};
+
+TEST_F(DisplayDispatch, EachMethodShowsItsPictureOnItsOwnSurface) {
+  constexpr int kFrame = -1;  // the composed frame stands for both line-code pictures
+  const auto rows = [](int y) { return y % 2 == 0 ? kLeft : kRight; };  // the top row is left
   struct Case {
-    int16_t method;
+    OutputMethod method;
     bool fullscreen;
     test::RecordingSurface* surface;
     bool openFullscreen, modeFlag, lineCode;
     int lineCodeWidth;  // kFrame, 0 for an empty picture, or the start code's width
     bool resize;
+    int refreshRate;  // asked of the surface; the configured rate is 120
+    int width, height;
+    std::function<Bgr(int x, int y)> pixel;  // x from the left, y from the top
   };
+  const auto aboveBelow = [](int, int y) { return y < 4 ? kLeft : y < 6 ? kBlack : kRight; };
+  const auto sideBySide = [](int x, int) { return x < 8 ? kLeft : kRight; };
   const Case cases[] = {
-      {1, false, &openGL, true, false, true, 9, false},  // the Eye3D sync code
-      {2, false, &blit, false, true, false, kFrame, true},
-      {3, true, &blit, true, true, false, 0, true},
-      {4, false, &blit, false, true, false, kFrame, true},
-      {5, false, &blit, false, true, false, kFrame, false},
-      {5, true, &openGL, true, false, true, 9, false},  // the interlace code
-      {6, false, &directX, true, true, false, kFrame, true},
-      {7, true, &openGL, true, false, true, 20, false},  // the eDimensional sync code
-      {8, false, &openGL, false, true, false, kFrame, true},
+      {OutputMethod::SyncDoubledEye3D, true, &openGL_, true, false, true, 9, false, 60, 16, 10,
+       aboveBelow},
+      {OutputMethod::AnaglyphGray, false, &blit_, false, true, false, kFrame, true, 120, 8, 4,
+       [](int, int) { return Bgr{100, 100, 77}; }},
+      {OutputMethod::AnaglyphRedGreen, true, &blit_, true, true, false, 0, true, 120, 8, 4,
+       [](int, int) { return Bgr{100, 150, 59}; }},
+      {OutputMethod::AnaglyphBlueYellow, false, &blit_, false, true, false, kFrame, true, 120, 8,
+       4, [](int, int) { return Bgr{124, 20, 200}; }},
+      {OutputMethod::Interlaced, false, &blit_, false, true, false, kFrame, false, 120, 8, 4,
+       [&](int, int y) { return rows(y); }},
+      {OutputMethod::Interlaced, true, &openGL_, true, false, true, 9, false, 120, 16, 8,
+       [&](int, int y) { return rows(y); }},
+      {OutputMethod::NvidiaStereo, true, &directX_, true, true, false, kFrame, true, 120, 16, 4,
+       sideBySide},
+      {OutputMethod::SyncDoubled, true, &openGL_, true, false, true, 20, false, 60, 16, 10,
+       aboveBelow},
+      {OutputMethod::SideBySide, false, &openGL_, false, true, false, kFrame, true, 120, 16, 4,
+       sideBySide},
   };
   for (const Case& c : cases) {
-    SCOPED_TRACE(::testing::Message() << "method " << c.method << " full screen " << c.fullscreen);
-    blit = openGL = directX = test::RecordingSurface{};
+    SCOPED_TRACE(::testing::Message() << "method " << NumberOf(c.method) << " full screen "
+                                      << c.fullscreen);
+    blit_ = openGL_ = directX_ = test::RecordingSurface{};
     PlaybackRequest request;
     request.OutputMethod = c.method;
     request.Fullscreen = c.fullscreen;
-    OpenOutput(request);
-    EXPECT_TRUE(PutFrame(request, true));
-    CloseOutput(request);
-    for (test::RecordingSurface* other : {&blit, &openGL, &directX}) {
-      if (other != c.surface) {
-        EXPECT_TRUE(other->events.empty());
-      }
+    context_.Display.RefreshRate = 120;
+    PlayOneFrame(request);
+    EXPECT_TRUE(put_);
+    for (test::RecordingSurface* other : {&blit_, &openGL_, &directX_}) {
+      if (other != c.surface) EXPECT_TRUE(other->events.empty());
     }
     ASSERT_THAT(c.surface->events, ElementsAre("open", ::testing::StartsWith("put"), "close"));
     const auto& opened = c.surface->opens[0];
-    EXPECT_EQ(opened.fullscreen, c.openFullscreen);
-    EXPECT_EQ(opened.width, 32);
-    EXPECT_EQ(opened.height, 16);
-    EXPECT_EQ(opened.modeFlag, c.modeFlag);
-    EXPECT_EQ(opened.useLineCode, c.lineCode);
+    EXPECT_EQ(std::tuple(opened.fullscreen, opened.modeFlag, opened.useLineCode, opened.refreshRate),
+              std::tuple(c.openFullscreen, c.modeFlag, c.lineCode, c.refreshRate));
+    EXPECT_EQ(std::tuple(opened.width, opened.height), std::tuple(c.width, c.height));
     if (c.lineCodeWidth == kFrame) {
-      EXPECT_EQ(opened.lineCodeStart, gFrames.OutputFrame);
+      EXPECT_EQ(opened.lineCodeStart, context_.Frames.OutputFrame);
     } else {
       EXPECT_EQ(opened.lineCodeStart->Width(), c.lineCodeWidth);
     }
     EXPECT_EQ(c.surface->puts[0].resize, c.resize);
+    EXPECT_TRUE(test::SamePicture(*c.surface->puts[0].picture,
+                                  *test::MakePicture(c.width, c.height, c.pixel)));
   }
-  EXPECT_TRUE(sink.messages.empty());
-  for (SurfaceKind kind : {SurfaceKind::Blit, SurfaceKind::OpenGL, SurfaceKind::DirectX})
-    SetDisplaySurface(kind, nullptr);
+  EXPECT_TRUE(sink_.messages.empty());
+  EXPECT_EQ(gDisplay.RefreshRate, DisplayConfig{}.RefreshRate);  // the dialog's settings stay
 }
 
-TEST(CanPassThrough, OnlySideBySideToSideBySideAndInterleavedToWindowedInterlace) {
-  PlaybackRequest r;
-  auto pass = [&](int16_t format, int16_t method, bool fullscreen) {
-    r.InputFormat = format;
-    r.OutputMethod = method;
-    r.Fullscreen = fullscreen;
-    return CanPassThrough(r);
-  };
-  EXPECT_TRUE(pass(5, 6, true));
-  EXPECT_TRUE(pass(5, 8, false));
-  EXPECT_TRUE(pass(2, 5, false));
-  EXPECT_FALSE(pass(2, 5, true));
-  EXPECT_FALSE(pass(5, 5, false));
-  EXPECT_FALSE(pass(1, 8, false));
-  r.OptionMode = 1;
-  EXPECT_FALSE(pass(5, 8, false));
-  r.OptionMode = 0;
-  r.OptionFlagB = true;
-  EXPECT_FALSE(pass(5, 8, false));
+TEST_F(DisplayDispatch, FullScreenInterlacingWithoutOpenGLUsesTheWindowSurface) {
+  context_.Display.InterlaceViaOpenGL = false;
+  PlaybackRequest request;
+  request.OutputMethod = OutputMethod::Interlaced;
+  request.Fullscreen = true;
+  PlayOneFrame(request);
+  ASSERT_THAT(blit_.events, ElementsAre("open", "put -1", "close"));
+  EXPECT_TRUE(blit_.opens[0].useLineCode);
+  EXPECT_EQ(blit_.opens[0].lineCodeStart->Width(), 9);
+  EXPECT_TRUE(openGL_.events.empty());
+}
+
+TEST_F(DisplayDispatch, AMethodOutsideTheTableIsReportedByEveryDispatcher) {
+  for (int16_t number : {0, 9}) {
+    PlaybackRequest request;
+    request.OutputMethod = OutputMethod{number};
+    PlayOneFrame(request);
+    EXPECT_FALSE(put_);
+  }
+  EXPECT_THAT(sink_.Texts(), ElementsAre("Invalid output format.0", "Invalid output format.0",
+                                         "Invalid output format.0", "Invalid output format.0",
+                                         "Invalid output format.9", "Invalid output format.9",
+                                         "Invalid output format.9", "Invalid output format.9"));
+  EXPECT_TRUE(blit_.events.empty() && openGL_.events.empty() && directX_.events.empty());
+}
+
+TEST_F(DisplayDispatch, ASurfaceMissingFromTheProgramIsReportedOnceAndStopsThePlay) {
+  SetDisplaySurface(SurfaceKind::DirectX, nullptr);
+  PlaybackRequest request;
+  request.OutputMethod = OutputMethod::NvidiaStereo;
+  PlayOneFrame(request);
+  EXPECT_FALSE(put_);
+  EXPECT_THAT(sink_.Texts(),
+              ElementsAre("The NVidia stereo display is not available in this version of Quorvex."));
 }
 
 }  // namespace

@@ -29,7 +29,8 @@ inline void MakeClip(const std::string& arguments, const std::string& path) {
 }
 
 // Keeps every open with its arguments and the refresh rate asked for at that moment, every frame
-// put with the frame number being played, and the order of opens, puts and closes.
+// put with the frame number being played (when it knows the session), and the order of opens,
+// puts and closes.
 class RecordingSurface : public DisplaySurface {
  public:
   struct Opened {
@@ -48,13 +49,14 @@ class RecordingSurface : public DisplaySurface {
   bool OpenDisplay(bool fullscreen, int32_t srcX, int32_t srcY, bool modeFlag, bool useLineCode,
                    const PictureRef& lineCodeStart, const PictureRef&) override {
     opens.push_back(
-        {fullscreen, srcX, srcY, modeFlag, useLineCode, lineCodeStart, gDisplay.RefreshRate});
+        {fullscreen, srcX, srcY, modeFlag, useLineCode, lineCodeStart, Settings().RefreshRate});
     events.push_back("open");
     return true;
   }
   bool PutImage(const Picture& picture, bool resize, bool) override {
-    puts.push_back({gSession.CurrentFrame, picture.CopyOf(), resize});
-    events.push_back("put " + std::to_string(gSession.CurrentFrame));
+    const int32_t frame = session != nullptr ? session->CurrentFrame : -1;
+    puts.push_back({frame, picture.CopyOf(), resize});
+    events.push_back("put " + std::to_string(frame));
     return onPut ? onPut(static_cast<int>(puts.size())) : true;
   }
   void ResizeSurface(int32_t, int32_t) override {}
@@ -73,6 +75,7 @@ class RecordingSurface : public DisplaySurface {
   std::vector<Put> puts;
   std::vector<std::string> events;
   std::function<bool(int count)> onPut;  // false asks the session to stop
+  const SessionState* session = nullptr;  // whose CurrentFrame a put records
 };
 
 // A simulated sound device: every round of message processing lets `step` seconds pass, and the
@@ -146,6 +149,7 @@ struct SimulatedSound {
         [this](SoundClock&) { return std::make_unique<ForwardingOutput>(device); });
   }
   ~SimulatedSound() {
+    ReleaseSound();  // the players hold this clock and device
     SetSoundClock(nullptr);
     SetAudioOutputFactory({});
   }
@@ -170,7 +174,7 @@ class SimulatedTime : public EventPump {
     if (onRound) onRound(rounds);
     if (rounds == 100000) {  // a minute and more of simulated time
       ADD_FAILURE() << "the wait does not end";
-      gSession.StopRequested = true;
+      if (stop) stop();
     }
   }
   static constexpr double kLatency = 0.0125;
@@ -178,6 +182,7 @@ class SimulatedTime : public EventPump {
   int rounds = 0;
   bool deviceRuns = true;
   std::function<void(int)> onRound;
+  std::function<void()> stop;  // how to end a wait that does not end
 
  private:
   FakeClock& clock_;

@@ -83,11 +83,8 @@ class Sound : public ::testing::Test {
     return path;
   }
 
-  void SetUp() override { gSession.StopRequested = false; }
-  void TearDown() override {
-    StopGraph();
-    StopAndClose();
-  }
+  PlaybackContext context_;
+  void TearDown() override { ReleaseSound(); }
 
   static test::TempDir* media_;
   test::SimulatedSound sound_;
@@ -161,16 +158,16 @@ TEST_F(Sound, WaitEndsWhenTheFrameIsHeardOrAStopIsAsked) {
   ASSERT_TRUE(StartAudio(request));
   const double t0 = clock_.now;
   int32_t frame = 5;
-  WaitForAudio(request, frame);
+  WaitForAudio(context_, request, frame);
   EXPECT_EQ(frame, 5);
   // Frame 5 is due once more than 0.18 s (4.5 frames) is heard. After n rounds the device has
   // taken n × 10 ms of sound, of which the listener has heard all but the last 22.5 ms.
   EXPECT_NEAR(clock_.now - t0, 0.21, 1e-9);
 
   time.rounds = 0;
-  time.onRound = [](int round) { gSession.StopRequested = round == 3; };
+  time.onRound = [this](int round) { context_.Session.StopRequested = round == 3; };
   frame = 50;
-  WaitForAudio(request, frame);
+  WaitForAudio(context_, request, frame);
   EXPECT_EQ(frame, 50);
   EXPECT_EQ(time.rounds, 3);
 }
@@ -184,7 +181,7 @@ TEST_F(Sound, SoundThatStandsStillIsGivenUpForTheClock) {
     ASSERT_TRUE(StartAudio(request));
     const double t0 = clock_.now;
     int32_t frame = 10;
-    WaitForAudio(request, frame);
+    WaitForAudio(context_, request, frame);
     EXPECT_EQ(frame, 10);
     EXPECT_GE(clock_.now - t0, kSoundStallSeconds);
     EXPECT_LT(clock_.now - t0, kSoundStallSeconds + 0.025);
@@ -192,7 +189,7 @@ TEST_F(Sound, SoundThatStandsStillIsGivenUpForTheClock) {
     const double t1 = clock_.now;
     for (int32_t next = 11; next <= 20; ++next) {
       frame = next;
-      WaitForAudio(request, frame);
+      WaitForAudio(context_, request, frame);
       ASSERT_EQ(frame, next);
     }
     // Frame 20 is due 9.5 frames (0.38 s) later; source 1 lets messages run once more after
@@ -210,7 +207,7 @@ TEST_F(Sound, SoundShorterThanTheVideoLeavesThePictureAtItsFrameRate) {
   std::vector<double> shown;
   for (int32_t frame = 0; frame < 25; ++frame) {
     int32_t waited = frame;
-    WaitForAudio(request, waited);
+    WaitForAudio(context_, request, waited);
     ASSERT_EQ(waited, frame);  // the loop keeps up: nothing skipped
     shown.push_back(clock_.now - t0);
   }
@@ -226,7 +223,7 @@ TEST_F(Sound, SoundShorterThanTheVideoLeavesThePictureAtItsFrameRate) {
   ASSERT_TRUE(StartAudio(request));
   const double t1 = clock_.now;
   int32_t frame = 21;
-  WaitForAudio(request, frame);
+  WaitForAudio(context_, request, frame);
   EXPECT_EQ(frame, 21);
   EXPECT_NEAR(clock_.now - t1, 0.03, 1e-9);  // the first round past frame 20.5 (0.0208 s)
   EXPECT_DOUBLE_EQ(GraphPosition(), 40000 / 48000.0);
@@ -236,7 +233,8 @@ TEST_F(Sound, ClockPacesASilentSession) {
   SimulatedTime time(clock_, device_);
   time.step = 0.001;
   gPerfClock = &clock_;
-  gTiming.PerfTimer = HighResTimer(ReadFakeNanoseconds, Nanoseconds);
+  Timing timing{HighResTimer(ReadFakeNanoseconds, Nanoseconds), 1e9};
+  PlaybackContext context(timing);
   PlaybackRequest request = Request(3, File("silent.mkv"), 25.0, 0);
   EXPECT_FALSE(StartAudio(request));  // no sound: the session falls back to the clock
   request.AudioSource = 1;
@@ -245,16 +243,15 @@ TEST_F(Sound, ClockPacesASilentSession) {
   request.AudioSource = 0;
   ASSERT_TRUE(StartAudio(request));
 
-  gTiming.PerfTimer.StartTimer();  // the put stage starts
+  timing.PerfTimer.StartTimer();  // the put stage starts
   const double t0 = clock_.now;
   clock_.now += 0.015;  // the put takes 15 ms
   int32_t frame = 40;
-  WaitForAudio(request, frame);
+  WaitForAudio(context, request, frame);
   EXPECT_EQ(frame, 40);
   EXPECT_NEAR(clock_.now - t0, 0.041,
               0.0015);  // measured at 40 ms, then one more round of messages
   StopAudio(request);
-  gTiming.PerfTimer = HighResTimer();
 }
 
 TEST_F(Sound, FilesThatCannotBePlayedAreReported) {
@@ -270,7 +267,7 @@ TEST_F(Sound, FilesThatCannotBePlayedAreReported) {
     EXPECT_FALSE(StartAudio(request)) << file;
   }
   int32_t frame = 7;
-  WaitForAudio(request, frame);
+  WaitForAudio(context_, request, frame);
   EXPECT_EQ(frame, 7);
   StopAudio(request);
   EXPECT_EQ(

@@ -65,9 +65,7 @@ class PlayerWindows : public ::testing::Test {
   void SetUp() override {
     SetScreenInfo(&screen);
     SetEventPump(&pump);
-    gVideo.FrameCount = 0;
-    gVideo.StreamFrameRate = 0;
-    gSession = SessionState{};
+    savedDisplay = gDisplay;
     gDisplay.GlassesType = 5;
     main.SetFileChooser([this](QWidget*, const QString& filter) {
       ++chooserCalls;
@@ -76,7 +74,7 @@ class PlayerWindows : public ::testing::Test {
     });
     main.SetSessionRunner([this](PlaybackRequest& request) {
       requests.push_back(request);
-      stopsSeen.push_back(gSession.StopRequested);
+      stopsSeen.push_back(main.Playback().State().StopRequested);
       timerDuringPlay = main.Bar().ProgressTimer()->isActive();
       backImageDuringPlay = main.BackImage()->isVisible();
     });
@@ -91,10 +89,11 @@ class PlayerWindows : public ::testing::Test {
     TheBlitSurface().SetTarget(nullptr);
     SetEventPump(nullptr);
     SetScreenInfo(nullptr);
+    gDisplay = savedDisplay;
   }
   // Plays through the real session on the blit surface in the main window.
   void UseRealSessions() {
-    main.SetSessionRunner(PlaySession);
+    main.SetSessionRunner([this](PlaybackRequest& request) { main.Playback().PlaySession(request); });
     TheBlitSurface().SetTarget(main.PictureArea());
     SetDisplaySurface(SurfaceKind::Blit, &TheBlitSurface());
   }
@@ -129,6 +128,7 @@ class PlayerWindows : public ::testing::Test {
   QtScreenInfo screen;
   QtEventPump pump;
   test::RecordingSink sink;
+  DisplayConfig savedDisplay;
   test::TempDir dir;
   // The window's drag-and-drop handlers are called as the window system would call them.
   struct DropTarget : MainWindow {
@@ -155,12 +155,13 @@ TEST_F(PlayerWindows, MenusHaveTheirItemsInOrderAndStartWith2DAndTheControlBarCh
                          "View: Control Bar, -, Statistics, -, Fullscreen", "Play: Start, Stop",
                          "Format: 2D, Parallel, Above/Below", "Help: About, Contents"}));
   EXPECT_TRUE(Item("Format", "2D")->isChecked());
-  EXPECT_EQ(main.CheckedInputFormat(), 4);
+  EXPECT_EQ(main.CheckedInputFormat(), InputFormat::Converted2D);
   EXPECT_TRUE(Item("View", "Control Bar")->isChecked());
 
   // Exactly one Format item stays checked, whichever is chosen, even chosen twice.
   for (const auto& [caption, format] :
-       {std::pair{"Parallel", 5}, {"Parallel", 5}, {"Above/Below", 1}, {"2D", 4}}) {
+       {std::pair{"Parallel", InputFormat::Parallel}, {"Parallel", InputFormat::Parallel},
+        {"Above/Below", InputFormat::AboveBelow}, {"2D", InputFormat::Converted2D}}) {
     Item("Format", caption)->trigger();
     int checked = 0;
     for (const char* c : {"2D", "Parallel", "Above/Below"})
@@ -212,7 +213,7 @@ TEST_F(PlayerWindows, PlayBuildsTheRequestFromTheMenusTheGlassesAndTheBar) {
   EXPECT_EQ(std::tuple(r.FileName, r.AudioFile),
             std::tuple(Media("sbs_scene.mkv"), Media("sbs_scene.mkv")));
   EXPECT_EQ(std::tuple(r.InputFormat, r.OutputMethod, r.Fullscreen, r.StartOffset),
-            std::tuple(5, 3, false, 3));
+            std::tuple(InputFormat::Parallel, OutputMethod::AnaglyphRedGreen, false, 3));
   EXPECT_EQ(std::tuple(r.ResizeFactor, r.OptionFlagA, r.OptionFlagB, r.FrameRate),
             std::tuple(1.0, false, false, 24.0));
   EXPECT_EQ(std::tuple(r.RepeatMode, r.AudioSource, r.AudioSync, r.UseStreamRate, r.OptionMode),
@@ -230,8 +231,8 @@ TEST_F(PlayerWindows, PlayBuildsTheRequestFromTheMenusTheGlassesAndTheBar) {
   main.VideoPlay(false);
   ASSERT_EQ(requests.size(), 3u);
   EXPECT_EQ(std::tuple(requests[1].InputFormat, requests[1].OutputMethod, requests[1].Fullscreen),
-            std::tuple(1, 6, true));
-  EXPECT_EQ(requests[2].OutputMethod, 6);
+            std::tuple(InputFormat::AboveBelow, OutputMethod::NvidiaStereo, true));
+  EXPECT_EQ(requests[2].OutputMethod, OutputMethod::NvidiaStereo);
   EXPECT_EQ(requests[2].StartOffset, 0);  // OnStop left the bar at CurrentFrame
 
   // Names that go through the script bridge play the script, with the file's own sound.
@@ -244,23 +245,17 @@ TEST_F(PlayerWindows, PlayBuildsTheRequestFromTheMenusTheGlassesAndTheBar) {
 }
 
 TEST_F(PlayerWindows, BarCaptionShowsPositionAndLengthAsHoursMinutesSeconds) {
-  gVideo.StreamFrameRate = 25;
   // Half seconds round to the even second.
-  EXPECT_EQ(QStringList({ControlBar::FormatTime(65 * 25), ControlBar::FormatTime(3 * 3600 * 25 + 25 * 61),
-                         ControlBar::FormatTime(12.5), ControlBar::FormatTime(37.5)}),
+  const auto at25 = [](double frames) { return ControlBar::FormatTime(frames, 25); };
+  EXPECT_EQ(QStringList({at25(65 * 25), at25(3 * 3600 * 25 + 25 * 61), at25(12.5), at25(37.5)}),
             QStringList({"0:1:5", "3:1:1", "0:0:0", "0:0:2"}));
-  gVideo.FrameCount = 250;
-  main.Bar().SetMaximum(250);
-  main.Bar().SetPosition(125);
+  EXPECT_EQ(ControlBar::FormatTime(100, 0), "");
   main.Bar().UpdateControlBar();
-  EXPECT_EQ(main.Bar().windowTitle(), "Toolbar (0:0:5 / 0:0:10)");
-  gVideo.StreamFrameRate = 0;
-  EXPECT_EQ(ControlBar::FormatTime(100), "");
+  EXPECT_EQ(main.Bar().windowTitle(), "Toolbar");  // no file
+  main.OpenFile(Clip("sbs_scene.mkv"));  // 10 frames at 25 per second
+  main.Bar().SetPosition(7);
   main.Bar().UpdateControlBar();
-  EXPECT_EQ(main.Bar().windowTitle(), "Toolbar ( / )");
-  gVideo.FrameCount = 0;
-  main.Bar().UpdateControlBar();
-  EXPECT_EQ(main.Bar().windowTitle(), "Toolbar");
+  EXPECT_EQ(main.Bar().windowTitle(), "Toolbar (0:0:0 / 0:0:0)");
 }
 
 TEST_F(PlayerWindows, BarAreasAnswerOnlyStrictlyInsideTheirEdges) {
@@ -289,9 +284,10 @@ TEST_F(PlayerWindows, BarButtonsDoTheirCommandsAndClosingOnlyHidesTheBar) {
   const ControlBarArt art = bar.Art();
   ClickArea(art.play);
   EXPECT_EQ(sink.Texts(), std::vector<std::string>{kPlayWithoutFile});
-  gSession.StopRequested = false;
+  SessionState& state = main.Playback().Context().Session;
+  state.StopRequested = false;
   ClickArea(art.stop);
-  EXPECT_TRUE(gSession.StopRequested);
+  EXPECT_TRUE(state.StopRequested);
   chosen = Clip("ab_scene.mkv");
   ClickArea(art.open);
   EXPECT_EQ(chooserCalls, 1);
@@ -309,10 +305,10 @@ TEST_F(PlayerWindows, BarButtonsDoTheirCommandsAndClosingOnlyHidesTheBar) {
 
   // Full while stopped plays at once; during a play it stops that first, and the new play
   // starts where the old one stood.
-  gSession.StopRequested = false;
+  state.StopRequested = false;
   ClickArea(art.full);
   bar.EnterPlayingState();
-  gSession.CurrentFrame = 6;
+  state.CurrentFrame = 6;
   ClickArea(art.full);
   ASSERT_EQ(requests.size(), 2u);
   EXPECT_EQ(std::tuple(requests[0].Fullscreen, stopsSeen[0]), std::tuple(true, false));
@@ -344,7 +340,7 @@ TEST_F(PlayerWindows, PressOnTheProgressBarSeeksOnlyWithAFile) {
 
   // While playing the timer copies the frame being played into the bar.
   bar.EnterPlayingState();
-  gSession.CurrentFrame = 8;
+  main.Playback().Context().Session.CurrentFrame = 8;
   QTRY_COMPARE(progress->value(), 8);
   bar.OnStop();
 }
@@ -375,7 +371,7 @@ TEST_F(PlayerWindows, DroppedDirectoriesAndNonVideosGiveMessagesAndAreForgotten)
   for (const std::string& path : {dir.Path().string(), dir.File("notes.txt")}) {
     sink.messages.clear();
     Drop(QString::fromStdString(path));
-    EXPECT_EQ(DroppedFile, path);
+    EXPECT_EQ(main.DroppedFile().toStdString(), path);
     ASSERT_FALSE(sink.messages.empty()) << path;
     EXPECT_EQ(sink.Texts().back(), "This video appears to be " + kLayoutTail);
     EXPECT_TRUE(main.CurrentFile().isEmpty());
@@ -411,7 +407,7 @@ TEST_F(PlayerWindows, AVanishedFileOrNonsenseSettingsGiveAMessageAndThePlayerGoe
   sink.messages.clear();
   fresh.VideoPlay(false);
   EXPECT_EQ(sink.Texts().at(0), "Invalid output format.0");
-  EXPECT_FALSE(SessionRunning());
+  EXPECT_FALSE(fresh.Playback().Running());
 }
 
 TEST_F(PlayerWindows, ADropDuringAPlayStopsItBeforeTheFileIsOpened) {
@@ -420,7 +416,7 @@ TEST_F(PlayerWindows, ADropDuringAPlayStopsItBeforeTheFileIsOpened) {
   main.Bar().SetPosition(0);
   bool playingAtDrop = false;
   QTimer::singleShot(50, [&] {
-    playingAtDrop = SessionRunning();
+    playingAtDrop = main.Playback().Running();
     Drop(Clip("ab_scene.mkv"));
     EXPECT_EQ(main.CurrentFile().toStdString(), Media("sbs_valley.mkv"));  // not yet
   });

@@ -90,7 +90,7 @@ TEST_F(Settings, StartEngineSetsTheTimerAndInterlaceRoute) {
   StartEngine(store, dialog);
   EXPECT_TRUE(gDisplay.InterlaceViaOpenGL);
   EXPECT_EQ(gDisplay.GlassesType, 6);
-  EXPECT_EQ(gTiming.PerfFrequency, 1e9);
+  EXPECT_EQ(ProcessTiming().PerfFrequency, 1e9);
   gDisplay = saved;
 }
 

@@ -81,20 +81,19 @@ TEST_F(GlassesSetDialog, OkStoresTheTextsThatLoadAgainAndHintsOnlyForShutterGlas
 }
 
 TEST(StatisticsWindow, ListsTheStageTimesAndTheConversionRateOnceThereIsOne) {
-  const SessionState saved = gSession;
-  gSession = SessionState{};
-  StatisticsWindow profiler;
-  gSession.ConvertFrameTime = 0.04f;
-  gSession.StageTimes = {0.0125f, 0.002f, 0.00003f, 0.0333333f};
-  profiler.LoadProfile();
+  SessionState state;
+  StatisticsWindow statistics(state);
+  state.ConvertFrameTime = 0.04f;
+  state.StageTimes = {0.0125f, 0.002f, 0.00003f, 0.0333333f};
+  statistics.LoadProfile();
   QStringList lines;
-  for (int i = 0; i < profiler.StatsList()->count(); ++i) lines << profiler.StatsList()->item(i)->text();
+  for (int i = 0; i < statistics.StatsList()->count(); ++i)
+    lines << statistics.StatsList()->item(i)->text();
   EXPECT_EQ(lines, QStringList({"FPS: 25", "Get Frame: 0.0125", "Decode: 0.002", "Encode: 3E-05",
                                 "Put: 0.0333333"}));
-  gSession.ConvertFrameTime = -1.0f;
-  profiler.LoadProfile();
-  EXPECT_EQ(profiler.StatsList()->count(), 4);
-  gSession = saved;
+  state.ConvertFrameTime = -1.0f;
+  statistics.LoadProfile();
+  EXPECT_EQ(statistics.StatsList()->count(), 4);
 }
 
 }  // namespace

@@ -4,7 +4,7 @@
 
 #include <cstdlib>
 
-#include "image/FrameBuffers.h"
+#include "stereo/FrameBuffers.h"
 #include "stereo/Decoders.h"
 #include "stereo/StillPictures.h"
 #include "support/TestSupport.h"
@@ -49,13 +49,11 @@ PictureRef StereoPair(int width, int height) {
 
 class Decoders : public ::testing::Test {
  protected:
-  void TearDown() override {
-    gFrames = FrameBuffers{};
-    DroppedFile.clear();
-  }
-  Picture& View(int i) { return *gFrames.StereoViews[static_cast<size_t>(i)]; }
+  Picture& View(int i) { return *frames.StereoViews[static_cast<size_t>(i)]; }
+  FrameBuffers frames;
   test::RecordingSink messages;
   test::TempDir dir;
+  std::string still;  // the still-picture file the decoders load from
 };
 
 TEST_F(Decoders, AboveBelowAndParallelCutTheHalvesWithHalfToEvenSizes) {
@@ -72,8 +70,8 @@ TEST_F(Decoders, AboveBelowAndParallelCutTheHalvesWithHalfToEvenSizes) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(std::to_string(c.w) + "x" + std::to_string(c.h));
-    gFrames.SourceFrame = MakePicture(c.w, c.h, Where);
-    c.decoder(0, false);
+    frames.SourceFrame = MakePicture(c.w, c.h, Where);
+    c.decoder(frames, 0, {});
     EXPECT_TRUE(SamePicture(View(0), *Cut(c.viewW, c.viewH, 0, 0, c.w, c.h)));
     const bool parallel = c.decoder == LoadJPS;
     EXPECT_TRUE(SamePicture(
@@ -85,8 +83,8 @@ TEST_F(Decoders, AboveBelowAndParallelCutTheHalvesWithHalfToEvenSizes) {
 TEST_F(Decoders, InterleavedSeparatesMemoryRowsAndDoublesThem) {
   // 720 x 577: views of 720 x 576; the frame's top row (memory row 576) is dropped. View 0 takes
   // the even memory rows, view 1 the odd ones, each twice.
-  gFrames.SourceFrame = MakePicture(720, 577, Where);
-  LoadInterleaved();
+  frames.SourceFrame = MakePicture(720, 577, Where);
+  LoadInterleaved(frames);
   for (int eye : {0, 1}) {
     EXPECT_TRUE(SamePicture(View(eye), *MakePicture(720, 576, [eye](int x, int y) {
                               const int memoryRow = 575 - y;
@@ -96,31 +94,31 @@ TEST_F(Decoders, InterleavedSeparatesMemoryRowsAndDoublesThem) {
 }
 
 TEST_F(Decoders, TwoDCopiesTheFrameAndEmptiesTheOldViewsAtOnce) {
-  gFrames.SourceFrame = MakePicture(9, 5, Where);
-  gFrames.StereoViews = {MakePicture(3, 3, Where), MakePicture(3, 3, Where)};
-  const PictureRef oldLeft = gFrames.StereoViews[0];
-  Load2D();
-  EXPECT_TRUE(SamePicture(View(0), *gFrames.SourceFrame));
-  EXPECT_TRUE(SamePicture(View(1), *gFrames.SourceFrame));
-  EXPECT_NE(gFrames.StereoViews[0], gFrames.StereoViews[1]);
+  frames.SourceFrame = MakePicture(9, 5, Where);
+  frames.StereoViews = {MakePicture(3, 3, Where), MakePicture(3, 3, Where)};
+  const PictureRef oldLeft = frames.StereoViews[0];
+  Load2D(frames);
+  EXPECT_TRUE(SamePicture(View(0), *frames.SourceFrame));
+  EXPECT_TRUE(SamePicture(View(1), *frames.SourceFrame));
+  EXPECT_NE(frames.StereoViews[0], frames.StereoViews[1]);
   EXPECT_EQ(oldLeft->Bits(), nullptr);  // emptied for its other holders too
 
   // The cut layouts only drop their old views.
-  const PictureRef cutLeft = gFrames.StereoViews[0];
-  LoadJPS();
-  EXPECT_TRUE(SamePicture(*cutLeft, *gFrames.SourceFrame));
+  const PictureRef cutLeft = frames.StereoViews[0];
+  LoadJPS(frames);
+  EXPECT_TRUE(SamePicture(*cutLeft, *frames.SourceFrame));
 }
 
 TEST_F(Decoders, AnaglyphsSplitIntoRedAndBlueGreen) {
   // The first pixel is (B 51, G 100, R 200): grey 200 and round(151 / 2) = 76; the others check
   // the other half-way sums (153 / 2 -> 76, 155 / 2 -> 78).
-  gFrames.SourceFrame =
+  frames.SourceFrame =
       Columns({{51, 100, 200}, {53, 100, 9}, {55, 100, 0}, {0, 0, 255}, {255, 255, 0}}, 2);
-  LoadAnaglyph();
+  LoadAnaglyph(frames);
   EXPECT_TRUE(SamePicture(View(0), *Columns({Grey(200), Grey(9), Grey(0), Grey(255), Grey(0)}, 2)));
   EXPECT_TRUE(
       SamePicture(View(1), *Columns({Grey(76), Grey(76), Grey(78), Grey(0), Grey(255)}, 2)));
-  LoadAnaglyphColour();
+  LoadAnaglyphColour(frames);
   EXPECT_TRUE(SamePicture(View(0), *Columns({{0, 0, 200}, {0, 0, 9}, {}, {0, 0, 255}, {}}, 2)));
   EXPECT_TRUE(SamePicture(
       View(1), *Columns({{51, 100, 0}, {53, 100, 0}, {55, 100, 0}, {}, {255, 255, 0}}, 2)));
@@ -129,67 +127,60 @@ TEST_F(Decoders, AnaglyphsSplitIntoRedAndBlueGreen) {
 
 TEST_F(Decoders, BadFramesGiveTheRoutinesMessageAndNoCrash) {
   // No frame at all: each decoder stops at once and the views stay as they were.
-  gFrames.StereoViews = {MakePicture(2, 2, Where), MakePicture(2, 2, Where)};
-  const PictureRef before = gFrames.StereoViews[0];
+  frames.StereoViews = {MakePicture(2, 2, Where), MakePicture(2, 2, Where)};
+  const PictureRef before = frames.StereoViews[0];
   const std::pair<FrameDecoder, const char*> decoders[] = {
       {LoadAboveBelow, "LoadAboveBelow"},   {LoadJPS, "LoadJPS"},
       {LoadInterleaved, "LoadInterleaved"}, {Load2D, "Load2D"},
       {LoadAnaglyph, "LoadAnaglyph"},       {LoadAnaglyphColour, "LoadAnaglyphColour"}};
   for (const auto& [decoder, name] : decoders) {
     messages.messages.clear();
-    decoder(0, false);
+    decoder(frames, 0, {});
     EXPECT_EQ(messages.Texts(),
               std::vector<std::string>{"An error occurred in " + std::string(name) +
                                        ". Object variable or With block variable not set"});
   }
-  EXPECT_EQ(gFrames.StereoViews[0], before);
+  EXPECT_EQ(frames.StereoViews[0], before);
 
   // A one-pixel frame cannot be cut: the views become empty slots, without a message.
   messages.messages.clear();
-  gFrames.SourceFrame = MakePicture(1, 1, Where);
-  LoadJPS();
-  EXPECT_EQ(gFrames.StereoViews[0], nullptr);
-  LoadInterleaved();  // a one-row frame gives views without rows
+  frames.SourceFrame = MakePicture(1, 1, Where);
+  LoadJPS(frames);
+  EXPECT_EQ(frames.StereoViews[0], nullptr);
+  LoadInterleaved(frames);  // a one-row frame gives views without rows
   EXPECT_EQ(View(0).Height(), 0);
-  gFrames.SourceFrame = std::make_shared<Picture>();  // an empty picture
-  LoadAboveBelow();
-  Load2D();
-  LoadAnaglyph();  // copies nothing, then has no view to mask
+  frames.SourceFrame = std::make_shared<Picture>();  // an empty picture
+  LoadAboveBelow(frames);
+  Load2D(frames);
+  LoadAnaglyph(frames);  // copies nothing, then has no view to mask
   EXPECT_EQ(messages.Texts(),
             (std::vector<std::string>{"An error occurred in LoadAnaglyph. Object "
                                       "variable or With block variable not set"}));
 }
 
-TEST_F(Decoders, DecoderForFollowsTheInputFormats) {
-  const FrameDecoder expected[] = {nullptr, LoadAboveBelow, LoadInterleaved,    Load2D, Load2D,
-                                   LoadJPS, LoadAnaglyph,   LoadAnaglyphColour, nullptr};
-  for (int format = 0; format <= 8; ++format)
-    EXPECT_EQ(DecoderFor(format), expected[format]) << format;
-}
-
 TEST_F(Decoders, StillPicturesLoadThroughThePictureLoader) {
   // A BMP file comes back exactly; Load2D then copies it to both views.
   const PictureRef picture = test::PatternPicture(13, 7);
-  DroppedFile = dir.File("still.bmp");
-  ASSERT_TRUE(picture->SavePicture(DroppedFile));
-  Load2D(0, true);
-  EXPECT_TRUE(SamePicture(*gFrames.SourceFrame, *picture));
+  still = dir.File("still.bmp");
+  ASSERT_TRUE(picture->SavePicture(still));
+  Load2D(frames, 0, still);
+  EXPECT_TRUE(SamePicture(*frames.SourceFrame, *picture));
   EXPECT_TRUE(SamePicture(View(1), *picture));
 
   // Above/Below stills that are not H3D files go through the picture loader as well, JPEG or not.
   const PictureRef pair = StereoPair(32, 16);
-  DroppedFile = dir.File("pair.jps");
-  ASSERT_TRUE(WriteJpeg(*pair, DroppedFile));
-  LoadAboveBelow(0, true);
+  still = dir.File("pair.jps");
+  ASSERT_TRUE(WriteJpeg(*pair, still));
+  LoadAboveBelow(frames, 0, still);
   EXPECT_TRUE(SamePicture(View(0), *pair->Crop(8, 32, 0, 0), 2));
   EXPECT_TRUE(messages.messages.empty());
 
   // A file that is missing or not a picture ends the decoder with its message.
-  DroppedFile = dir.File("missing.png");
-  Load2D(0, true);
+  still = dir.File("missing.png");
+  Load2D(frames, 0, still);
   test::WriteFile(dir.File("noise.png"), "not a picture at all");
-  DroppedFile = dir.File("noise.png");
-  LoadAnaglyph(0, true);
+  still = dir.File("noise.png");
+  LoadAnaglyph(frames, 0, still);
   ASSERT_EQ(messages.messages.size(), 2u);
   EXPECT_EQ(messages.messages[0].text,
             "An error occurred in Load2D. File not found: " + dir.File("missing.png"));
@@ -203,15 +194,15 @@ TEST_F(Decoders, JpsAndH3dStillsGoThroughTheStereoLoader) {
   const PictureRef pair = StereoPair(32, 16);
   for (const char* name : {"pair.jps", "PAIR.H3D", "pair.h3d"}) {
     SCOPED_TRACE(name);
-    gFrames = FrameBuffers{};
-    DroppedFile = dir.File(name);
-    ASSERT_TRUE(WriteJpeg(*pair, DroppedFile));
-    LoadJPS(0, true);
-    EXPECT_TRUE(SamePicture(*gFrames.SourceFrame, *pair, 2));
+    frames = FrameBuffers{};
+    still = dir.File(name);
+    ASSERT_TRUE(WriteJpeg(*pair, still));
+    LoadJPS(frames, 0, still);
+    EXPECT_TRUE(SamePicture(*frames.SourceFrame, *pair, 2));
     EXPECT_TRUE(SamePicture(View(0), *pair->Crop(16, 16, 0, 0), 2));
     EXPECT_TRUE(SamePicture(View(1), *pair->Crop(16, 16, 16, 0), 2));
   }
-  LoadInterleaved(0, true);  // interleaved H3D stills take the same loader
+  LoadInterleaved(frames, 0, still);  // interleaved H3D stills take the same loader
   EXPECT_EQ(View(0).Height(), 16);
   EXPECT_TRUE(messages.messages.empty());
 }
@@ -225,11 +216,11 @@ TEST_F(Decoders, FailedStereoStillsAreDecodedFromThePreviousFrame) {
   for (const char* name : {"targa.h3d", "cut.jps", "empty.jps", "missing.jps"}) {
     SCOPED_TRACE(name);
     messages.messages.clear();
-    const PictureRef previous = gFrames.SourceFrame = MakePicture(8, 2, Where);
-    DroppedFile = dir.File(name);
-    LoadJPS(0, true);
+    const PictureRef previous = frames.SourceFrame = MakePicture(8, 2, Where);
+    still = dir.File(name);
+    LoadJPS(frames, 0, still);
     EXPECT_EQ(messages.Texts(), std::vector<std::string>{kStereoStillFailedMessage});
-    EXPECT_EQ(gFrames.SourceFrame, previous);
+    EXPECT_EQ(frames.SourceFrame, previous);
     EXPECT_TRUE(SamePicture(View(1), *Cut(4, 2, 4, 0, 8, 2)));
   }
   PictureRef untouched = MakePicture(2, 2, Where);

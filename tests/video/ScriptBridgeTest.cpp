@@ -75,17 +75,17 @@ TEST_F(ScriptFolder, AFolderThatCannotBeWrittenGivesTheBridgesMessageAndNoScript
 }
 
 TEST_F(ScriptFolder, TheReaderOpensTheVideoAScriptNames) {
-  PlaybackRequest direct, viaScript;
-  direct.FileName = Media("sbs_scene.mpg");
-  viaScript.FileName = MakeScript(direct.FileName);
+  const std::string direct = Media("sbs_scene.mpg");
+  const std::string viaScript = MakeScript(direct);
   std::vector<PictureRef> frames;
-  for (PlaybackRequest* request : {&direct, &viaScript}) {
-    ASSERT_TRUE(OpenVideo(*request)) << request->FileName;
-    EXPECT_EQ(gVideo.StreamLength, 10);
+  for (const std::string& file : {direct, viaScript}) {
+    VideoReaderState video;
+    ASSERT_TRUE(OpenVideo(file, video)) << file;
+    EXPECT_EQ(video.StreamLength, 10);
     frames.push_back(
-        test::SolidPicture(gVideo.FrameFormat.biWidth, gVideo.FrameFormat.biHeight, {}));
-    ASSERT_TRUE(FetchFrame(4, *frames.back()));
-    CloseVideo();
+        test::SolidPicture(video.FrameFormat.biWidth, video.FrameFormat.biHeight, {}));
+    ASSERT_TRUE(FetchFrame(video, 4, *frames.back()));
+    CloseVideo(video);
   }
   EXPECT_TRUE(test::SamePicture(*frames[1], *frames[0]));
   EXPECT_TRUE(sink_.messages.empty());
@@ -98,9 +98,8 @@ TEST_F(ScriptFolder, ScriptsOfAnyOtherFormGetTheReadersFailure) {
   for (const char* script : {"missing.avs", "two.avs", "other.vdr"}) {
     SCOPED_TRACE(script);
     sink_.messages.clear();
-    PlaybackRequest request;
-    request.FileName = temp_.File(script);
-    EXPECT_FALSE(OpenVideo(request));
+    VideoReaderState video;
+    EXPECT_FALSE(OpenVideo(temp_.File(script), video));
     ASSERT_EQ(sink_.messages.size(), 1u);
     EXPECT_THAT(sink_.messages[0].text, StartsWith("An error occurred in OpenVideo. "));
   }

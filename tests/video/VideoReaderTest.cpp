@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "MediaSupport.h"
-#include "image/FrameBuffers.h"
+#include "stereo/FrameBuffers.h"
 #include "stereo/Decoders.h"
 #include "video/VideoReader.h"
 
@@ -18,30 +18,25 @@ using test::NearestFrame;
 using test::ReadReference;
 using test::SamePicture;
 
-PictureRef NewFrame() {
-  auto frame = std::make_shared<Picture>();
-  frame->Create(gVideo.FrameFormat.biWidth, gVideo.FrameFormat.biHeight);
-  return frame;
-}
-
-int64_t Seeks() {
-  return gVideo.FrameGetter ? gVideo.FrameGetter->SeekCount() : -1;
-}
-
 // Opens a clip, with a frame of its size to fetch into; closes it at the end.
 class Reader : public ::testing::Test {
  protected:
-  void TearDown() override { CloseVideo(); }
+  void TearDown() override { CloseVideo(video); }
   bool Open(const std::string& name) {
-    request.FileName = Media(name);
-    if (!OpenVideo(request)) return false;
+    if (!OpenVideo(Media(name), video)) return false;
     frame = NewFrame();
     return true;
   }
-  bool Fetch(int k) { return FetchFrame(k, *frame); }
+  PictureRef NewFrame() const {
+    auto picture = std::make_shared<Picture>();
+    picture->Create(video.FrameFormat.biWidth, video.FrameFormat.biHeight);
+    return picture;
+  }
+  int64_t Seeks() const { return video.FrameGetter ? video.FrameGetter->SeekCount() : -1; }
+  bool Fetch(int k) { return FetchFrame(video, k, *frame); }
 
   test::RecordingSink sink;
-  PlaybackRequest request;
+  VideoReaderState video;
   PictureRef frame;
 };
 
@@ -67,14 +62,14 @@ class LosslessClips : public Reader, public ::testing::WithParamInterface<Clip> 
 
 TEST_P(LosslessClips, SequentialFetchesGiveEveryFrameExactlyWithoutSeeking) {
   const Clip& clip = GetParam();
-  EXPECT_EQ(gVideo.StreamStart, 0);
-  EXPECT_EQ(gVideo.StreamLength, clip.frames);
-  EXPECT_EQ(gVideo.StreamInfo.dwRate / gVideo.StreamInfo.dwScale, 25u);
-  EXPECT_EQ(gVideo.StreamInfo.rcFrame.right, clip.width);
-  EXPECT_EQ(gVideo.StreamInfo.rcFrame.bottom, clip.height);
-  EXPECT_EQ(gVideo.FrameFormat.ToBytes(),
+  EXPECT_EQ(video.StreamStart, 0);
+  EXPECT_EQ(video.StreamLength, clip.frames);
+  EXPECT_EQ(video.StreamInfo.dwRate / video.StreamInfo.dwScale, 25u);
+  EXPECT_EQ(video.StreamInfo.rcFrame.right, clip.width);
+  EXPECT_EQ(video.StreamInfo.rcFrame.bottom, clip.height);
+  EXPECT_EQ(video.FrameFormat.ToBytes(),
             BitmapInfoHeader::For24Bit(clip.width, clip.height).ToBytes());
-  EXPECT_EQ(request.FrameRate, 25.0);  // UseStreamRate = 1 takes the stream's rate
+  EXPECT_EQ(video.FrameRate(), 25.0);
 
   for (int k = 0; k < clip.frames; ++k) {
     ASSERT_TRUE(Fetch(k)) << "frame " << k;
@@ -115,32 +110,29 @@ TEST_F(Reader, OnlyJumpsBackOrPastAKeyFrameSeek) {
 }
 
 TEST_F(Reader, ANewFrameLeavesViewsCutFromThePreviousOneAsTheyWere) {
-  request.UseStreamRate = 0;  // the request keeps its own rate
-  request.FrameRate = 12.5;
   ASSERT_TRUE(Open("ffv1.mkv"));
-  EXPECT_EQ(request.FrameRate, 12.5);
   const auto references = ReadReference("ffv1.bgr", 160, 120);
-  gFrames.SourceFrame = frame;
+  FrameBuffers frames;
+  frames.SourceFrame = frame;
   ASSERT_TRUE(Fetch(2));
-  LoadJPS(0, false);  // the views share the frame's memory
+  LoadJPS(frames);  // the views share the frame's memory
   ASSERT_TRUE(Fetch(3));
   EXPECT_TRUE(SamePicture(*frame, *references[3]));
-  EXPECT_TRUE(SamePicture(*gFrames.StereoViews[0], *references[2]->Crop(120, 80, 0, 0)));
-  EXPECT_TRUE(SamePicture(*gFrames.StereoViews[1], *references[2]->Crop(120, 80, 80, 0)));
-  gFrames = FrameBuffers{};
+  EXPECT_TRUE(SamePicture(*frames.StereoViews[0], *references[2]->Crop(120, 80, 0, 0)));
+  EXPECT_TRUE(SamePicture(*frames.StereoViews[1], *references[2]->Crop(120, 80, 80, 0)));
 }
 
 class LossyClips : public Reader, public ::testing::WithParamInterface<const char*> {};
 
 TEST_P(LossyClips, EveryNumberGivesTheFrameOfThatNumberInAnyOrder) {
   ASSERT_TRUE(Open(GetParam())) << ::testing::PrintToString(sink.Texts());
-  EXPECT_EQ(gVideo.StreamLength, 30);
+  EXPECT_EQ(video.StreamLength, 30);
   const auto references = ReadReference("lossy_ref.bgr", 128, 96);
   ASSERT_EQ(references.size(), 30u);
   std::vector<PictureRef> sequential;
   for (int k = 0; k < 30; ++k) {
     sequential.push_back(NewFrame());
-    ASSERT_TRUE(FetchFrame(k, *sequential[k])) << "frame " << k;
+    ASSERT_TRUE(FetchFrame(video, k, *sequential[k])) << "frame " << k;
     EXPECT_EQ(NearestFrame(*sequential[k], references), k);
     EXPECT_LT(test::MeanDifference(*sequential[k], *references[k]), 4.0) << "frame " << k;
   }
@@ -166,16 +158,16 @@ TEST_F(Reader, FilesWithoutPicturesAreReportedAndNothingStaysOpen) {
     EXPECT_FALSE(Open(name));
     ASSERT_EQ(sink.messages.size(), 1u);
     EXPECT_THAT(sink.messages[0].text, ::testing::StartsWith("An error occurred in OpenVideo. "));
-    EXPECT_EQ(gVideo.FrameGetter, nullptr);
+    EXPECT_EQ(video.FrameGetter, nullptr);
     Picture any;
     any.Create(8, 8);
-    EXPECT_FALSE(FetchFrame(0, any));
+    EXPECT_FALSE(FetchFrame(video, 0, any));
   }
 }
 
 TEST_F(Reader, FramesMissingFromATruncatedFileFailAndTheRestStillDecode) {
   ASSERT_TRUE(Open("truncated_faststart.mp4"));
-  EXPECT_EQ(gVideo.StreamLength, 30);  // what the index promises
+  EXPECT_EQ(video.StreamLength, 30);  // what the index promises
   const auto references = ReadReference("lossy_ref.bgr", 128, 96);
   for (int k : {3, 25, 26, 4}) {
     EXPECT_EQ(Fetch(k), k < 25) << k;
@@ -185,7 +177,7 @@ TEST_F(Reader, FramesMissingFromATruncatedFileFailAndTheRestStillDecode) {
   }
   Picture wrongSize;
   wrongSize.Create(127, 96);
-  EXPECT_FALSE(FetchFrame(5, wrongSize));
+  EXPECT_FALSE(FetchFrame(video, 5, wrongSize));
   EXPECT_TRUE(sink.messages.empty());
 }
 
@@ -193,7 +185,7 @@ TEST_F(Reader, DamagedPacketsCostTheirFramesAtMostAndTheStreamGoesOn) {
   ASSERT_TRUE(Open("damaged.ts"));
   const auto references = ReadReference("lossy_ref.bgr", 128, 96);
   int delivered = 0;
-  for (int k = 0; k < gVideo.StreamLength; ++k) delivered += Fetch(k);
+  for (int k = 0; k < video.StreamLength; ++k) delivered += Fetch(k);
   EXPECT_GE(delivered, 24);
   for (int k : {29, 12, 27}) {  // the key frames at 12 and 24 start clean pictures again
     ASSERT_TRUE(Fetch(k)) << k;
@@ -208,11 +200,11 @@ TEST_F(Reader, StillPicturesOfOddShapesAreOneFrameVideos) {
         std::tuple{"wide.png", 8192, 8, test::Bgr{255, 0, 0}}}) {
     SCOPED_TRACE(name);
     ASSERT_TRUE(Open(name));
-    EXPECT_EQ(gVideo.StreamLength, 1);
+    EXPECT_EQ(video.StreamLength, 1);
     ASSERT_TRUE(Fetch(0));
     EXPECT_TRUE(SamePicture(*frame, *test::SolidPicture(width, height, colour)));
     EXPECT_FALSE(Fetch(1));
-    CloseVideo();
+    CloseVideo(video);
   }
   EXPECT_TRUE(sink.messages.empty());
 }

@@ -95,7 +95,17 @@ for pair in "raised 0 6" "lowered 6 0"; do
      "[0]split[a][b];[a]crop=iw:120:0:$2[t];[b]crop=iw:120:0:$3[u];[t][u]vstack" \
      -c:v ffv1 -pix_fmt bgr0 "ab_$1.mkv"
 done
-rm pan.rgb
+# The same offsets on a texture of noise, which looks alike nowhere but exactly 6 rows apart: only
+# the layout guess's shifted comparisons can find these pairs.
+ff -f lavfi -i "nullsrc=s=160x126:r=25:d=0.4,format=gray,geq=lum='random(1)*255'" \
+   -f rawvideo -pix_fmt rgb24 noise.rgb
+for pair in "raised 0 6" "lowered 6 0"; do
+  set -- $pair
+  ff -f rawvideo -pix_fmt rgb24 -s 160x126 -framerate 25 -i noise.rgb -filter_complex \
+     "[0]split[a][b];[a]crop=iw:120:0:$2[t];[b]crop=iw:120:0:$3[u];[t][u]vstack" \
+     -c:v ffv1 -pix_fmt bgr0 "ab_noise_$1.mkv"
+done
+rm pan.rgb noise.rgb
 # Side by side for 8 frames, then above/below for 4, at one frame size.
 ff -f lavfi -i "$(scene 168x240 0.32)" -f lavfi -i "$(scene 328x120 0.16)" -filter_complex \
    "[0]format=rgb24,split[a][b];[a]crop=160:240:0:0[l];[b]crop=160:240:4:0[r];[l][r]hstack[s];
