@@ -302,6 +302,43 @@ std::vector<ImageOperation> MakeTable() {
                      static_cast<uint8_t>(job.values.Int("green")),
                      static_cast<uint8_t>(job.values.Int("blue")));
        })},
+      {"flip", "Flip", "IN", 1, 1, {}, "turns the picture upside down",
+       OnCopy([](ImageProcessor& p, Picture& out, const ImageJob&) { p.Flip(out); })},
+      {"mirror", "Mirror", "IN", 1, 1, {}, "reverses the picture left to right",
+       OnCopy([](ImageProcessor& p, Picture& out, const ImageJob&) { p.Mirror(out); })},
+      {"quarter-turn", "RotateFN", "IN", 1, 1,
+       {{"anticlockwise", 0, 1, 0, true, "1: anticlockwise; 0: clockwise"}},
+       "turns a square picture by 90 degrees",
+       OnCopy([](ImageProcessor& p, Picture& out, const ImageJob& job) {
+         if (out.Width() != out.Height()) {
+           throw std::runtime_error("the picture must be square (it is " + SizeText(out) + ")");
+         }
+         p.RotateFN(out, job.values.Int("anticlockwise") == 1 ? 2 : 1);
+       })},
+      {"rotate", "RotateACWAng", "IN", 1, 1,
+       {{"degrees", -360, 360, 0, false, "angle, anticlockwise"}},
+       "turns the picture about its centre, interpolating; black outside",
+       OnCopy([](ImageProcessor& p, Picture& out, const ImageJob& job) {
+         p.CopyToArray(out);
+         p.RotateACWAng(out, job.values["degrees"] * 3.141592653589793 / 180);
+       })},
+      {"projective", "ProjectiveTransform", "IN", 1, 1,
+       {{"a", -1000, 1000, 1, false, "source column: (a x + b y + c) / (p x + q y + 1)"},
+        {"b", -1000, 1000, 0, false, "see a"},
+        {"c", -40000, 40000, 0, false, "see a"},
+        {"d", -1000, 1000, 0, false, "source row: (d x + e y + f) / (p x + q y + 1)"},
+        {"e", -1000, 1000, 1, false, "see d"},
+        {"f", -40000, 40000, 0, false, "see d"},
+        {"p", -10, 10, 0, false, "see a"},
+        {"q", -10, 10, 0, false, "see a"},
+        {"keep", 0, 2, 0, true, "1: keep every column, 2: keep every row"}},
+       "maps each pixel back through a projective transform, nearest pixel; black outside",
+       OnCopy([](ImageProcessor& p, Picture& out, const ImageJob& job) {
+         p.CopyToArray(out);
+         const ArgumentValues& v = job.values;
+         p.ProjectiveTransform(out, v["a"], v["b"], v["c"], v["d"], v["e"], v["f"], v["p"], v["q"],
+                               static_cast<int16_t>(v.Int("keep")));
+       })},
       {"motion-depth", "GetBlockMove, GetMotionDepthMap", "PREVIOUS CURRENT", 2, 2,
        {{"refresh", 0, 10, 0, true, "below 3: the depth alone; 3 or more: blended into CURRENT"}},
        "depth from 8x8 block motion: blocks moving unlike the frame come nearer",

@@ -1,6 +1,5 @@
 #include "display/BlitSurface.h"
 
-#include <QCoreApplication>
 #include <QEvent>
 #include <QFocusEvent>
 #include <QKeyEvent>
@@ -8,7 +7,6 @@
 #include <QPaintEvent>
 #include <QPainter>
 #include <QRegion>
-#include <QTimer>
 #include <QWidget>
 
 #include <algorithm>
@@ -23,10 +21,6 @@
 #include "playback/DisplayEvents.h"
 
 namespace qv {
-
-namespace {
-std::chrono::milliseconds gLineCodeDuration{1000};
-}  // namespace
 
 // The window that shows the pictures: a child filling the target widget (windowed with a
 // target) or a top-level window (windowed without one, and full screen). It paints a frame
@@ -126,11 +120,7 @@ class BlitWidget : public QWidget {
   bool hasLineCode_ = false;
 };
 
-BlitSurface::BlitSurface() : lineCodeTimer_(std::make_unique<QTimer>()) {
-  lineCodeTimer_->setSingleShot(true);
-  lineCodeTimer_->setTimerType(Qt::PreciseTimer);  // a coarse timer may end the second 5 % early
-  QObject::connect(lineCodeTimer_.get(), &QTimer::timeout, [this] { timerElapsed_ = true; });
-}
+BlitSurface::BlitSurface() = default;
 
 BlitSurface::~BlitSurface() {
   if (widget_) {
@@ -140,11 +130,11 @@ BlitSurface::~BlitSurface() {
 }
 
 void BlitSurface::SetLineCodeDuration(std::chrono::milliseconds duration) {
-  gLineCodeDuration = duration;
+  LineCodeTimer::SetDuration(duration);
 }
 
 std::chrono::milliseconds BlitSurface::LineCodeDuration() {
-  return gLineCodeDuration;
+  return LineCodeTimer::Duration();
 }
 
 void BlitSurface::SetTarget(QWidget* target) {
@@ -271,18 +261,8 @@ void BlitSurface::ShowLineCode(const Picture& code) {
     ToWindowImage(stretched.Grid(), widget_->LineCode());
     widget_->ShowLineCode();
   }
-  WaitForTimer();
+  lineCodeTimer_.Wait();
   if (widget_) widget_->Clear();
-}
-
-void BlitSurface::WaitForTimer() {
-  timerElapsed_ = false;
-  lineCodeTimer_->start(gLineCodeDuration);
-  while (!timerElapsed_) {
-    DoEvents();
-    // Sleep until the next event instead of spinning; the timer's tick is one.
-    if (!timerElapsed_) QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-  }
 }
 
 bool BlitSurface::PutImage(const Picture& picture, bool resize, bool quick) {

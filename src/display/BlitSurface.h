@@ -23,9 +23,9 @@
 #include <cstdint>
 #include <memory>
 
+#include "display/LineCodeTimer.h"
 #include "playback/DisplaySurface.h"
 
-class QTimer;
 class QWidget;
 
 namespace qv {
@@ -88,7 +88,7 @@ class BlitSurface : public DisplaySurface {
   // The widget that shows the pictures and receives the input events; nullptr while closed.
   QWidget* PictureWidget() const;
 
-  // How long a line code stays on the screen (one second; tests shorten it).
+  // How long a line code stays on the screen, for every surface (LineCodeTimer).
   static void SetLineCodeDuration(std::chrono::milliseconds duration);
   static std::chrono::milliseconds LineCodeDuration();
 
@@ -100,18 +100,16 @@ class BlitSurface : public DisplaySurface {
   // Stretches the line-code picture across the screen's width at the top of the window, keeps
   // it there for the line-code duration while window messages are processed, then clears.
   void ShowLineCode(const Picture& code);
-  void WaitForTimer();
 
   bool fullscreen_ = false;
   bool permanent_ = false;
   bool open_ = false;
   bool closing_ = false;
   bool lineCodeInUse_ = false;
-  bool timerElapsed_ = false;
   BlitLayout layout_;
   QPointer<QWidget> target_;
   QPointer<BlitWidget> widget_;
-  std::unique_ptr<QTimer> lineCodeTimer_;
+  LineCodeTimer lineCodeTimer_;
   PictureRef endLineCode_;
   QImage scratch_;  // the converted frame before it is scaled down
 };

@@ -174,8 +174,30 @@ class ImageProcessor {
                   const Picture& from);
 
   // --- Geometry --------------------------------------------------------------------------------
-
-  // (none yet)
+  // Turns the picture upside down: memory rows r and H - 1 - r exchange their pixel bytes (the
+  // row padding stays). One row buffer, no per-pixel work; no events.
+  void Flip(Picture& picture);
+  // Reverses the picture left to right (the middle column of an odd width stays). mirrorFlag is
+  // accepted and changes nothing. Raises InitProgress(W - 1) and no other event.
+  void Mirror(Picture& picture, bool mirrorFlag = false);
+  // Turns a square N x N picture by a quarter turn in place, ring by ring: direction 2
+  // anticlockwise, any other value clockwise. Progress after each pixel of a ring's side with its
+  // byte column. Columns are reckoned with W and rows with H, so a picture that is not square is
+  // not rotated; where that reaches outside the picture, the subscript-range error (the pixels
+  // already exchanged stay).
+  void RotateFN(Picture& picture, int32_t direction);
+  // picture := the picture held in SharedPixels (copied in by CopyToArray, the same size as
+  // picture) turned anticlockwise by angle radians about its centre, with bilinear interpolation
+  // and black outside; values above 255 are limited to 255. Progress after each byte column.
+  // SharedPixels that do not cover the picture: the subscript-range error.
+  void RotateACWAng(Picture& picture, double angle);
+  // picture(x, y) := the SharedPixels pixel (round((a x + b y + c) / D), round((d x + e y + f) / D))
+  // with D = p x + q y + 1 (halves to even), black where that lies outside. disable 1 keeps the
+  // column (x), 2 keeps the row (y). D = 0 raises the division-by-zero error, a mapped coordinate
+  // beyond 32 bits the overflow error; the pixels before stay written. Progress after each pixel
+  // column with x.
+  void ProjectiveTransform(Picture& picture, double a, double b, double c, double d, double e,
+                           double f, double p, double q, int16_t disable);
 
   // --- Convolution and noise filters -----------------------------------------------------------
   // Runs the filter chosen by Filtertype through `buffer`, a picture of the size of `image`: types

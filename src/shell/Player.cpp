@@ -14,6 +14,8 @@
 #include "base/Seams.h"
 #include "display/QtSeams.h"
 #include "display/BlitSurface.h"
+#include "display/NvidiaStereoSurface.h"
+#include "display/OpenGLSurface.h"
 #include "playback/SoundTrack.h"
 #include "playback/Surfaces.h"
 #include "shell/Artwork.h"
@@ -120,6 +122,9 @@ int RunPlayer(int argc, char** argv, const std::string& file) {
 
     TheBlitSurface().SetTarget(main.PictureArea());
     SetDisplaySurface(SurfaceKind::Blit, &TheBlitSurface());
+    TheOpenGLSurface().SetTarget(main.PictureArea());
+    SetDisplaySurface(SurfaceKind::OpenGL, &TheOpenGLSurface());
+    SetDisplaySurface(SurfaceKind::DirectX, &TheNvidiaStereoSurface());
 
     // The window and the bar under it start in the middle of the screen.
     if (const QScreen* primary = QGuiApplication::primaryScreen()) {
@@ -130,6 +135,7 @@ int RunPlayer(int argc, char** argv, const std::string& file) {
     main.show();
     main.Bar().show();
     main.TrackControlBar();
+    QTimer::singleShot(0, &main, [] { OpenGLSurface::LoadDriver(); });
     if (!file.empty()) {
       // Dropped files come with their full path; so does this one.
       const QString name = QFileInfo(QString::fromStdString(file)).absoluteFilePath();
@@ -138,9 +144,15 @@ int RunPlayer(int argc, char** argv, const std::string& file) {
     status = QApplication::exec();
 
     ReleaseSound();
+    // A surface still open (the program ended during a play) puts the screen mode back here.
     SetDisplaySurface(SurfaceKind::Blit, nullptr);
+    SetDisplaySurface(SurfaceKind::OpenGL, nullptr);
+    SetDisplaySurface(SurfaceKind::DirectX, nullptr);
     TheBlitSurface().CloseDisplay();
     TheBlitSurface().SetTarget(nullptr);
+    TheOpenGLSurface().CloseDisplay();
+    TheOpenGLSurface().SetTarget(nullptr);
+    TheNvidiaStereoSurface().CloseDisplay();
   }
   SetMessageSink(nullptr);
   SetClipboardHook(nullptr);

@@ -69,6 +69,12 @@ TEST_F(ImageCommand, EachFamilyGivesTheLibrarysResult) {
   ASSERT_EQ(Run("gamma " + in + " -o " + Path("g.bmp") + " --red 150 --blue 70"), 0) << Err();
   EXPECT_TRUE(SamePicture(*Read("g.bmp"), *bright));
 
+  auto turned = source->CopyOf();
+  p.CopyToArray(*turned);
+  p.RotateACWAng(*turned, 3.141592653589793 / 6);
+  ASSERT_EQ(Run("rotate " + in + " -o " + Path("r.bmp") + " --degrees 30"), 0) << Err();
+  EXPECT_TRUE(SamePicture(*Read("r.bmp"), *turned));
+
   // Interlacing a pair: the first picture is the upper half of the stacked pair.
   const auto other = PatternPicture(40, 30, 9);
   ASSERT_EQ(Run("interlace-rows " + in + " " + Write("b.bmp", *other) + " -o " + Path("i.bmp")), 0) << Err();
@@ -106,6 +112,8 @@ TEST_F(ImageCommand, BadArgumentsAndFilesAreRefusedWithoutLeavingFiles) {
       {"filter " + in + " -o x.bmp --type 14 --kernel ''", 1, "Size must be an odd number"},
       {"filter " + in + " -o x.bmp --type 14 --kernel '1,,2'", 2, "--kernel needs whole numbers"},
       {"stereo-depth " + in + " " + small + " -o x.bmp", 1, "differ in size"},
+      {"quarter-turn " + small + " -o x.bmp", 1, "must be square"},
+      {"projective " + in + " -o x.bmp --p -1", 1, "Division by zero"},
       {"edge-detect " + Path("cut.bmp") + " -o x.bmp", 1, "cannot read"},
       {"edge-detect " + Path("none.bmp") + " -o x.bmp", 1, "cannot read"},
       {"edge-detect " + in + " -o " + Path("missing/x.bmp"), 1, "cannot write"},
