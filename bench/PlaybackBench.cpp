@@ -5,6 +5,10 @@
 // reports how many it skipped to keep up with the sound, and the largest gap between the sound
 // heard and the frame shown, at the moment each frame is shown. The baseline is the clip's own
 // length: a session takes as long as its sound.
+//
+// The 1920 x 1080 clip, played as an anaglyph with the frames decoded by the frame loop itself and
+// then by the decoder thread running ahead, measures the share of frame periods that the loop
+// spends waiting for its next frame.
 #include <benchmark/benchmark.h>
 
 #include <QCoreApplication>
@@ -38,16 +42,16 @@ namespace fs = std::filesystem;
 constexpr double kClipSeconds = 8.0;
 constexpr double kFrameRate = 30.0;
 
-fs::path Clip() {
-  const fs::path clip =
-      fs::read_symlink("/proc/self/exe").parent_path() / "media" / "parallel720p30.mkv";
+fs::path Clip(const std::string& name = "parallel720p30.mkv",
+              const std::string& size = "1280x720") {
+  const fs::path clip = fs::read_symlink("/proc/self/exe").parent_path() / "media" / name;
   if (!fs::exists(clip)) {
     fs::create_directories(clip.parent_path());
     const fs::path partial = clip.string() + ".part.mkv";
     const std::string seconds = std::to_string(kClipSeconds);
     const std::string command =
         "ffmpeg -nostdin -hide_banner -loglevel error -y -f lavfi -i "
-        "testsrc2=size=1280x720:rate=30:"
+        "testsrc2=size=" + size + ":rate=30:"
         "duration=" +
         seconds + " -f lavfi -i sine=frequency=440:sample_rate=48000:duration=" + seconds +
         " -c:v libx264 -preset veryfast -pix_fmt yuv420p -c:a aac '" + partial.string() + "'";
@@ -91,9 +95,8 @@ void BM_ClipLength(benchmark::State& state) {
 
 // Plays the clip as `method` (windowed) on `shown`, installed as a surface of `kind`.
 void PlayClip(benchmark::State& state, SurfaceKind kind, DisplaySurface& shown,
-              OutputMethod method) {
+              OutputMethod method, const fs::path& clip = Clip(), bool decodeAhead = true) {
   EnsureApplication();
-  const fs::path clip = Clip();
   if (clip.empty()) return state.SkipWithError("the ffmpeg command could not make the clip");
   QtScreenInfo screen;
   QtEventPump pump;
@@ -101,11 +104,14 @@ void PlayClip(benchmark::State& state, SurfaceKind kind, DisplaySurface& shown,
   SetEventPump(&pump);
   gDisplay.InterlaceViaOpenGL = true;
   PlaybackSession playback;
+  playback.SetDecodeAhead(decodeAhead);
   MeasuringSurface surface(shown);
   surface.session = &playback.State();
   SetDisplaySurface(kind, &surface);
 
   int skipped = 0;
+  double fetchSeconds = 0.0;
+  int shownFrames = 0;
   for (auto _ : state) {
     PlaybackRequest request;
     request.FileName = request.AudioFile = clip.string();
@@ -114,7 +120,10 @@ void PlayClip(benchmark::State& state, SurfaceKind kind, DisplaySurface& shown,
     surface.shown = 0;
     playback.PlaySession(request);
     skipped += static_cast<int>(std::lround(kClipSeconds * kFrameRate)) - surface.shown;
+    fetchSeconds += playback.FetchSeconds();
+    shownFrames += surface.shown;
   }
+  state.counters["wait_share"] = shownFrames > 0 ? fetchSeconds * kFrameRate / shownFrames : 0.0;
   state.counters["frames_skipped"] = skipped;
   state.counters["max_sound_gap_ms"] = surface.maxGap * 1000.0;
   SetDisplaySurface(kind, nullptr);
@@ -136,12 +145,33 @@ void BM_Play_Parallel720p30_GenericOpenGLWindowed(benchmark::State& state) {
   PlayClip(state, SurfaceKind::OpenGL, surface, OutputMethod::SideBySide);
 }
 
+fs::path Clip1080() { return Clip("parallel1080p30.mkv", "1920x1080"); }
+
+void BM_Play_Parallel1080p30_Anaglyph_LoopDecodes(benchmark::State& state) {
+  PlayClip(state, SurfaceKind::Blit, TheBlitSurface(), OutputMethod::AnaglyphRedGreen, Clip1080(),
+           false);
+}
+
+void BM_Play_Parallel1080p30_Anaglyph_DecodeAhead(benchmark::State& state) {
+  PlayClip(state, SurfaceKind::Blit, TheBlitSurface(), OutputMethod::AnaglyphRedGreen, Clip1080(),
+           true);
+}
+
 BENCHMARK(BM_ClipLength)->Iterations(1)->UseRealTime()->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Play_Parallel720p30_Anaglyph)
     ->Iterations(1)
     ->UseRealTime()
     ->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Play_Parallel720p30_GenericOpenGLWindowed)
+    ->Iterations(1)
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+
+BENCHMARK(BM_Play_Parallel1080p30_Anaglyph_LoopDecodes)
+    ->Iterations(1)
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Play_Parallel1080p30_Anaglyph_DecodeAhead)
     ->Iterations(1)
     ->UseRealTime()
     ->Unit(benchmark::kMillisecond);

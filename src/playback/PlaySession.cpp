@@ -34,6 +34,14 @@ void PlaybackSession::FoldStage(int stage) {
   smoothed = FoldStageTime(smoothed, timing.PerfTimer.Elapsed() / timing.PerfFrequency);
 }
 
+// Brings absolute frame `frame` into the source frame, from the decoder thread when it runs.
+bool PlaybackSession::FetchSource(int32_t frame) {
+  PlaybackContext& context = context_;
+  if (!decodeAhead_) return FetchFrame(context.Video, frame, *context.Frames.SourceFrame);
+  return context.Decoder.Take(frame - context.Video.StreamStart, context.Frames.SourceFrame) ==
+         FrameStatus::kDelivered;
+}
+
 // One frame of the loop: fetch, decode, compose, open the display on the first frame, put, let
 // the user interface run, and wait for the sound. `frame` may move forward in the wait.
 PlaybackSession::FrameResult PlaybackSession::PlayFrame(PlaybackRequest& request, bool passThrough,
@@ -45,8 +53,9 @@ PlaybackSession::FrameResult PlaybackSession::PlayFrame(PlaybackRequest& request
   session.CurrentFrame = frame;
 
   timer.StartTimer();
-  const bool fetched = FetchFrame(context.Video, frame, *frames.SourceFrame);
+  const bool fetched = FetchSource(frame);
   FoldStage(0);
+  if (context.Timing.PerfFrequency > 0.0) fetchSeconds_ += timer.Elapsed() / context.Timing.PerfFrequency;
   if (!fetched) {
     MsgBox(FrameUndeliverableMessage(frame - context.Video.StreamStart));
     session.StopRequested = true;
@@ -98,6 +107,7 @@ void PlaybackSession::Run(PlaybackRequest& request) {
   if (request.UseStreamRate == 1) request.FrameRate = context.Video.FrameRate();
   session.DisplayPending = true;
   session.StopRequested = false;
+  fetchSeconds_ = 0.0;
   const bool passThrough = CanPassThrough(request);
 
   FrameBuffers& frames = context.Frames;
@@ -111,6 +121,10 @@ void PlaybackSession::Run(PlaybackRequest& request) {
 
   const int32_t first = context.Video.StreamStart + request.StartOffset;
   const int32_t last = context.Video.StreamStart + context.Video.StreamLength - 1;
+  if (decodeAhead_) {
+    context.Decoder.Attach(std::move(context.Video.FrameGetter));
+    context.Decoder.Start(first - context.Video.StreamStart, last - context.Video.StreamStart);
+  }
   while (true) {
     if (!StartAudio(request)) {
       request.AudioSource = 0;
@@ -131,6 +145,7 @@ void PlaybackSession::Run(PlaybackRequest& request) {
   }
 
   CloseOutput(context, request);
+  if (decodeAhead_) context.Video.FrameGetter = context.Decoder.Detach();
   CloseVideo(context.Video);
 }
 

@@ -42,14 +42,26 @@ class PlaybackSession {
   PlaybackContext& Context() { return context_; }
   const SessionState& State() const { return context_.Session; }
 
+  // Whether the frames come from a decoder thread running ahead of the frame loop (the default)
+  // or are decoded by the loop itself, each when it is needed. Takes effect at the next session.
+  void SetDecodeAhead(bool decodeAhead) { decodeAhead_ = decodeAhead; }
+  // The frame loop's waits for frames from the decoder thread in the last session.
+  const FrameWaits& DecoderWaits() const { return context_.Decoder.Waits(); }
+  // Seconds the frame loop spent bringing frames in (decoding them itself, or waiting for the
+  // decoder thread) in the last session.
+  double FetchSeconds() const { return fetchSeconds_; }
+
  private:
   void Run(PlaybackRequest& request);
   enum class FrameResult { kNext, kEndPass };
   FrameResult PlayFrame(PlaybackRequest& request, bool passThrough, int32_t& frame);
   void FoldStage(int stage);
+  bool FetchSource(int32_t frame);
 
   PlaybackContext context_;
   bool running_ = false;
+  bool decodeAhead_ = true;
+  double fetchSeconds_ = 0.0;
   std::optional<PlaybackRequest> queued_;
 };
 

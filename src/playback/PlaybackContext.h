@@ -9,6 +9,7 @@
 #include "image/PixelArrays.h"
 #include "playback/SessionState.h"
 #include "stereo/FrameBuffers.h"
+#include "video/DecoderThread.h"
 #include "video/VideoReader.h"
 
 namespace qv {
@@ -26,8 +27,11 @@ struct PlaybackContext {
   // User-interface thread (the frame loop's); read by the control bar, the statistics window and
   // the video-file surface, and StopRequested set by handlers running inside the loop.
   SessionState Session;
-  // Frame loop only: the open video.
+  // Frame loop only: the open video. While the session plays, its file belongs to Decoder.
   VideoReaderState Video;
+  // Frame loop only (Stop from any thread): decodes the frames of the open video on a thread of
+  // its own, a few frames ahead of the loop.
+  DecoderThread Decoder;
   // Frame loop only: the display settings the session was started with (a copy of the settings
   // that the dialog keeps), with the refresh rate halved for sync-doubled output.
   DisplayConfig Display;

@@ -32,6 +32,14 @@ void DecoderThread::Attach(std::unique_ptr<VideoFile> file) {
   spare_.clear();
 }
 
+std::unique_ptr<VideoFile> DecoderThread::Detach() {
+  Stop();
+  std::lock_guard lock(mutex_);
+  width_ = height_ = length_ = 0;
+  spare_.clear();
+  return std::move(file_);
+}
+
 bool DecoderThread::Start(int32_t first, int32_t last) {
   Stop();
   std::lock_guard life(lifecycle_);

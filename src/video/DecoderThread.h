@@ -63,6 +63,8 @@ class DecoderThread {
   VideoFile::OpenStatus Open(const std::string& path);
   // Takes over a file that opened with kOpened, instead of opening it a second time.
   void Attach(std::unique_ptr<VideoFile> file);
+  // Stops the thread and hands the file back (null when none is open); the decoder is then empty.
+  std::unique_ptr<VideoFile> Detach();
   const std::string& FailureText() const { return failure_; }
 
   // The open file's facts (0 when none is open); pictures come out width x height.
