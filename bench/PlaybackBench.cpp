@@ -180,6 +180,10 @@ DeclareRatio playLengthTarget("BM_Play_Parallel720p30_Anaglyph", "BM_ClipLength"
                               "a session lasts as long as its sound");
 DeclareCounterLimit playSkipTarget("BM_Play_Parallel720p30_Anaglyph", "frames_skipped", 0,
                                    "every frame shown");
+DeclareCounterLimit decodeAheadWaitTarget("BM_Play_Parallel1080p30_Anaglyph_DecodeAhead", "wait_share",
+                                          0.02, "the loop waits for under 2 % of the frame periods");
+DeclareCounterLimit decodeAheadSkipTarget("BM_Play_Parallel1080p30_Anaglyph_DecodeAhead",
+                                          "frames_skipped", 0, "every frame shown");
 DeclareRatio openGLPlayLengthTarget("BM_Play_Parallel720p30_GenericOpenGLWindowed", "BM_ClipLength",
                                     1.05, "a session lasts as long as its sound");
 DeclareCounterLimit openGLPlaySkipTarget("BM_Play_Parallel720p30_GenericOpenGLWindowed",
