@@ -324,6 +324,14 @@ bool OpenGLSurface::ShowPicture(const Picture& picture) {
   return true;
 }
 
+// The surface's projection is one unit to a pixel, y up: pictures at their own size are copied.
+void OpenGLSurface::Draw(double x, double y, double w, double h, double s0, double t0, double s1,
+                         double t1) {
+  if (!window_->CopyTexture(x, y, w, h, s0, t0, s1, t1)) {
+    window_->DrawTexture(x, y, w, h, s0, t0, s1, t1);
+  }
+}
+
 bool OpenGLSurface::PutImage(const Picture& picture, bool resize, bool quick) {
   (void)quick;
   const PixelGrid grid = picture.ReadGrid();
@@ -339,7 +347,7 @@ bool OpenGLSurface::PutImage(const Picture& picture, bool resize, bool quick) {
   if (!stereo_) {
     lastDrawing_ = [this, x, y, zoom, width, height] {
       window_->Gl().glDrawBuffer(GL_BACK);
-      window_->DrawTexture(x, y, width * zoom, height * zoom, 0, 0, width, height);
+      Draw(x, y, width * zoom, height * zoom, 0, 0, width, height);
     };
   } else {
     // The left half, and the right half beside it (black beyond the picture for an odd width).
@@ -348,10 +356,10 @@ bool OpenGLSurface::PutImage(const Picture& picture, bool resize, bool quick) {
     lastDrawing_ = [this, x, y, zoom, half, height, quad] {
       QOpenGLFunctions_2_0& gl = window_->Gl();
       gl.glDrawBuffer(quad ? GL_BACK_LEFT : GL_BACK);
-      window_->DrawTexture(x, y, half * zoom, height * zoom, 0, 0, half, height);
+      Draw(x, y, half * zoom, height * zoom, 0, 0, half, height);
       if (!quad) return;
       gl.glDrawBuffer(GL_BACK_RIGHT);
-      window_->DrawTexture(x, y, half * zoom, height * zoom, half, 0, 2 * half, height);
+      Draw(x, y, half * zoom, height * zoom, half, 0, 2 * half, height);
     };
   }
   lastDrawing_();

@@ -120,7 +120,8 @@ class OpenGLSurface : public DisplaySurface {
   static void LoadDriver();
 
  private:
-  void LayOut(int32_t srcX, int32_t srcY);  // ResizeSurface, raising what it cannot lay out
+  void LayOut(int32_t srcX, int32_t srcY);
+  void Draw(double x, double y, double w, double h, double s0, double t0, double s1, double t1);  // ResizeSurface, raising what it cannot lay out
   bool CreateGLWindow(int32_t width, int32_t height, int32_t colourDepth, bool fullscreen,
                       int32_t refreshRate);
   bool InitGL();
