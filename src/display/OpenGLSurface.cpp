@@ -1,5 +1,8 @@
 #include "display/OpenGLSurface.h"
 
+#include <dlfcn.h>
+#include <link.h>
+
 #include <QCursor>
 #include <QEvent>
 #include <QGuiApplication>
@@ -10,6 +13,9 @@
 #include <QWidget>
 
 #include <algorithm>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include "base/Error.h"
 #include "base/Numbers.h"
@@ -95,6 +101,28 @@ void OpenGLSurface::ForgetStereoNotice() {
   gStereoNoticeGiven = false;
 }
 
+namespace {
+
+// The loader unloads the driver with the last context, and the next surface would load it all
+// over again: the drivers loaded now stay for the rest of the run.
+void KeepDriversLoaded() {
+  std::vector<std::string> drivers;
+  dl_iterate_phdr(
+      [](dl_phdr_info* info, size_t, void* found) {
+        const std::string_view name = info->dlpi_name ? info->dlpi_name : "";
+        if (name.find("_dri.so") != std::string_view::npos) {
+          static_cast<std::vector<std::string>*>(found)->emplace_back(name);
+        }
+        return 0;
+      },
+      &drivers);
+  for (const std::string& driver : drivers) {
+    dlopen(driver.c_str(), RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE);
+  }
+}
+
+}  // namespace
+
 void OpenGLSurface::LoadDriver() {
   static bool loaded = false;
   if (loaded) return;
@@ -102,7 +130,10 @@ void OpenGLSurface::LoadDriver() {
   QOffscreenSurface surface;
   surface.create();
   QOpenGLContext context;
-  if (context.create() && context.makeCurrent(&surface)) context.doneCurrent();
+  if (context.create() && context.makeCurrent(&surface)) {
+    KeepDriversLoaded();
+    context.doneCurrent();
+  }
 }
 
 void OpenGLSurface::SetTarget(QWidget* target) {
