@@ -66,22 +66,9 @@ OpenGLLayout LayOutOpenGL(bool fullscreen, bool stereo, int32_t srcX, int32_t sr
   if (srcX < 0 || srcY < 0) throw err::InvalidArgument();
   const int32_t eye = stereo ? ToInt32Checked(srcX / 2.0) : srcX;
   OpenGLLayout l;
-  if (!fullscreen) {
-    l.WindowWidth = eye;
-    l.WindowLeft = std::max(0, ToInt32Checked((screenWidth - static_cast<double>(eye)) / 2.0));
-    l.WindowTop = std::max(0, ToInt32Checked((screenHeight - static_cast<double>(srcY)) / 2.0));
-    l.PictureWidth = eye;
-    l.PictureHeight = srcY;
-    l.WindowHeight = srcY + 50;
-  } else {
-    l.WindowWidth = modeWidth;
-    l.WindowHeight = modeHeight;
-    int32_t width = eye, height = srcY;
-    FitToScreen(width, height, l.PictureX, l.PictureY, modeWidth, modeHeight);
-    l.PictureWidth = width;
-    l.PictureHeight = height;
-    l.PictureY -= l.PictureY % 2;
-  }
+  static_cast<WindowLayout&>(l) = fullscreen
+                                      ? LayOutWindow(true, eye, srcY, modeWidth, modeHeight)
+                                      : LayOutWindow(false, eye, srcY, screenWidth, screenHeight);
   if (eye == 0 || srcY == 0) throw err::DivisionByZero();
   l.Zoom = static_cast<float>(std::min(static_cast<double>(l.WindowWidth) / eye,
                                        static_cast<double>(l.WindowHeight) / srcY));
