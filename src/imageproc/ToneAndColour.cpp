@@ -12,9 +12,11 @@
 #include <exception>
 #include <vector>
 
+#include "base/CpuFeatures.h"
 #include "imageproc/Hls.h"
 #include "imageproc/ImageProcessor.h"
 #include "imageproc/KernelSupport.h"
+#include "imageproc/ToneArithmetic.h"
 
 namespace qv {
 
@@ -27,6 +29,17 @@ namespace {
 constexpr int32_t kFailsWithOverflow = -1;
 constexpr int32_t kFailsWithDivisionByZero = -2;
 using ChannelTable = std::array<int32_t, 256>;
+
+// Every byte of every row through `rowKernel`, when it applies to all of them.
+template <typename RowKernel>
+bool MapRows(const PixelGrid& grid, RowKernel rowKernel) {
+  if (grid.Empty()) return true;
+  const size_t bytes = static_cast<size_t>(3) * static_cast<size_t>(grid.width);
+  for (int32_t y = 0; y < grid.height; ++y) {
+    if (!rowKernel(grid.MemoryRow(y), bytes)) return false;  // refused at once, so by every row
+  }
+  return true;
+}
 
 [[noreturn]] void RaiseFor(int32_t code) {
   if (code == kFailsWithDivisionByZero) throw err::DivisionByZero();
@@ -134,6 +147,10 @@ void MapPixels(const PixelGrid& grid, PixelFunction f) {
 }  // namespace
 
 void ImageProcessor::Brightness(Picture& picture, int32_t amount) {
+  if (CpuFeatures().vectors &&
+      MapRows(picture.Grid(), [amount](uint8_t* row, size_t n) { return ScaleBytes(row, n, amount); })) {
+    return;
+  }
   const ChannelTable t = ScaleTable(amount);
   ApplyTables(picture.Grid(), {&t, &t, &t}, kByteOrder);
 }
@@ -155,12 +172,16 @@ void ImageProcessor::Contrast(Picture& picture, int32_t amount) {
   const uint32_t start = StartTick();
   const int32_t W = picture.Width();
   RaiseInitProgress(W - 1);
-  ChannelTable t{};
-  for (int32_t v = 0; v < 256; ++v) {
-    const double r = std::floor(static_cast<double>(v - 127) * amount / 100.0) + 127.0;
-    t[static_cast<size_t>(v)] = r < 0.0 ? 0 : (r > 255.0 ? 255 : static_cast<int32_t>(r));
+  if (!CpuFeatures().vectors ||
+      !MapRows(picture.Grid(),
+               [amount](uint8_t* row, size_t n) { return StretchBytes(row, n, amount); })) {
+    ChannelTable t{};
+    for (int32_t v = 0; v < 256; ++v) {
+      const double r = std::floor(static_cast<double>(v - 127) * amount / 100.0) + 127.0;
+      t[static_cast<size_t>(v)] = r < 0.0 ? 0 : (r > 255.0 ? 255 : static_cast<int32_t>(r));
+    }
+    ApplyTables(picture.Grid(), {&t, &t, &t}, kByteOrder);
   }
-  ApplyTables(picture.Grid(), {&t, &t, &t}, kByteOrder);
   for (int32_t i = 0; i <= 3 * (W - 1); i += 3) RaiseProgress(i);
   RaiseComplete(start);
 }

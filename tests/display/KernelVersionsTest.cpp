@@ -191,6 +191,25 @@ Outcome GreyLevels(const Shape& s, int variant, std::mt19937& random) {
   return outcome;
 }
 
+// Variants: Brightness, then Contrast, at amounts that round halves, reach the ends of the 16-bit
+// arithmetic and pass them.
+Outcome Tone(const Shape& s, int variant, std::mt19937& random) {
+  constexpr int32_t amounts[] = {0, 1, 50, 99, 110, 150, 255, 256, 257, -3};
+  const int32_t amount = amounts[variant % std::size(amounts)];
+  const PictureRef picture = RandomPicture(s.width, s.height, random);
+  ImageProcessor process;
+  const AppError error = test::ErrorOf([&] {
+    if (variant < static_cast<int>(std::size(amounts))) {
+      process.Brightness(*picture, amount);
+    } else {
+      process.Contrast(*picture, amount);
+    }
+  });
+  Outcome outcome = WholePicture(*picture);
+  outcome.error = error.Number();
+  return outcome;
+}
+
 Outcome WindowImage(const Shape& s, int, std::mt19937& random) {
   const PaddedGrid source(s.width, s.height, s.padding, random);
   QImage image;
@@ -251,6 +270,7 @@ const std::vector<Kernel>& Kernels() {
       {"nearest-pixel stretch", 16, NearestStretch},
       {"GrayScale", 6, GreyLevels},
       {"ToWindowImage", 1, WindowImage},
+      {"Brightness and Contrast", 20, Tone},
       {"Correlate", 5, Correlation},
   };
   return kernels;
