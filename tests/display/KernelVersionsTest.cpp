@@ -210,6 +210,18 @@ Outcome Tone(const Shape& s, int variant, std::mt19937& random) {
   return outcome;
 }
 
+// Variants: amplitudes that the 32-bit arithmetic covers, its largest, and one past it.
+Outcome Noise(const Shape& s, int variant, std::mt19937& random) {
+  constexpr int32_t percents[] = {20, 100, 101};
+  const PictureRef picture = RandomPicture(s.width, s.height, random);
+  ImageProcessor process;
+  process.SeedNoise(random());
+  const AppError error = test::ErrorOf([&] { process.AddNoise(*picture, percents[variant]); });
+  Outcome outcome = WholePicture(*picture);
+  outcome.error = error.Number();
+  return outcome;
+}
+
 Outcome WindowImage(const Shape& s, int, std::mt19937& random) {
   const PaddedGrid source(s.width, s.height, s.padding, random);
   QImage image;
@@ -271,6 +283,7 @@ const std::vector<Kernel>& Kernels() {
       {"GrayScale", 6, GreyLevels},
       {"ToWindowImage", 1, WindowImage},
       {"Brightness and Contrast", 20, Tone},
+      {"AddNoise", 3, Noise},
       {"Correlate", 5, Correlation},
   };
   return kernels;
