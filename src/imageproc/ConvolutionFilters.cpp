@@ -111,7 +111,42 @@ inline void NoisyRow(const uint8_t* row, uint8_t* out, int32_t count, uint32_t k
   }
 }
 
+// One output row of a kernel of one value k and `size` columns: each row's bytes summed down the
+// kernel's rows into `columns`, then across, wrapping as 32-bit integers would.
+template <int Size>
+inline void BoxSums(const uint16_t* columns, int32_t* sums, int32_t count, int32_t size, uint32_t k) {
+  for (int32_t j = 0; j < count; ++j) {
+    uint32_t box = 0;
+    for (int32_t kx = 0; kx < (Size > 0 ? Size : size); ++kx) box += columns[j + 3 * kx];
+    sums[j] = static_cast<int32_t>(box * k);
+  }
+}
+
+inline void BoxRow(const PixelGrid& in, int32_t y, int32_t h, uint16_t* columns, int32_t* sums,
+                   int32_t count, int32_t size, uint32_t k) {
+  const int32_t bytes = 3 * in.width;
+  const uint8_t* first = in.MemoryRow(y - h);
+  for (int32_t j = 0; j < bytes; ++j) columns[j] = first[j];
+  for (int32_t ky = 1 - h; ky <= h; ++ky) {
+    const uint8_t* row = in.MemoryRow(y + ky);
+    for (int32_t j = 0; j < bytes; ++j) columns[j] = static_cast<uint16_t>(columns[j] + row[j]);
+  }
+  if (size == 3) {
+    BoxSums<3>(columns, sums, count, size, k);
+  } else if (size == 5) {
+    BoxSums<5>(columns, sums, count, size, k);
+  } else {
+    BoxSums<0>(columns, sums, count, size, k);
+  }
+}
+
 #ifdef QV_X86
+QV_TARGET("avx2")
+void BoxRowWide(const PixelGrid& in, int32_t y, int32_t h, uint16_t* columns, int32_t* sums,
+                int32_t count, int32_t size, uint32_t k) {
+  BoxRow(in, y, h, columns, sums, count, size, k);
+}
+
 // The same row on 32-byte vectors, whose 32-bit multiplies the hash needs.
 QV_TARGET("avx2")
 void NoisyRowWide(const uint8_t* row, uint8_t* out, int32_t count, uint32_t key, uint32_t base,
@@ -178,21 +213,18 @@ bool ImageProcessor::ApplyKernel(const Picture& source, Picture& destination) {
     // A kernel of one value (the box filters) sums its square through column sums of the rows.
     const bool uniform = std::all_of(kernel_.begin(), kernel_.end(), [&](int32_t k) { return k == kernel_[0]; });
     std::vector<uint16_t> columns(uniform ? static_cast<size_t>(3) * W : 0);
+#ifdef QV_X86
+    const bool wide = CpuFeatures().avx2;
+#else
+    const bool wide = false;
+#endif
     for (int32_t y = h; y <= H - h - 1; ++y) {
       if (uniform) {
-        uint16_t* column = columns.data();
-        std::fill(columns.begin(), columns.end(), uint16_t{0});
-        for (int32_t ky = -h; ky <= h; ++ky) {
-          const uint8_t* row = in.MemoryRow(y + ky);
-          for (int32_t j = 0; j < 3 * W; ++j) column[j] = static_cast<uint16_t>(column[j] + row[j]);
-        }
         const uint32_t k = static_cast<uint32_t>(kernel_[0]);
-        uint32_t* a = acc.data();
-        for (int32_t j = 0; j < count; ++j) {
-          uint32_t box = 0;
-          for (int32_t kx = 0; kx < size; ++kx) box += column[j + 3 * kx];
-          a[j] = box * k;
-        }
+#ifdef QV_X86
+        if (wide) BoxRowWide(in, y, h, columns.data(), sums.data(), count, size, k);
+#endif
+        if (!wide) BoxRow(in, y, h, columns.data(), sums.data(), count, size, k);
       } else {
         std::fill(acc.begin(), acc.end(), 0u);
         for (int32_t ky = -h; ky <= h; ++ky) {
@@ -205,8 +237,8 @@ bool ImageProcessor::ApplyKernel(const Picture& source, Picture& destination) {
             for (int32_t j = 0; j < count; ++j) a[j] += k * s[j];
           }
         }
+        for (int32_t j = 0; j < count; ++j) sums[static_cast<size_t>(j)] = static_cast<int32_t>(acc[static_cast<size_t>(j)]);
       }
-      for (int32_t j = 0; j < count; ++j) sums[static_cast<size_t>(j)] = static_cast<int32_t>(acc[static_cast<size_t>(j)]);
       DivideRow(sums.data(), count, kernelWeight_, below24Bits, out.MemoryRow(y) + firstI);
     }
     for (int32_t i = firstI; i <= lastI; i += 3) RaiseProgress(i);
