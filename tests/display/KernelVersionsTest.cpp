@@ -25,7 +25,7 @@
 #include "stereo/AnaglyphMerge.h"
 #include "support/TestSupport.h"
 
-namespace qv {
+namespace qv::test {
 namespace {
 
 constexpr int32_t kMaxInt = std::numeric_limits<int32_t>::max();
@@ -185,7 +185,7 @@ Outcome GreyLevels(const Shape& s, int variant, std::mt19937& random) {
     }
   }
   ImageProcessor process;
-  const AppError error = test::ErrorOf([&] { process.GrayScale(*picture, divisor); });
+  const AppError error = ErrorOf([&] { process.GrayScale(*picture, divisor); });
   Outcome outcome = WholePicture(*picture);
   outcome.error = error.Number();
   return outcome;
@@ -228,7 +228,7 @@ Outcome Correlation(const Shape& s, int variant, std::mt19937& random) {
   int32_t count = variant == 1 ? kMaxInt - 3 * s.width * s.height * 40 : -7;
   ImageProcessor process;
   Outcome outcome;
-  outcome.error = test::ErrorOf([&] { process.Correlate(*picture, values, count); }).Number();
+  outcome.error = ErrorOf([&] { process.Correlate(*picture, values, count); }).Number();
   outcome.number = count;
   // Where the sum passes the limit, Correlate walks it again the plain way: the row sums are
   // compared as well, so that a fast sum too large cannot hide behind that walk.
@@ -305,4 +305,4 @@ TEST(KernelVersions, PlainKernelsHidesEveryFeatureUntilTheOutermostEnds) {
 }
 
 }  // namespace
-}  // namespace qv
+}  // namespace qv::test

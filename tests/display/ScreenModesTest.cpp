@@ -10,7 +10,7 @@
 #include "display/StereoTagWriter.h"
 #include "support/TestSupport.h"
 
-namespace qv {
+namespace qv::test {
 namespace {
 
 // A display that offers a fixed list of modes and records the changes asked of it as
@@ -45,7 +45,7 @@ class ScreenModesTest : public ::testing::Test {
     fake.modes = {{32, 1280, 1024, 60, 0}, {32, 1024, 768, 85, 0}, {32, 1024, 768, 60, 0},
                   {16, 1024, 768, 60, 0},  {32, 800, 600, 75, 0}};
   }
-  test::RecordingSink sink;
+  RecordingSink sink;
   FakeModes fake;
 };
 
@@ -151,13 +151,13 @@ TEST(OpenGLLayoutTest, WindowedCentresTheEyeFullScreenLetterboxesItIntoTheMode) 
         << c.name;
   }
   // A picture of 1 pixel has no eye in stereo; one of 0 pixels none at all.
-  EXPECT_EQ(test::ErrorOf([] { LayOutOpenGL(false, true, 1, 1, 1024, 768, 1024, 768); }).Number(),
+  EXPECT_EQ(ErrorOf([] { LayOutOpenGL(false, true, 1, 1, 1024, 768, 1024, 768); }).Number(),
             err::kDivisionByZero);
-  EXPECT_EQ(test::ErrorOf([] { LayOutOpenGL(true, false, 0, 0, 1024, 768, 1024, 768); }).Number(),
+  EXPECT_EQ(ErrorOf([] { LayOutOpenGL(true, false, 0, 0, 1024, 768, 1024, 768); }).Number(),
             err::kDivisionByZero);
-  EXPECT_EQ(test::ErrorOf([] { LayOutOpenGL(true, false, 640, 480, 1024, 768, 0, 0); }).Number(),
+  EXPECT_EQ(ErrorOf([] { LayOutOpenGL(true, false, 640, 480, 1024, 768, 0, 0); }).Number(),
             err::kDivisionByZero);
-  EXPECT_EQ(test::ErrorOf([] { LayOutOpenGL(false, false, -2, 480, 1024, 768, 0, 0); }).Number(),
+  EXPECT_EQ(ErrorOf([] { LayOutOpenGL(false, false, -2, 480, 1024, 768, 0, 0); }).Number(),
             err::kInvalidArgument);
 }
 
@@ -178,4 +178,4 @@ TEST(StereoTagTest, TheTagFillsTheStartOfTheLastRowAndNothingElse) {
 }
 
 }  // namespace
-}  // namespace qv
+}  // namespace qv::test

@@ -4,7 +4,7 @@
 
 #include "image/RowGather.h"
 
-namespace qv {
+namespace qv::test {
 namespace {
 
 // The shuffled and the pixel-by-pixel gather give the same bytes and write nothing past the row.
@@ -44,4 +44,4 @@ TEST(RowGather, ShuffledAndPlainGatherAgreeForAnyColumnPattern) {
 }
 
 }  // namespace
-}  // namespace qv
+}  // namespace qv::test

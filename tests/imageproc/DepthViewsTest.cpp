@@ -5,15 +5,9 @@
 #include "imageproc/ImageProcessor.h"
 #include "support/TestSupport.h"
 
-namespace qv {
+namespace qv::test {
 namespace {
 
-using test::Bgr;
-using test::Grey;
-using test::MakePicture;
-using test::PixelAt;
-using test::SamePicture;
-using test::SolidPicture;
 
 class DepthViews : public ::testing::Test {
  protected:
@@ -38,7 +32,7 @@ class DepthViews : public ::testing::Test {
 TEST_F(DepthViews, NearestDepthMapsEveryPixelOntoItselfAndFarthestMovesTenPixels) {
   // Depth 255: pixel 0 is dropped and the last two columns receive nothing; whatever xInterp,
   // they stay black (every hole sample weighs distance 0). Red comes back odd.
-  const auto source = test::PatternPicture(16, 4);
+  const auto source = PatternPicture(16, 4);
   for (int32_t xInterp : {0, 1, -1}) {
     EXPECT_TRUE(SamePicture(*Render(source, [](int) { return 255; }, 0.1176f, xInterp),
                             *MakePicture(16, 4, [&](int x, int y) {
@@ -91,7 +85,7 @@ TEST_F(DepthViews, EdgeFilterRunsOnDistanceStepsAboveTen) {
   }
   // Arrays of another picture's size are refused.
   auto larger = SolidPicture(9, 3, {});
-  EXPECT_EQ(test::ErrorOf([&] { process.Make3D(*larger, 0.1, 0.0, 0, 1); }).Number(),
+  EXPECT_EQ(ErrorOf([&] { process.Make3D(*larger, 0.1, 0.0, 0, 1); }).Number(),
             err::kSubscriptOutOfRange);
 }
 
@@ -139,4 +133,4 @@ TEST_F(DepthViews, AreasSplitEachBlockRowAtItsStrongestColourChange) {
 }
 
 }  // namespace
-}  // namespace qv
+}  // namespace qv::test

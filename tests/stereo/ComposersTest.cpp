@@ -7,13 +7,9 @@
 #include "stereo/Composers.h"
 #include "support/TestSupport.h"
 
-namespace qv {
+namespace qv::test {
 namespace {
 
-using test::Bgr;
-using test::MakePicture;
-using test::SamePicture;
-using test::SolidPicture;
 
 const Bgr kRed{0, 0, 255}, kBlue{255, 0, 0}, kBlack{};
 
@@ -46,7 +42,7 @@ class Composers : public ::testing::Test {
     frames.StereoViews = {std::move(left), std::move(right)};
   }
   const Picture& Output() { return *frames.OutputFrame; }
-  test::RecordingSink messages;
+  RecordingSink messages;
   FrameBuffers frames;
   DisplayConfig display;
 };
@@ -227,7 +223,7 @@ TEST_F(Composers, InterlaceFullScreenScalesToTheScreen) {
   // resample then takes columns 0, 1, 3, 5 and memory rows 0, 0, 1, 2, 3, 4 (Floor(m x 5 / 6)).
   display.InterlaceViaOpenGL = false;
   FixedScreen small(4, 6), none(0, 0);
-  test::Installed<ScreenInfo> screen(SetScreenInfo, &small);
+  Installed<ScreenInfo> screen(SetScreenInfo, &small);
   SaveInterlace(frames, display, true);
   const int columns[] = {0, 1, 3, 5};
   const int rows[] = {0, 0, 1, 2, 3, 4};
@@ -249,4 +245,4 @@ TEST_F(Composers, InterlaceFullScreenScalesToTheScreen) {
 }
 
 }  // namespace
-}  // namespace qv
+}  // namespace qv::test
