@@ -320,11 +320,11 @@ class CallbackTest : public BlitSurfaceTest {
 
 TEST_F(CallbackTest, EachEventPerformsTheActionOfItsOwnCode) {
   RecordSlideShow();
-  EXPECT_EQ(SendAll(0, 0, 0), "0");
-  EXPECT_EQ(SendAll(1, 0, 0), "1");
-  EXPECT_EQ(SendAll(1, 1, 1), "3");
-  EXPECT_EQ(SendAll(0, 2, 0), "0 stop");
-  EXPECT_EQ(SendAll(2, 0, 2), "0 stop");  // the playback session's codes
+  // Codes (click, focus loss, key) 1 close, 2 stop (the playback session's), 3 the slide show.
+  for (const auto& [click, lost, key, result] :
+       {std::tuple{0, 0, 0, "0"}, {1, 0, 0, "1"}, {1, 1, 1, "3"}, {0, 2, 0, "0 stop"}, {2, 0, 2, "0 stop"}}) {
+    EXPECT_EQ(SendAll(int16_t(click), int16_t(lost), int16_t(key)), result) << click << lost << key;
+  }
   stopped = false;
   OnLost(recorder);  // focus loss alone does nothing there
   EXPECT_FALSE(stopped);

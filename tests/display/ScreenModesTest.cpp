@@ -96,25 +96,19 @@ TEST_F(ScreenModesTest, SetScreenModeAsksForSizeDepthAndRateAndPutsTheOldModeBac
   EXPECT_EQ(fake.changes, "1280x1024@32/75:5c0000 ");
 }
 
-TEST_F(ScreenModesTest, ARefusedModeIsToldAndLeavesNothingToPutBack) {
-  ScreenModes modes(fake);
-  fake.refuse = true;
+TEST_F(ScreenModesTest, TheGuardPutsBackTheFirstModeOfEverySurfaceNotClosedOrRefused) {
+  FakeModes other, refusing;
+  other.modes = refusing.modes = fake.modes;
+  other.current = {32, 1024, 768, 60, 0};
+  refusing.refuse = true;
+  ScreenModes first(fake), second(other), closed(fake), refused(refusing);
   int32_t rate = 100;
-  EXPECT_FALSE(modes.SetScreenMode(1600, 1200, 32, true, rate));
+  EXPECT_FALSE(refused.SetScreenMode(1600, 1200, 32, true, rate));
   ASSERT_EQ(sink.Texts(), std::vector<std::string>{kModeRefused});
   EXPECT_EQ(sink.messages[0].style, msg::kOkOnly);
-  EXPECT_FALSE(modes.Changed());
-  fake.changes.clear();
-  ModeRestoreGuard::RestoreAll();
-  EXPECT_EQ(fake.changes, "");
-}
-
-TEST_F(ScreenModesTest, TheGuardPutsBackTheFirstModeOfEverySurfaceNotClosed) {
-  FakeModes other;
-  other.modes = fake.modes;
-  other.current = {32, 1024, 768, 60, 0};
-  ScreenModes first(fake), second(other), closed(fake);
-  int32_t rate = -1;
+  EXPECT_FALSE(refused.Changed());
+  refusing.changes.clear();
+  rate = -1;
   first.SetScreenMode(1024, 768, 32, true, rate);
   first.SetScreenMode(800, 600, 32, true, rate);
   second.SetScreenMode(800, 600, 32, true, rate);
@@ -125,6 +119,7 @@ TEST_F(ScreenModesTest, TheGuardPutsBackTheFirstModeOfEverySurfaceNotClosed) {
   ModeRestoreGuard::RestoreAll();
   EXPECT_EQ(fake.changes, "1280x1024@32/60:5c0000 ");
   EXPECT_EQ(other.changes, "1024x768@32/60:5c0000 ");
+  EXPECT_EQ(refusing.changes, "");
   fake.changes.clear();
   ModeRestoreGuard::RestoreAll();  // nothing is put back twice
   EXPECT_EQ(fake.changes, "");

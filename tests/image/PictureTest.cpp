@@ -74,14 +74,6 @@ TEST(Picture, CropTakesDeviceCoordinatesAndLeavesOutsidePartsBlack) {
   })));
 
   EXPECT_TRUE(!SolidPicture(1, 5, {1, 1, 1})->Crop(1, 1, 0, 0) && !p->Crop(0, 3, 0, 0));
-}
-
-TEST(Picture, CopyOfAndCanvasSizeMakeNewPictures) {
-  auto p = PatternPicture(7, 5);
-  auto copy = p->CopyOf();
-  ASSERT_TRUE(copy);
-  EXPECT_NE(copy->Bits(), p->Bits());
-  EXPECT_TRUE(SamePicture(*copy, *p));
   EXPECT_TRUE(SamePicture(*p->CanvasSize(2, 9), *SolidPicture(9, 2, {0, 0, 0})));
 }
 
