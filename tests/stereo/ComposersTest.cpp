@@ -137,14 +137,13 @@ TEST_F(Composers, OnePassAnaglyphsEqualTheStepsByteForByte) {
                  static_cast<uint8_t>(i * 37 + seed)};
     });
   };
-  const int sizes[][4] = {{256, 256, 256, 256}, {1, 1, 1, 1},   {31, 3, 31, 3},    {33, 5, 40, 4},
-                          {97, 7, 64, 9},       {64, 2, 95, 2}, {101, 13, 100, 12}};
+  // (The fast rows against the plain ones at every width are the kernel versions' test.)
+  const int sizes[][4] = {{256, 256, 256, 256}, {1, 1, 1, 1}, {33, 5, 40, 4}, {97, 7, 64, 9}};
   for (const auto& s : sizes) {
     SetViews(colours(s[0], s[1], 1), colours(s[2], s[3], 2));
     for (AnaglyphKind kind : {AnaglyphKind::Gray, AnaglyphKind::Colour, AnaglyphKind::Yellow}) {
-      SCOPED_TRACE(std::to_string(s[0]) + "x" + std::to_string(s[1]) + " and " +
-                   std::to_string(s[2]) + "x" + std::to_string(s[3]) + ", kind " +
-                   std::to_string(static_cast<int>(kind)));
+      SCOPED_TRACE(::testing::Message() << s[0] << "x" << s[1] << " and " << s[2] << "x" << s[3]
+                                        << ", kind " << static_cast<int>(kind));
       SaveAnaglyphStepByStep(frames, kind);
       const PictureRef reference = frames.OutputFrame;
       frames.OutputFrame = nullptr;
