@@ -195,13 +195,12 @@ TEST_F(Library, MedianTakesTheRankBelowTheMiddleWithBlackOutside) {
 TEST_F(Library, StandAloneFiltersOnKnownPictures) {
   // Edge strength of a flat picture: 1 but in the last column and the top row.
   auto flat = SolidPicture(4, 3, Grey(90));
-  std::string log;
-  p.Events.InitProgress = [&](int32_t v) { log += "init " + std::to_string(v); };
-  p.Events.Complete = [&](int32_t) { log += ", done"; };
-  p.EdgeDetect(*flat);
-  EXPECT_EQ(log, "init 3");
+  {
+    EventLog log(p);
+    p.EdgeDetect(*flat);
+    EXPECT_EQ(log.text, "init 3");
+  }
   EXPECT_TRUE(SamePicture(*flat, *MakePicture(4, 3, [](int x, int y) { return Grey(x == 3 || y == 0 ? 90 : 1); })));
-  p.Events = {};
 
   // Despeckle: a lone bright pixel takes its neighbours' mean, 5 / 2 rounding to the even 2.
   auto speck = Columns({Grey(1), Grey(200), Grey(4), Grey(4)});
