@@ -230,19 +230,6 @@ TEST_F(GLSurfaceWindowTest, FullScreenSwitchesTheModeAndShowsLineCodesAroundTheZ
   EXPECT_EQ(end.pixel(512, 300), kBlack) << "the whole screen is cleared for the code";
 }
 
-TEST_F(GLSurfaceWindowTest, TheBlitSurfaceShowsTheLineCodeAcrossTheTopOfTheUnchangedScreen) {
-  BlitSurface surface;
-  BlitSurface::SetLineCodeDuration(400ms);
-  const PictureRef start = CreateLineCode(LineCode::EDInterlace);
-  QImage shot;
-  QTimer::singleShot(100, [&] { shot = GrabScreen("blt-fullscreen-linecode.png"); });
-  ASSERT_TRUE(surface.OpenDisplay(true, 640, 240, true, true, start, start));
-  ASSERT_EQ(shot.size(), QSize(1280, 1024));
-  ExpectInterlaceCode(shot);
-  BlitSurface::SetLineCodeDuration(1000ms);
-  surface.CloseDisplay();
-}
-
 TEST_F(GLSurfaceWindowTest, ARefusedModeIsToldAndAFailedOpeningPutsTheModeBack) {
   OpenGLSurface surface;
   settings.ScreenWidth = 1600;
