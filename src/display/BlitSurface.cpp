@@ -152,24 +152,7 @@ QWidget* BlitSurface::PictureWidget() const {
 void BlitSurface::ResizeSurface(int32_t srcX, int32_t srcY) {
   const int32_t screenWidth = CurrentScreenWidth();
   const int32_t screenHeight = CurrentScreenHeight();
-  BlitLayout layout;
-  if (!fullscreen_) {
-    layout.WindowWidth = srcX;
-    layout.WindowLeft = std::max(0, ToInt32Checked((screenWidth - static_cast<double>(srcX)) / 2.0));
-    layout.WindowTop = std::max(0, ToInt32Checked((screenHeight - static_cast<double>(srcY)) / 2.0));
-    layout.PictureWidth = srcX;
-    layout.PictureHeight = srcY;
-    layout.WindowHeight = srcY + 50;
-  } else {
-    layout.WindowWidth = screenWidth;
-    layout.WindowHeight = screenHeight;
-    int32_t width = srcX, height = srcY;
-    FitToScreen(width, height, layout.PictureX, layout.PictureY, screenWidth, screenHeight);
-    layout.PictureWidth = width;
-    layout.PictureHeight = height;
-    layout.PictureY -= layout.PictureY % 2;
-  }
-  layout_ = layout;
+  layout_ = LayOutWindow(fullscreen_, srcX, srcY, screenWidth, screenHeight);
   EnsureWidget();
   PlaceWindow();
   widget_->Clear();

@@ -24,6 +24,7 @@
 #include <memory>
 
 #include "display/LineCodeTimer.h"
+#include "display/WindowLayout.h"
 #include "playback/DisplaySurface.h"
 
 class QWidget;
@@ -32,18 +33,7 @@ namespace qv {
 
 class BlitWidget;
 
-// Where the surface puts its window (screen pixels) and the picture inside it (window pixels).
-struct BlitLayout {
-  int32_t WindowLeft = 0;
-  int32_t WindowTop = 0;
-  int32_t WindowWidth = 0;
-  int32_t WindowHeight = 0;
-  int32_t PictureX = 0;
-  int32_t PictureY = 0;
-  int32_t PictureWidth = 0;
-  int32_t PictureHeight = 0;
-  bool operator==(const BlitLayout&) const = default;
-};
+using BlitLayout = WindowLayout;
 
 // What the user reads when the surface cannot open, followed by the reason. The routine is named
 // as the program's messages have always named it.

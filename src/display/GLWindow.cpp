@@ -1,6 +1,9 @@
 #include "display/GLWindow.h"
+#include "display/WindowImage.h"
 
 #include <QCoreApplication>
+
+#include <cmath>
 #include <QElapsedTimer>
 #include <QExposeEvent>
 #include <QFocusEvent>
@@ -8,6 +11,7 @@
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QOpenGLContext>
+#include <QOpenGLExtraFunctions>
 #include <QOpenGLFunctions_2_0>
 #include <QOpenGLVersionFunctionsFactory>
 
@@ -73,8 +77,12 @@ bool GLWindow::CreateContext(const QSurfaceFormat& format, bool tellFailures) {
 }
 
 void GLWindow::DestroyContext() {
-  if (context_ && texture_ && context_->makeCurrent(this)) gl_->glDeleteTextures(1, &texture_);
+  if (context_ && context_->makeCurrent(this)) {
+    if (texture_) gl_->glDeleteTextures(1, &texture_);
+    if (readFramebuffer_) context_->extraFunctions()->glDeleteFramebuffers(1, &readFramebuffer_);
+  }
   texture_ = 0;
+  readFramebuffer_ = 0;
   textureSize_ = {};
   if (context_) context_->doneCurrent();
   context_.reset();
@@ -115,7 +123,9 @@ void GLWindow::PrepareTexture(int width, int height) {
   }
   gl.glBindTexture(GL_TEXTURE_2D, texture_);
   if (textureSize_ != QSize(width, height)) {
-    gl.glTexImage2D(GL_TEXTURE_2D, 0, GL_RGB8, width, height, 0, GL_BGR, GL_UNSIGNED_BYTE, nullptr);
+    // Four bytes a texel in the order the drivers keep them, so that an upload is a plain copy.
+    gl.glTexImage2D(GL_TEXTURE_2D, 0, GL_RGB8, width, height, 0, GL_BGRA,
+                    GL_UNSIGNED_INT_8_8_8_8_REV, nullptr);
     textureSize_ = QSize(width, height);
   }
   imageSize_ = QSize(width, height);
@@ -126,21 +136,15 @@ void GLWindow::UploadPicture(const PixelGrid& grid, int columns) {
   if (grid.Empty() || width <= 0 || !gl_) return;
   PrepareTexture(width, grid.height);
   QOpenGLFunctions_2_0& gl = *gl_;
-  // Rows padded to four bytes are what an unpack alignment of 4 expects, and the first row given
-  // is the bottom one in OpenGL as in the picture. A view of a wider picture has that picture's
-  // stride: its row length in pixels, rounded up the same way, gives the same stride.
-  gl.glPixelStorei(GL_UNPACK_ALIGNMENT, grid.stride % 4 == 0 ? 4 : 1);
-  gl.glPixelStorei(GL_UNPACK_ROW_LENGTH, grid.stride % 4 == 0 ? grid.stride / 3 : 0);
-  if (grid.stride % 4 == 0) {
-    gl.glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, width, grid.height, GL_BGR, GL_UNSIGNED_BYTE,
-                       grid.bits);
-  } else {
-    for (int y = 0; y < grid.height; ++y) {
-      gl.glTexSubImage2D(GL_TEXTURE_2D, 0, 0, y, width, 1, GL_BGR, GL_UNSIGNED_BYTE,
-                         grid.MemoryRow(y));
-    }
+  // The rows go in memory order, bottom row first, as OpenGL counts them too. Widened to four
+  // bytes here (a vector shuffle) rather than by the driver, which does it a texel at a time.
+  staging_.resize(static_cast<size_t>(width) * static_cast<size_t>(grid.height));
+  for (int y = 0; y < grid.height; ++y) {
+    ToOpaqueRow(grid.MemoryRow(y), staging_.data() + static_cast<size_t>(y) * width, width);
   }
-  gl.glPixelStorei(GL_UNPACK_ROW_LENGTH, 0);
+  gl.glPixelStorei(GL_UNPACK_ALIGNMENT, 4);
+  gl.glTexSubImage2D(GL_TEXTURE_2D, 0, 0, 0, width, grid.height, GL_BGRA,
+                     GL_UNSIGNED_INT_8_8_8_8_REV, staging_.data());
 }
 
 void GLWindow::UploadImage(const QImage& image, const QRect& part) {
@@ -178,6 +182,39 @@ void GLWindow::DrawTexture(double x, double y, double w, double h, double s0, do
   gl.glVertex2d(x, y + h);
   gl.glEnd();
   gl.glDisable(GL_TEXTURE_2D);
+}
+
+// A rectangle drawn at its own size, at whole pixels and inside the texture, is copied from a
+// framebuffer that reads the texture: software renderers copy it as memory, where drawing it
+// runs a shader for every pixel.
+bool GLWindow::CopyTexture(double x, double y, double w, double h, double s0, double t0, double s1,
+                           double t1) {
+  const auto whole = [](double v) { return v == std::floor(v) && std::abs(v) < 1e6; };
+  if (!gl_ || !texture_ || imageSize_.isEmpty() || devicePixelRatio() != 1.0 || !whole(x) || !whole(y) || !whole(s0) || !whole(t0) || w != s1 - s0 || h != t1 - t0 ||
+      w <= 0 || h <= 0 || s0 < 0 || t0 < 0 || s1 > textureSize_.width() ||
+      t1 > textureSize_.height() || !context_->hasExtension("GL_ARB_framebuffer_object")) {
+    return false;
+  }
+  QOpenGLExtraFunctions& extra = *context_->extraFunctions();
+  if (!readFramebuffer_) {
+    extra.glGenFramebuffers(1, &readFramebuffer_);
+    extra.glBindFramebuffer(GL_READ_FRAMEBUFFER, readFramebuffer_);
+    extra.glFramebufferTexture2D(GL_READ_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, texture_,
+                                 0);
+  } else {
+    extra.glBindFramebuffer(GL_READ_FRAMEBUFFER, readFramebuffer_);
+  }
+  const bool complete =
+      extra.glCheckFramebufferStatus(GL_READ_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE;
+  if (complete) {
+    const auto ix = static_cast<GLint>(x), iy = static_cast<GLint>(y);
+    const auto is0 = static_cast<GLint>(s0), it0 = static_cast<GLint>(t0);
+    const auto is1 = static_cast<GLint>(s1), it1 = static_cast<GLint>(t1);
+    extra.glBlitFramebuffer(is0, it0, is1, it1, ix, iy, ix + (is1 - is0), iy + (it1 - it0),
+                            GL_COLOR_BUFFER_BIT, GL_NEAREST);
+  }
+  extra.glBindFramebuffer(GL_READ_FRAMEBUFFER, context_->defaultFramebufferObject());
+  return complete;
 }
 
 void GLWindow::exposeEvent(QExposeEvent*) {

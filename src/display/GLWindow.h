@@ -12,6 +12,7 @@
 
 #include <functional>
 #include <memory>
+#include <vector>
 
 #include "image/Canvas.h"
 
@@ -60,6 +61,11 @@ class GLWindow : public QWindow {
   void UploadPicture(const PixelGrid& grid, int columns = -1);
   // Loads `part` of a top-down 32-bit (Format_RGB32) or 16-bit (Format_RGB16) image.
   void UploadImage(const QImage& image, const QRect& part);
+  // As DrawTexture for a projection of one unit to a window pixel with y up, when the rectangle
+  // is drawn at its own size at whole pixels: then copies it (software renderers copy memory
+  // where a drawing runs a shader for every pixel) and is true; otherwise draws nothing, false.
+  bool CopyTexture(double x, double y, double w, double h, double s0, double t0, double s1,
+                   double t1);
   // Draws the texture's rectangle (s0, t0) - (s1, t1) of texels (in texels, t counted as the
   // rows were given) onto the rectangle at (x, y) of size w x h in the current projection,
   // unfiltered (each screen pixel takes the texel under its centre) and black outside the texture.
@@ -79,8 +85,10 @@ class GLWindow : public QWindow {
   std::unique_ptr<QOpenGLContext> context_;
   QOpenGLFunctions_2_0* gl_ = nullptr;
   unsigned texture_ = 0;
+  unsigned readFramebuffer_ = 0;  // reads the texture, for copies at its own size
   QSize textureSize_;
   QSize imageSize_;  // the size of the picture last loaded into the texture
+  std::vector<uint32_t> staging_;  // a picture widened to four bytes a pixel on its way up
 };
 
 }  // namespace qv

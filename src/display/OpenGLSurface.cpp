@@ -1,5 +1,8 @@
 #include "display/OpenGLSurface.h"
 
+#include <dlfcn.h>
+#include <link.h>
+
 #include <QCursor>
 #include <QEvent>
 #include <QGuiApplication>
@@ -10,6 +13,9 @@
 #include <QWidget>
 
 #include <algorithm>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include "base/Error.h"
 #include "base/Numbers.h"
@@ -60,22 +66,9 @@ OpenGLLayout LayOutOpenGL(bool fullscreen, bool stereo, int32_t srcX, int32_t sr
   if (srcX < 0 || srcY < 0) throw err::InvalidArgument();
   const int32_t eye = stereo ? ToInt32Checked(srcX / 2.0) : srcX;
   OpenGLLayout l;
-  if (!fullscreen) {
-    l.WindowWidth = eye;
-    l.WindowLeft = std::max(0, ToInt32Checked((screenWidth - static_cast<double>(eye)) / 2.0));
-    l.WindowTop = std::max(0, ToInt32Checked((screenHeight - static_cast<double>(srcY)) / 2.0));
-    l.PictureWidth = eye;
-    l.PictureHeight = srcY;
-    l.WindowHeight = srcY + 50;
-  } else {
-    l.WindowWidth = modeWidth;
-    l.WindowHeight = modeHeight;
-    int32_t width = eye, height = srcY;
-    FitToScreen(width, height, l.PictureX, l.PictureY, modeWidth, modeHeight);
-    l.PictureWidth = width;
-    l.PictureHeight = height;
-    l.PictureY -= l.PictureY % 2;
-  }
+  static_cast<WindowLayout&>(l) = fullscreen
+                                      ? LayOutWindow(true, eye, srcY, modeWidth, modeHeight)
+                                      : LayOutWindow(false, eye, srcY, screenWidth, screenHeight);
   if (eye == 0 || srcY == 0) throw err::DivisionByZero();
   l.Zoom = static_cast<float>(std::min(static_cast<double>(l.WindowWidth) / eye,
                                        static_cast<double>(l.WindowHeight) / srcY));
@@ -95,6 +88,28 @@ void OpenGLSurface::ForgetStereoNotice() {
   gStereoNoticeGiven = false;
 }
 
+namespace {
+
+// The loader unloads the driver with the last context, and the next surface would load it all
+// over again: the drivers loaded now stay for the rest of the run.
+void KeepDriversLoaded() {
+  std::vector<std::string> drivers;
+  dl_iterate_phdr(
+      [](dl_phdr_info* info, size_t, void* found) {
+        const std::string_view name = info->dlpi_name ? info->dlpi_name : "";
+        if (name.find("_dri.so") != std::string_view::npos) {
+          static_cast<std::vector<std::string>*>(found)->emplace_back(name);
+        }
+        return 0;
+      },
+      &drivers);
+  for (const std::string& driver : drivers) {
+    dlopen(driver.c_str(), RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE);
+  }
+}
+
+}  // namespace
+
 void OpenGLSurface::LoadDriver() {
   static bool loaded = false;
   if (loaded) return;
@@ -102,7 +117,10 @@ void OpenGLSurface::LoadDriver() {
   QOffscreenSurface surface;
   surface.create();
   QOpenGLContext context;
-  if (context.create() && context.makeCurrent(&surface)) context.doneCurrent();
+  if (context.create() && context.makeCurrent(&surface)) {
+    KeepDriversLoaded();
+    context.doneCurrent();
+  }
 }
 
 void OpenGLSurface::SetTarget(QWidget* target) {
@@ -324,6 +342,14 @@ bool OpenGLSurface::ShowPicture(const Picture& picture) {
   return true;
 }
 
+// The surface's projection is one unit to a pixel, y up: pictures at their own size are copied.
+void OpenGLSurface::Draw(double x, double y, double w, double h, double s0, double t0, double s1,
+                         double t1) {
+  if (!window_->CopyTexture(x, y, w, h, s0, t0, s1, t1)) {
+    window_->DrawTexture(x, y, w, h, s0, t0, s1, t1);
+  }
+}
+
 bool OpenGLSurface::PutImage(const Picture& picture, bool resize, bool quick) {
   (void)quick;
   const PixelGrid grid = picture.ReadGrid();
@@ -339,7 +365,7 @@ bool OpenGLSurface::PutImage(const Picture& picture, bool resize, bool quick) {
   if (!stereo_) {
     lastDrawing_ = [this, x, y, zoom, width, height] {
       window_->Gl().glDrawBuffer(GL_BACK);
-      window_->DrawTexture(x, y, width * zoom, height * zoom, 0, 0, width, height);
+      Draw(x, y, width * zoom, height * zoom, 0, 0, width, height);
     };
   } else {
     // The left half, and the right half beside it (black beyond the picture for an odd width).
@@ -348,10 +374,10 @@ bool OpenGLSurface::PutImage(const Picture& picture, bool resize, bool quick) {
     lastDrawing_ = [this, x, y, zoom, half, height, quad] {
       QOpenGLFunctions_2_0& gl = window_->Gl();
       gl.glDrawBuffer(quad ? GL_BACK_LEFT : GL_BACK);
-      window_->DrawTexture(x, y, half * zoom, height * zoom, 0, 0, half, height);
+      Draw(x, y, half * zoom, height * zoom, 0, 0, half, height);
       if (!quad) return;
       gl.glDrawBuffer(GL_BACK_RIGHT);
-      window_->DrawTexture(x, y, half * zoom, height * zoom, half, 0, 2 * half, height);
+      Draw(x, y, half * zoom, height * zoom, half, 0, 2 * half, height);
     };
   }
   lastDrawing_();

@@ -25,6 +25,7 @@
 
 #include "display/LineCodeTimer.h"
 #include "display/ScreenModes.h"
+#include "display/WindowLayout.h"
 #include "playback/DisplaySurface.h"
 
 class QWidget;
@@ -33,17 +34,10 @@ namespace qv {
 
 class GLWindow;
 
-// Where the surface puts its window (screen pixels) and the picture inside it: (PictureX,
-// PictureY) is the picture's bottom-left corner counted from the window's bottom-left corner.
-struct OpenGLLayout {
-  int32_t WindowLeft = 0;
-  int32_t WindowTop = 0;
-  int32_t WindowWidth = 0;
-  int32_t WindowHeight = 0;
-  int32_t PictureX = 0;
-  int32_t PictureY = 0;
-  int32_t PictureWidth = 0;
-  int32_t PictureHeight = 0;
+// Where the surface puts its window and the picture inside it: (PictureX, PictureY) is the
+// picture's bottom-left corner counted from the window's bottom-left corner. Zoom scales the
+// eye's picture to the window.
+struct OpenGLLayout : WindowLayout {
   float Zoom = 1;
   bool operator==(const OpenGLLayout&) const = default;
 };
@@ -120,7 +114,8 @@ class OpenGLSurface : public DisplaySurface {
   static void LoadDriver();
 
  private:
-  void LayOut(int32_t srcX, int32_t srcY);  // ResizeSurface, raising what it cannot lay out
+  void LayOut(int32_t srcX, int32_t srcY);
+  void Draw(double x, double y, double w, double h, double s0, double t0, double s1, double t1);  // ResizeSurface, raising what it cannot lay out
   bool CreateGLWindow(int32_t width, int32_t height, int32_t colourDepth, bool fullscreen,
                       int32_t refreshRate);
   bool InitGL();

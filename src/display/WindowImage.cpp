@@ -56,6 +56,10 @@ ConvertRow ChooseRow() {
 
 }  // namespace
 
+void ToOpaqueRow(const uint8_t* source, uint32_t* dest, int32_t width) {
+  ChooseRow()(source, dest, width);
+}
+
 void ToWindowImage(const PixelGrid& grid, QImage& image) {
   if (grid.Empty()) {
     image = QImage();

@@ -12,5 +12,7 @@ namespace qv {
 // Converts grid into image, reusing image's memory when it already has grid's size and format.
 // An empty grid gives a null image; so does a failed allocation.
 void ToWindowImage(const PixelGrid& grid, QImage& image);
+// One row of `width` 24-bit pixels (blue, green, red) as opaque 0xffRRGGBB words.
+void ToOpaqueRow(const uint8_t* source, uint32_t* dest, int32_t width);
 
 }  // namespace qv

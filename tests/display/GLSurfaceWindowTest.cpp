@@ -142,6 +142,7 @@ ScreenMode Sized(int32_t width, int32_t height) {
 
 class GLSurfaceWindowTest : public ::testing::Test {
  protected:
+  static void SetUpTestSuite() { OpenGLSurface::LoadDriver(); }  // as the player does
   void SetUp() override {
     OfferMode(1024, 768);
     OfferMode(800, 600);
