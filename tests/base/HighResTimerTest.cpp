@@ -4,7 +4,7 @@
 #include "base/Error.h"
 #include "base/HighResTimer.h"
 
-namespace qv {
+namespace qv::test {
 namespace {
 
 // A clock that returns the queued readings in turn.
@@ -44,4 +44,4 @@ TEST(HighResTimer, ElapsedIsTheLastStopMinusTheStartReadAsUnsignedHalves) {
 }
 
 }  // namespace
-}  // namespace qv
+}  // namespace qv::test

@@ -7,11 +7,11 @@
 #include "base/Numbers.h"
 #include "support/TestSupport.h"
 
-namespace qv {
+namespace qv::test {
 namespace {
 
 int32_t ErrorNumberOf(const std::function<void()>& f) {
-  return test::ErrorOf(f).Number();
+  return ErrorOf(f).Number();
 }
 
 TEST(Numbers, RoundsHalvesToEven) {
@@ -65,4 +65,4 @@ TEST(Errors, SystemErrorsKeepTheirTextAndCommonNumbers) {
 }
 
 }  // namespace
-}  // namespace qv
+}  // namespace qv::test

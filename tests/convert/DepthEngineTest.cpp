@@ -10,13 +10,9 @@
 #include "imageproc/ImageProcessor.h"
 #include "support/TestSupport.h"
 
-namespace qv {
+namespace qv::test {
 namespace {
 
-using test::Bgr;
-using test::Grey;
-using test::MakePicture;
-using test::SamePicture;
 
 // A scene of random blobs of colour (so that blocks match in one place only), seen moved `shift`
 // pixels left; with `flat` its left half is one grey, where every position matches as well.
@@ -232,4 +228,4 @@ TEST_F(DepthEngineTest, FastTrackerFollowsPansWithSignedMotionAgainstItsOwnRefer
 }
 
 }  // namespace
-}  // namespace qv
+}  // namespace qv::test

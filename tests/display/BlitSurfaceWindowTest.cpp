@@ -14,7 +14,7 @@
 #include "playback/LineCodes.h"
 #include "support/TestSupport.h"
 
-namespace qv {
+namespace qv::test {
 namespace {
 
 using namespace std::chrono_literals;
@@ -64,4 +64,4 @@ TEST_F(BlitSurfaceWindowTest, FullScreenShowsTheLineCodeAcrossTheTopOfTheScreen)
 }
 
 }  // namespace
-}  // namespace qv
+}  // namespace qv::test

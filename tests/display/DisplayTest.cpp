@@ -14,13 +14,9 @@
 #include "playback/SessionState.h"
 #include "support/TestSupport.h"
 
-namespace qv {
+namespace qv::test {
 namespace {
 
-using test::Bgr;
-using test::MakePicture;
-using test::PixelAt;
-using test::SamePicture;
 using namespace std::chrono_literals;
 
 constexpr Bgr kBlack{0, 0, 0}, kWhite{255, 255, 255}, kGreen{0, 255, 0};
@@ -85,7 +81,7 @@ class BlitSurfaceTest : public ::testing::Test {
     SetSlideShowHandlers({record('m'), record('k')});
   }
 
-  test::RecordingSink sink;
+  RecordingSink sink;
   BlitSurface surface;
   std::string calls;
 
@@ -151,7 +147,7 @@ TEST_F(BlitSurfaceTest, WindowedIntoATargetMovesItsWindowAndFitsTheTargetToTheFr
 
 TEST_F(BlitSurfaceTest, UnscaledPutsCopyTheTopLeftOfThePictureIntoThePictureRectangle) {
   ASSERT_TRUE(Open(false, 64, 48));
-  const PictureRef frame = test::PatternPicture(64, 48);
+  const PictureRef frame = PatternPicture(64, 48);
   EXPECT_TRUE(surface.PutImage(*frame, false, false));
   EXPECT_TRUE(SamePicture(*Shown(), *MakePicture(64, 98, [&](int x, int y) {
     return y < 48 ? PixelAt(*frame, x, y) : kBlack;
@@ -159,7 +155,7 @@ TEST_F(BlitSurfaceTest, UnscaledPutsCopyTheTopLeftOfThePictureIntoThePictureRect
 
   UseScreen(200, 100);
   ASSERT_TRUE(Open(true, 64, 48));  // letterboxed to 132 x 100 at x 34
-  const PictureRef big = test::PatternPicture(150, 110, 9);
+  const PictureRef big = PatternPicture(150, 110, 9);
   surface.PutImage(*big, false, true);
   EXPECT_TRUE(SamePicture(*Shown(), *MakePicture(200, 100, [&](int x, int y) {
     return x >= 34 && x < 34 + 132 ? PixelAt(*big, x - 34, y) : kBlack;
@@ -169,7 +165,7 @@ TEST_F(BlitSurfaceTest, UnscaledPutsCopyTheTopLeftOfThePictureIntoThePictureRect
 TEST_F(BlitSurfaceTest, ResizedPutsRepeatPixelsOnlyWhenEnlargingQuickly) {
   UseScreen(128, 96);
   ASSERT_TRUE(Open(true, 64, 48));
-  const PictureRef frame = test::PatternPicture(64, 48, 3);
+  const PictureRef frame = PatternPicture(64, 48, 3);
   surface.PutImage(*frame, true, true);
   EXPECT_TRUE(SamePicture(*Shown(), *MakePicture(128, 96, [&](int x, int y) {
     return PixelAt(*frame, x / 2, y / 2);
@@ -195,7 +191,7 @@ TEST_F(BlitSurfaceTest, ResizedPutsRepeatPixelsOnlyWhenEnlargingQuickly) {
 TEST_F(BlitSurfaceTest, OnlyAPermanentSurfaceShowsTheLastFrameAgainWhenRepainted) {
   for (bool permanent : {true, false}) {
     ASSERT_TRUE(Open(false, 32, 16, permanent));
-    surface.PutImage(*test::SolidPicture(32, 16, kGreen), false, false);
+    surface.PutImage(*SolidPicture(32, 16, kGreen), false, false);
     EXPECT_EQ(PixelAt(*Shown(), 5, 5), permanent ? kGreen : kBlack);
   }
 }
@@ -238,10 +234,10 @@ TEST_F(BlitSurfaceTest, LineCodesAreShownAcrossTheScreenWhileOpeningAndClosing) 
   ASSERT_TRUE(surface.OpenDisplay(true, 32, 16, true, true, start, end));
   ASSERT_TRUE(duringOpen);
   EXPECT_TRUE(SamePicture(*duringOpen, *Coded(64, 32, *start)));
-  EXPECT_TRUE(SamePicture(*Shown(), *test::SolidPicture(64, 32, kBlack)));  // cleared afterwards
+  EXPECT_TRUE(SamePicture(*Shown(), *SolidPicture(64, 32, kBlack)));  // cleared afterwards
 
   // The end code is drawn over the last frame; the surface keeps its own copy of it.
-  surface.PutImage(*test::SolidPicture(32, 16, kGreen), true, false);
+  surface.PutImage(*SolidPicture(32, 16, kGreen), true, false);
   end->ClearUp();
   QTimer::singleShot(0, [&] { duringClose = Shown(); });
   EXPECT_TRUE(surface.CloseDisplay());
@@ -275,13 +271,13 @@ TEST_F(BlitSurfaceTest, OpeningFailuresAreReportedAndGiveFalse) {
             (std::vector<std::string>{routine + "Object variable or With block variable not set",
                                       routine + "Invalid procedure call or argument"}));
   BlitSurface unopened;  // puts and closes on a surface that never opened do nothing
-  EXPECT_TRUE(unopened.PutImage(*test::PatternPicture(8, 8), true, true));
+  EXPECT_TRUE(unopened.PutImage(*PatternPicture(8, 8), true, true));
   EXPECT_TRUE(unopened.CloseDisplay());
 }
 
 TEST(WindowImage, MatchesQtsOwnConversionOfTheFlippedPicture) {
   for (const int width : {1, 2, 37, 64}) {
-    const PictureRef picture = test::PatternPicture(width, 5, width);
+    const PictureRef picture = PatternPicture(width, 5, width);
     QImage converted;
     ToWindowImage(picture->Grid(), converted);
     EXPECT_EQ(converted, QImage(picture->Bits(), width, 5, picture->BytesPerScanLine(),
@@ -324,11 +320,11 @@ class CallbackTest : public BlitSurfaceTest {
 
 TEST_F(CallbackTest, EachEventPerformsTheActionOfItsOwnCode) {
   RecordSlideShow();
-  EXPECT_EQ(SendAll(0, 0, 0), "0");
-  EXPECT_EQ(SendAll(1, 0, 0), "1");
-  EXPECT_EQ(SendAll(1, 1, 1), "3");
-  EXPECT_EQ(SendAll(0, 2, 0), "0 stop");
-  EXPECT_EQ(SendAll(2, 0, 2), "0 stop");  // the playback session's codes
+  // Codes (click, focus loss, key) 1 close, 2 stop (the playback session's), 3 the slide show.
+  for (const auto& [click, lost, key, result] :
+       {std::tuple{0, 0, 0, "0"}, {1, 0, 0, "1"}, {1, 1, 1, "3"}, {0, 2, 0, "0 stop"}, {2, 0, 2, "0 stop"}}) {
+    EXPECT_EQ(SendAll(int16_t(click), int16_t(lost), int16_t(key)), result) << click << lost << key;
+  }
   stopped = false;
   OnLost(recorder);  // focus loss alone does nothing there
   EXPECT_FALSE(stopped);
@@ -346,4 +342,4 @@ TEST_F(CallbackTest, EachEventPerformsTheActionOfItsOwnCode) {
 }
 
 }  // namespace
-}  // namespace qv
+}  // namespace qv::test

@@ -25,7 +25,7 @@
 #include "stereo/AnaglyphMerge.h"
 #include "support/TestSupport.h"
 
-namespace qv {
+namespace qv::test {
 namespace {
 
 constexpr int32_t kMaxInt = std::numeric_limits<int32_t>::max();
@@ -89,13 +89,15 @@ struct Kernel {
   std::function<Outcome(const Shape&, int variant, std::mt19937& random)> run;
 };
 
-Outcome AnaglyphRows(AnaglyphKind kind, const Shape& s, std::mt19937& random) {
+// Variants: grey, colour, yellow.
+Outcome AnaglyphRows(const Shape& s, int variant, std::mt19937& random) {
+  const AnaglyphKind kinds[] = {AnaglyphKind::Gray, AnaglyphKind::Colour, AnaglyphKind::Yellow};
   // The right view is narrower: the rest of each row comes from the left view alone.
   const int32_t both = s.width - s.width / 4;
   const PaddedGrid left(s.width, s.height, s.padding, random);
   const PaddedGrid right(both, s.height, s.padding + 5, random);
   PaddedGrid out(s.width, s.height, s.padding, random);
-  const AnaglyphRow row = FastAnaglyphRow(kind);
+  const AnaglyphRow row = FastAnaglyphRow(kinds[variant]);
   for (int32_t y = 0; y < s.height; ++y) {
     row(out.grid.MemoryRow(y), left.grid.MemoryRow(y), right.grid.MemoryRow(y), both, s.width - both);
   }
@@ -185,7 +187,7 @@ Outcome GreyLevels(const Shape& s, int variant, std::mt19937& random) {
     }
   }
   ImageProcessor process;
-  const AppError error = test::ErrorOf([&] { process.GrayScale(*picture, divisor); });
+  const AppError error = ErrorOf([&] { process.GrayScale(*picture, divisor); });
   Outcome outcome = WholePicture(*picture);
   outcome.error = error.Number();
   return outcome;
@@ -259,7 +261,7 @@ Outcome Correlation(const Shape& s, int variant, std::mt19937& random) {
   int32_t count = variant == 1 ? kMaxInt - 3 * s.width * s.height * 40 : -7;
   ImageProcessor process;
   Outcome outcome;
-  outcome.error = test::ErrorOf([&] { process.Correlate(*picture, values, count); }).Number();
+  outcome.error = ErrorOf([&] { process.Correlate(*picture, values, count); }).Number();
   outcome.number = count;
   // Where the sum passes the limit, Correlate walks it again the plain way: the row sums are
   // compared as well, so that a fast sum too large cannot hide behind that walk.
@@ -275,9 +277,7 @@ Outcome Correlation(const Shape& s, int variant, std::mt19937& random) {
 
 const std::vector<Kernel>& Kernels() {
   static const std::vector<Kernel> kernels = {
-      {"anaglyph rows (grey)", 1, [](const Shape& s, int, std::mt19937& r) { return AnaglyphRows(AnaglyphKind::Gray, s, r); }},
-      {"anaglyph rows (colour)", 1, [](const Shape& s, int, std::mt19937& r) { return AnaglyphRows(AnaglyphKind::Colour, s, r); }},
-      {"anaglyph rows (yellow)", 1, [](const Shape& s, int, std::mt19937& r) { return AnaglyphRows(AnaglyphKind::Yellow, s, r); }},
+      {"anaglyph rows", 3, AnaglyphRows},
       {"row gather", 3, GatheredRows},
       {"nearest-pixel stretch", 16, NearestStretch},
       {"GrayScale", 6, GreyLevels},
@@ -338,4 +338,4 @@ TEST(KernelVersions, PlainKernelsHidesEveryFeatureUntilTheOutermostEnds) {
 }
 
 }  // namespace
-}  // namespace qv
+}  // namespace qv::test

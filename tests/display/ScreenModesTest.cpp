@@ -10,7 +10,7 @@
 #include "display/StereoTagWriter.h"
 #include "support/TestSupport.h"
 
-namespace qv {
+namespace qv::test {
 namespace {
 
 // A display that offers a fixed list of modes and records the changes asked of it as
@@ -45,7 +45,7 @@ class ScreenModesTest : public ::testing::Test {
     fake.modes = {{32, 1280, 1024, 60, 0}, {32, 1024, 768, 85, 0}, {32, 1024, 768, 60, 0},
                   {16, 1024, 768, 60, 0},  {32, 800, 600, 75, 0}};
   }
-  test::RecordingSink sink;
+  RecordingSink sink;
   FakeModes fake;
 };
 
@@ -96,25 +96,19 @@ TEST_F(ScreenModesTest, SetScreenModeAsksForSizeDepthAndRateAndPutsTheOldModeBac
   EXPECT_EQ(fake.changes, "1280x1024@32/75:5c0000 ");
 }
 
-TEST_F(ScreenModesTest, ARefusedModeIsToldAndLeavesNothingToPutBack) {
-  ScreenModes modes(fake);
-  fake.refuse = true;
+TEST_F(ScreenModesTest, TheGuardPutsBackTheFirstModeOfEverySurfaceNotClosedOrRefused) {
+  FakeModes other, refusing;
+  other.modes = refusing.modes = fake.modes;
+  other.current = {32, 1024, 768, 60, 0};
+  refusing.refuse = true;
+  ScreenModes first(fake), second(other), closed(fake), refused(refusing);
   int32_t rate = 100;
-  EXPECT_FALSE(modes.SetScreenMode(1600, 1200, 32, true, rate));
+  EXPECT_FALSE(refused.SetScreenMode(1600, 1200, 32, true, rate));
   ASSERT_EQ(sink.Texts(), std::vector<std::string>{kModeRefused});
   EXPECT_EQ(sink.messages[0].style, msg::kOkOnly);
-  EXPECT_FALSE(modes.Changed());
-  fake.changes.clear();
-  ModeRestoreGuard::RestoreAll();
-  EXPECT_EQ(fake.changes, "");
-}
-
-TEST_F(ScreenModesTest, TheGuardPutsBackTheFirstModeOfEverySurfaceNotClosed) {
-  FakeModes other;
-  other.modes = fake.modes;
-  other.current = {32, 1024, 768, 60, 0};
-  ScreenModes first(fake), second(other), closed(fake);
-  int32_t rate = -1;
+  EXPECT_FALSE(refused.Changed());
+  refusing.changes.clear();
+  rate = -1;
   first.SetScreenMode(1024, 768, 32, true, rate);
   first.SetScreenMode(800, 600, 32, true, rate);
   second.SetScreenMode(800, 600, 32, true, rate);
@@ -125,6 +119,7 @@ TEST_F(ScreenModesTest, TheGuardPutsBackTheFirstModeOfEverySurfaceNotClosed) {
   ModeRestoreGuard::RestoreAll();
   EXPECT_EQ(fake.changes, "1280x1024@32/60:5c0000 ");
   EXPECT_EQ(other.changes, "1024x768@32/60:5c0000 ");
+  EXPECT_EQ(refusing.changes, "");
   fake.changes.clear();
   ModeRestoreGuard::RestoreAll();  // nothing is put back twice
   EXPECT_EQ(fake.changes, "");
@@ -151,13 +146,13 @@ TEST(OpenGLLayoutTest, WindowedCentresTheEyeFullScreenLetterboxesItIntoTheMode) 
         << c.name;
   }
   // A picture of 1 pixel has no eye in stereo; one of 0 pixels none at all.
-  EXPECT_EQ(test::ErrorOf([] { LayOutOpenGL(false, true, 1, 1, 1024, 768, 1024, 768); }).Number(),
+  EXPECT_EQ(ErrorOf([] { LayOutOpenGL(false, true, 1, 1, 1024, 768, 1024, 768); }).Number(),
             err::kDivisionByZero);
-  EXPECT_EQ(test::ErrorOf([] { LayOutOpenGL(true, false, 0, 0, 1024, 768, 1024, 768); }).Number(),
+  EXPECT_EQ(ErrorOf([] { LayOutOpenGL(true, false, 0, 0, 1024, 768, 1024, 768); }).Number(),
             err::kDivisionByZero);
-  EXPECT_EQ(test::ErrorOf([] { LayOutOpenGL(true, false, 640, 480, 1024, 768, 0, 0); }).Number(),
+  EXPECT_EQ(ErrorOf([] { LayOutOpenGL(true, false, 640, 480, 1024, 768, 0, 0); }).Number(),
             err::kDivisionByZero);
-  EXPECT_EQ(test::ErrorOf([] { LayOutOpenGL(false, false, -2, 480, 1024, 768, 0, 0); }).Number(),
+  EXPECT_EQ(ErrorOf([] { LayOutOpenGL(false, false, -2, 480, 1024, 768, 0, 0); }).Number(),
             err::kInvalidArgument);
 }
 
@@ -178,4 +173,4 @@ TEST(StereoTagTest, TheTagFillsTheStartOfTheLastRowAndNothingElse) {
 }
 
 }  // namespace
-}  // namespace qv
+}  // namespace qv::test

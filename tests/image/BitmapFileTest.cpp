@@ -6,7 +6,7 @@
 #include "image/BitmapFile.h"
 #include "support/TestSupport.h"
 
-namespace qv {
+namespace qv::test {
 namespace {
 
 // A packed DIB: the 40-byte header followed by the pixel bytes.
@@ -27,13 +27,13 @@ std::vector<uint8_t> Packed(int32_t width, int32_t height, uint16_t bits, uint32
 
 // The BMP file of a picture, as SavePicture writes it.
 std::string Bmp(const Picture& picture) {
-  test::TempDir dir;
+  TempDir dir;
   picture.SavePicture(dir.File("p.bmp"));
-  return test::ReadFile(dir.File("p.bmp"));
+  return ReadFile(dir.File("p.bmp"));
 }
 
 TEST(PackedDib, BecomesAPictureByteForByteOrIsRefusedWhenEmptyOrInconsistent) {
-  test::RecordingSink sink;
+  RecordingSink sink;
   std::vector<uint8_t> pixels(16);
   for (int i = 0; i < 16; ++i) pixels[i] = static_cast<uint8_t>(10 + i);
   BitmapFile dib;
@@ -42,7 +42,7 @@ TEST(PackedDib, BecomesAPictureByteForByteOrIsRefusedWhenEmptyOrInconsistent) {
   EXPECT_EQ(made.Width(), 2);
   EXPECT_TRUE(std::equal(pixels.begin(), pixels.end(), made.Bits()));
 
-  auto section = test::SolidPicture(3, 3, {9, 9, 9});
+  auto section = SolidPicture(3, 3, {9, 9, 9});
   EXPECT_FALSE(dib.CreateDIBSectionFromPackedDIBPointer(Packed(2, 2, 24, 0, {}).data(), *section));
   EXPECT_EQ(section->Width(), 3);  // left as it was
   EXPECT_TRUE(sink.messages.empty());
@@ -62,7 +62,7 @@ TEST(PackedDib, BecomesAPictureByteForByteOrIsRefusedWhenEmptyOrInconsistent) {
 }
 
 TEST(PackedDib, CopiesSwapsAndDeinterleaves) {
-  test::RecordingSink sink;
+  RecordingSink sink;
   BitmapFile dib;
   EXPECT_FALSE(dib.CreateFromPackedDIBPointer(Packed(2, 2, 8, 4, {1, 2, 3, 4}).data(), false));
   EXPECT_EQ(sink.Texts(), std::vector<std::string>{"Error! DIB was less than 16 colors."});
@@ -84,8 +84,8 @@ TEST(PackedDib, CopiesSwapsAndDeinterleaves) {
 }
 
 TEST(BmpFile, RoundTripsThroughSavePictureAndWriteToFile) {
-  test::TempDir dir;
-  auto picture = test::PatternPicture(5, 3);
+  TempDir dir;
+  auto picture = PatternPicture(5, 3);
   ASSERT_TRUE(picture->SavePicture(dir.File("a.bmp")));
   BitmapFile dib;
   ASSERT_TRUE(dib.CreateFromFile(dir.File("a.bmp")));
@@ -94,9 +94,9 @@ TEST(BmpFile, RoundTripsThroughSavePictureAndWriteToFile) {
   Picture copy;
   ASSERT_TRUE(copy.Create(5, 3));
   dib.CopyToSection(copy);
-  EXPECT_TRUE(test::SamePicture(copy, *picture));
+  EXPECT_TRUE(SamePicture(copy, *picture));
   ASSERT_TRUE(dib.WriteToFile(dir.File("b.bmp")));
-  EXPECT_EQ(test::ReadFile(dir.File("b.bmp")), Bmp(*picture));
+  EXPECT_EQ(ReadFile(dir.File("b.bmp")), Bmp(*picture));
 
   Picture small;
   ASSERT_TRUE(small.Create(2, 2));
@@ -105,19 +105,19 @@ TEST(BmpFile, RoundTripsThroughSavePictureAndWriteToFile) {
   BitmapFile fromSection;
   fromSection.CreateFromSection(*picture);
   ASSERT_TRUE(fromSection.WriteToFile(dir.File("c.bmp")));
-  EXPECT_EQ(test::ReadFile(dir.File("c.bmp")), Bmp(*picture));
+  EXPECT_EQ(ReadFile(dir.File("c.bmp")), Bmp(*picture));
 }
 
 TEST(BmpFile, ReportsMissingForeignAndDamagedFiles) {
-  test::TempDir dir;
-  test::RecordingSink sink;
+  TempDir dir;
+  RecordingSink sink;
   BitmapFile dib;
   EXPECT_FALSE(dib.CreateFromFile(dir.File("none.bmp")));
   ASSERT_EQ(sink.messages.size(), 1u);
   EXPECT_EQ(std::tuple(sink.messages[0].text, sink.messages[0].style, sink.messages[0].title),
             std::tuple("File does not exist:\n" + dir.File("none.bmp"), msg::kCritical, "Quorvex"));
 
-  const std::string good = Bmp(*test::PatternPicture(5, 3));
+  const std::string good = Bmp(*PatternPicture(5, 3));
   std::string huge = good, offset = good;
   huge.replace(34, 4, 4, '\xFF');  // a huge claimed picture
   offset[10] = 3;                  // the pixels inside the file header
@@ -132,7 +132,7 @@ TEST(BmpFile, ReportsMissingForeignAndDamagedFiles) {
   for (size_t i = 0; i < std::size(cases); ++i) {
     SCOPED_TRACE("case " + std::to_string(i));
     const std::string file = dir.File(std::to_string(i) + ".bmp");
-    test::WriteFile(file, cases[i].first);
+    WriteFile(file, cases[i].first);
     sink.messages.clear();
     EXPECT_FALSE(dib.CreateFromFile(file));
     ASSERT_EQ(sink.messages.size(), 1u);
@@ -156,4 +156,4 @@ TEST(BmpFile, PicarrayBecomesAPaddedBitmapOfTheLowBytes) {
 }
 
 }  // namespace
-}  // namespace qv
+}  // namespace qv::test

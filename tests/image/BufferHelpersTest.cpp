@@ -5,39 +5,39 @@
 #include "image/BufferHelpers.h"
 #include "support/TestSupport.h"
 
-namespace qv {
+namespace qv::test {
 namespace {
 
 TEST(BufferHelpers, CopyDibEmptiesTheOldPictureOnlyWhenAsked) {
-  auto source = test::PatternPicture(5, 4);
-  PictureRef destination = test::SolidPicture(2, 2, {1, 2, 3});
+  auto source = PatternPicture(5, 4);
+  PictureRef destination = SolidPicture(2, 2, {1, 2, 3});
   PictureRef otherHolder = destination;
   CopyDIB(source, destination, false);
-  EXPECT_TRUE(test::SamePicture(*destination, *source));
+  EXPECT_TRUE(SamePicture(*destination, *source));
   EXPECT_EQ(otherHolder->Width(), 2);  // intact for its other holders
   EXPECT_NE(otherHolder->Bits(), nullptr);
 
   PictureRef second = otherHolder;
   CopyDIB(source, second, true);
   EXPECT_EQ(otherHolder->Bits(), nullptr);  // emptied for every holder
-  EXPECT_TRUE(test::SamePicture(*second, *source));
+  EXPECT_TRUE(SamePicture(*second, *source));
 
   PictureRef none;
   EXPECT_THROW(CopyDIB(none, destination, false), AppError);
 }
 
 TEST(BufferHelpers, CropAndResampleReplaceTheReference) {
-  auto source = test::PatternPicture(6, 6);
+  auto source = PatternPicture(6, 6);
   PictureRef destination;
   CropDIB(source, destination, 2, 3, 1, 1, true);
   ASSERT_TRUE(destination);
-  EXPECT_TRUE(test::SamePicture(*destination, *source->Crop(2, 3, 1, 1)));
+  EXPECT_TRUE(SamePicture(*destination, *source->Crop(2, 3, 1, 1)));
 
-  PictureRef tiny = test::SolidPicture(1, 1, {1, 1, 1});
+  PictureRef tiny = SolidPicture(1, 1, {1, 1, 1});
   CropDIB(tiny, destination, 1, 1, 0, 0, false);
   EXPECT_EQ(destination, nullptr);
 
-  PictureRef buffer = test::PatternPicture(4, 4);
+  PictureRef buffer = PatternPicture(4, 4);
   PictureRef holder = buffer;
   ResampleDIB(buffer, 8, 8, false);
   EXPECT_EQ(buffer->Width(), 8);
@@ -58,4 +58,4 @@ TEST(BufferHelpers, DeinterleaveRowsSortsEvenRowsBeforeOddRows) {
 }
 
 }  // namespace
-}  // namespace qv
+}  // namespace qv::test

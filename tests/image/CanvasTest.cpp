@@ -5,17 +5,13 @@
 #include "image/Canvas.h"
 #include "support/TestSupport.h"
 
-namespace qv {
+namespace qv::test {
 namespace {
 
-using test::Bgr;
-using test::MakePicture;
-using test::PixelAt;
-using test::SamePicture;
 
 TEST(Blit, CopiesInDeviceCoordinatesAndClipsToBothPictures) {
-  auto src = test::PatternPicture(6, 5);
-  auto dst = test::SolidPicture(4, 4, {1, 1, 1});
+  auto src = PatternPicture(6, 5);
+  auto dst = SolidPicture(4, 4, {1, 1, 1});
   // Source rectangle hanging off the left and top of the source, destination off the right.
   ASSERT_TRUE(Blit(dst->DrawingCanvas(), 1, 1, 5, 5, src->DrawingCanvas(), -1, -2, SRCCOPY));
   EXPECT_TRUE(SamePicture(*dst, *MakePicture(4, 4, [&](int x, int y) {
@@ -28,12 +24,12 @@ TEST(Blit, CopiesInDeviceCoordinatesAndClipsToBothPictures) {
 }
 
 TEST(Blit, RasterOperationsCombineBytes) {
-  auto src = test::SolidPicture(3, 3, {0x0F, 0xF0, 0x00});
-  auto dst = test::SolidPicture(3, 3, {0x30, 0x03, 0x55});
+  auto src = SolidPicture(3, 3, {0x0F, 0xF0, 0x00});
+  auto dst = SolidPicture(3, 3, {0x30, 0x03, 0x55});
   ASSERT_TRUE(Blit(dst->DrawingCanvas(), 0, 0, 3, 3, src->DrawingCanvas(), 0, 0, SRCPAINT));
-  EXPECT_TRUE(SamePicture(*dst, *test::SolidPicture(3, 3, {0x3F, 0xF3, 0x55})));
+  EXPECT_TRUE(SamePicture(*dst, *SolidPicture(3, 3, {0x3F, 0xF3, 0x55})));
   ASSERT_TRUE(Blit(dst->DrawingCanvas(), 0, 0, 3, 3, src->DrawingCanvas(), 0, 0, SRCAND));
-  EXPECT_TRUE(SamePicture(*dst, *test::SolidPicture(3, 3, {0x0F, 0xF0, 0x00})));
+  EXPECT_TRUE(SamePicture(*dst, *SolidPicture(3, 3, {0x0F, 0xF0, 0x00})));
 }
 
 TEST(Blit, OverlappingCopyWithinOnePictureReadsEveryRowBeforeOverwritingIt) {
@@ -51,7 +47,7 @@ TEST(Blit, OverlappingCopyWithinOnePictureReadsEveryRowBeforeOverwritingIt) {
 // A width x height picture of `fill` with all of `src` stretched into (x, y, w, h) in `mode`.
 PictureRef Stretched(const PictureRef& src, int mode, int32_t width, int32_t height, Bgr fill = {},
                  int32_t x = 0, int32_t y = 0, int32_t w = -1, int32_t h = -1) {
-  auto out = test::SolidPicture(width, height, fill);
+  auto out = SolidPicture(width, height, fill);
   out->DrawingCanvas()->SetStretchMode(mode);
   EXPECT_TRUE(Stretch(out->DrawingCanvas(), x, y, w < 0 ? width : w, h < 0 ? height : h, src->DrawingCanvas(), 0, 0,
                          src->Width(), src->Height(), SRCCOPY));
@@ -59,7 +55,7 @@ PictureRef Stretched(const PictureRef& src, int mode, int32_t width, int32_t hei
 }
 
 TEST(Stretch, ColorOnColorRepeatsAndDropsWholePixels) {
-  auto src = test::PatternPicture(3, 2);
+  auto src = PatternPicture(3, 2);
   auto big = Stretched(src, COLORONCOLOR, 9, 4);
   EXPECT_TRUE(SamePicture(
       *big, *MakePicture(9, 4, [&](int x, int y) { return PixelAt(*src, x / 3, y / 2); })));
@@ -74,13 +70,13 @@ TEST(Stretch, ColorOnColorRepeatsAndDropsWholePixels) {
 
 TEST(Stretch, HalftoneSmoothsButKeepsFlatAreasFlat) {
   const Bgr flat{40, 80, 120};
-  EXPECT_TRUE(SamePicture(*Stretched(test::SolidPicture(7, 5, flat), HALFTONE, 3, 11),
-                          *test::SolidPicture(3, 11, flat)));
-  auto checker = MakePicture(4, 4, [](int x, int y) { return test::Grey((x + y) % 2 ? 200 : 0); });
+  EXPECT_TRUE(SamePicture(*Stretched(SolidPicture(7, 5, flat), HALFTONE, 3, 11),
+                          *SolidPicture(3, 11, flat)));
+  auto checker = MakePicture(4, 4, [](int x, int y) { return Grey((x + y) % 2 ? 200 : 0); });
   EXPECT_TRUE(
-      SamePicture(*Stretched(checker, HALFTONE, 2, 2), *test::SolidPicture(2, 2, test::Grey(100))));
+      SamePicture(*Stretched(checker, HALFTONE, 2, 2), *SolidPicture(2, 2, Grey(100))));
 
-  auto edge = test::Columns({test::Grey(0), test::Grey(200)});
+  auto edge = Columns({Grey(0), Grey(200)});
   auto wide = Stretched(edge, HALFTONE, 8, 1);
   int between = 0;
   for (int x = 1; x < 8; ++x) {
@@ -91,12 +87,12 @@ TEST(Stretch, HalftoneSmoothsButKeepsFlatAreasFlat) {
 }
 
 TEST(Stretch, RefusesMirroringAndMissingContexts) {
-  auto a = test::PatternPicture(4, 4);
-  auto b = test::PatternPicture(4, 4);
+  auto a = PatternPicture(4, 4);
+  auto b = PatternPicture(4, 4);
   EXPECT_FALSE(Stretch(b->DrawingCanvas(), 0, 0, -4, 4, a->DrawingCanvas(), 0, 0, 4, 4, SRCCOPY));
   EXPECT_FALSE(Stretch(b->DrawingCanvas(), 0, 0, 4, 4, nullptr, 0, 0, 4, 4, SRCCOPY));
   EXPECT_EQ(b->DrawingCanvas()->SetStretchMode(9), 0);
 }
 
 }  // namespace
-}  // namespace qv
+}  // namespace qv::test

@@ -9,13 +9,9 @@
 #include "image/Picture.h"
 #include "support/TestSupport.h"
 
-namespace qv {
+namespace qv::test {
 namespace {
 
-using test::Bgr;
-using test::MakePicture;
-using test::PixelAt;
-using test::SamePicture;
 
 TEST(Picture, NewPicturesAreBlackWithRowsPaddedToFourBytes) {
   const int32_t strides[] = {4, 8, 12, 12, 16, 20, 24, 24};
@@ -46,18 +42,18 @@ TEST(Picture, RefusedSizesAndClearUpLeaveAnEmptyPictureThatEveryMemberTolerates)
 }
 
 TEST(Picture, SavePictureWritesAByteExactFileOrRaisesError17) {
-  test::TempDir dir;
-  auto p = test::PatternPicture(3, 2);
+  TempDir dir;
+  auto p = PatternPicture(3, 2);
   ASSERT_TRUE(p->SavePicture(dir.File("small.bmp")));
   // File header (type, size 78, reserved, pixels at 54), then the 40-byte info header: 3 x 2, one
   // plane, 24 bits, no compression, 24 image bytes; then two rows of 9 bytes and 3 padding.
   const uint8_t header[54] = {'B', 'M', 78, 0, 0, 0, 0, 0, 0, 0, 54, 0, 0, 0, 40, 0, 0, 0,
                               3,   0,   0,  0, 2, 0, 0, 0, 1, 0, 24, 0, 0, 0, 0,  0, 24};
   const auto* bits = reinterpret_cast<const char*>(p->Bits());
-  EXPECT_EQ(test::ReadFile(dir.File("small.bmp")),
+  EXPECT_EQ(ReadFile(dir.File("small.bmp")),
             std::string(header, header + 54) + std::string(bits, bits + 24));
 
-  const AppError e = test::ErrorOf([&] { p->SavePicture(dir.File("missing/folder.bmp")); });
+  const AppError e = ErrorOf([&] { p->SavePicture(dir.File("missing/folder.bmp")); });
   EXPECT_EQ(std::tuple(e.Number(), e.Source(), e.Description()),
             std::tuple(17, "quorvex.cDIBSection256", "No such file or directory"));
 }
@@ -77,20 +73,12 @@ TEST(Picture, CropTakesDeviceCoordinatesAndLeavesOutsidePartsBlack) {
     return (x < 2 && y < 2) ? Bgr{uint8_t(x + 2), uint8_t(y + 1), 9} : Bgr{0, 0, 0};
   })));
 
-  EXPECT_TRUE(!test::SolidPicture(1, 5, {1, 1, 1})->Crop(1, 1, 0, 0) && !p->Crop(0, 3, 0, 0));
-}
-
-TEST(Picture, CopyOfAndCanvasSizeMakeNewPictures) {
-  auto p = test::PatternPicture(7, 5);
-  auto copy = p->CopyOf();
-  ASSERT_TRUE(copy);
-  EXPECT_NE(copy->Bits(), p->Bits());
-  EXPECT_TRUE(SamePicture(*copy, *p));
-  EXPECT_TRUE(SamePicture(*p->CanvasSize(2, 9), *test::SolidPicture(9, 2, {0, 0, 0})));
+  EXPECT_TRUE(!SolidPicture(1, 5, {1, 1, 1})->Crop(1, 1, 0, 0) && !p->Crop(0, 3, 0, 0));
+  EXPECT_TRUE(SamePicture(*p->CanvasSize(2, 9), *SolidPicture(9, 2, {0, 0, 0})));
 }
 
 TEST(Picture, ResampleWithoutInterpolationRepeatsOrDropsPixels) {
-  auto p = test::PatternPicture(8, 8);
+  auto p = PatternPicture(8, 8);
   EXPECT_TRUE(SamePicture(*p->Resample(8, 8), *p));
   auto doubled = MakePicture(16, 16, [&](int x, int y) { return PixelAt(*p, x / 2, y / 2); });
   EXPECT_TRUE(SamePicture(*p->Resample(16, 16), *doubled));
@@ -110,15 +98,15 @@ TEST(Picture, ResampleWithInterpolation) {
                           *MakePicture(3, 3, ramp(30))));
 
   // A source one pixel wide falls back to the nearest pixel.
-  auto column = test::PatternPicture(1, 6);
+  auto column = PatternPicture(1, 6);
   EXPECT_TRUE(SamePicture(*column->Resample(3, 1, true), *column->Resample(3, 1, false)));
 
   // Box average above a scale of 2: the divisor counts positions outside the sampled area, so
   // the borders of a flat picture darken while its middle stays.
-  auto box = test::SolidPicture(20, 20, {100, 100, 100})->Resample(4, 4, true);
+  auto box = SolidPicture(20, 20, {100, 100, 100})->Resample(4, 4, true);
   // Bottom left: 4 of 25 positions sampled.
   EXPECT_EQ(std::pair(PixelAt(*box, 0, 3), PixelAt(*box, 2, 1)),
-            std::pair(test::Grey(16), test::Grey(100)));
+            std::pair(Grey(16), Grey(100)));
 }
 
 TEST(Picture, RandomiseBitsFollowsTheChannelRulesAndKeepsPadding) {
@@ -154,10 +142,10 @@ class RecordingClipboard : public ClipboardHook {
 };
 
 TEST(Picture, CopyToClipboardPutsABitmapButNoDib) {
-  test::RecordingSink sink;
+  RecordingSink sink;
   RecordingClipboard clipboard;
   SetClipboardHook(&clipboard);
-  auto p = test::SolidPicture(3, 2, {7, 8, 9});
+  auto p = SolidPicture(3, 2, {7, 8, 9});
   EXPECT_FALSE(p->CopyToClipboard(true));
   EXPECT_TRUE(p->CopyToClipboard(false));
   EXPECT_EQ(clipboard.calls, std::vector<std::string>{"3x2 7"});  // the bitmap only
@@ -178,7 +166,7 @@ TEST(Picture, CreateFromPictureConvertsTopDownPixelsTo24Bit) {
 }
 
 TEST(DIBSectionView, IsTheCropUntilEitherPictureIsWritten) {
-  auto frame = test::PatternPicture(9, 6);
+  auto frame = PatternPicture(9, 6);
   const auto crop = frame->Crop(4, 5, 3, 1);
   auto view = frame->CropView(4, 5, 3, 1);
   ASSERT_TRUE(view);
@@ -202,7 +190,7 @@ TEST(DIBSectionView, IsTheCropUntilEitherPictureIsWritten) {
   EXPECT_NE(PixelAt(*view, 0, 3).b, PixelAt(*crop, 0, 3).b);
 
   // The memory outlives the picture the views were cut from.
-  auto source = test::PatternPicture(6, 6, 5);
+  auto source = PatternPicture(6, 6, 5);
   auto expected = source->Crop(3, 3, 0, 0);
   auto late = source->CropView(3, 3, 0, 0);
   source->ClearUp();
@@ -210,7 +198,7 @@ TEST(DIBSectionView, IsTheCropUntilEitherPictureIsWritten) {
 }
 
 TEST(DIBSectionView, OverwritingNeedsNoCopyAndPartlyOutsideRectanglesAreCut) {
-  auto frame = test::PatternPicture(8, 4);
+  auto frame = PatternPicture(8, 4);
   auto view = frame->CropView(4, 4, 4, 0);
   const auto expected = frame->Crop(4, 4, 4, 0);
   uint8_t* fresh = frame->BitsForOverwrite();
@@ -223,20 +211,20 @@ TEST(DIBSectionView, OverwritingNeedsNoCopyAndPartlyOutsideRectanglesAreCut) {
   EXPECT_FALSE(outside->SharesMemory());
   EXPECT_TRUE(SamePicture(*outside, *frame->Crop(4, 4, 6, 0)));
   EXPECT_EQ(frame->CropView(1, 1, 0, 0)->Width(), 1);
-  EXPECT_EQ(test::SolidPicture(1, 3, {})->CropView(1, 1, 0, 0), nullptr);
+  EXPECT_EQ(SolidPicture(1, 3, {})->CropView(1, 1, 0, 0), nullptr);
 
   // Saving and resampling a view read it as the picture it stands for.
-  test::TempDir dir;
+  TempDir dir;
   auto inner = frame->CropView(2, 3, 1, 1);
   const auto innerCopy = inner->CopyOf();
   EXPECT_TRUE(SamePicture(*inner->Resample(4, 6), *innerCopy->Resample(4, 6)));
   ASSERT_TRUE(inner->SavePicture(dir.File("v.bmp")));
   ASSERT_TRUE(innerCopy->SavePicture(dir.File("c.bmp")));
-  EXPECT_EQ(test::ReadFile(dir.File("v.bmp")), test::ReadFile(dir.File("c.bmp")));
+  EXPECT_EQ(ReadFile(dir.File("v.bmp")), ReadFile(dir.File("c.bmp")));
 }
 
 TEST(DIBSectionView, HalvesOfOneFrameJoinBackWithoutCopying) {
-  auto frame = test::PatternPicture(10, 4);
+  auto frame = PatternPicture(10, 4);
   auto left = frame->CropView(4, 5, 0, 0);
   auto right = frame->CropView(4, 5, 5, 0);
   auto joined = Picture::JoinedView(*left, *right);
@@ -248,4 +236,4 @@ TEST(DIBSectionView, HalvesOfOneFrameJoinBackWithoutCopying) {
 }
 
 }  // namespace
-}  // namespace qv
+}  // namespace qv::test

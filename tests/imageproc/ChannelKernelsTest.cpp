@@ -8,34 +8,25 @@
 #include "imageproc/Hls.h"
 #include "support/TestSupport.h"
 
-namespace qv {
+namespace qv::test {
 namespace {
 
-using test::Bgr;
-using test::Columns;
-using test::Grey;
-using test::MakePicture;
-using test::SamePicture;
-using test::SolidPicture;
 
-class ChannelKernels : public ::testing::Test {
- protected:
-  ImageProcessor process;
-};
+using ChannelKernels = With<ImageProcessor>;
 
 TEST_F(ChannelKernels, ColourMaskMultipliesEachChannelWithWrapAround) {
   auto picture = SolidPicture(3, 2, {255, 255, 255});
-  process.ColourMask(*picture, 0, 0, 1);
+  p.ColourMask(*picture, 0, 0, 1);
   EXPECT_TRUE(SamePicture(*picture, *SolidPicture(3, 2, {0, 0, 255})));
   picture = SolidPicture(3, 2, {200, 200, 200});
-  process.ColourMask(*picture, 2, 2, 2);  // 400 keeps its low 8 bits
+  p.ColourMask(*picture, 2, 2, 2);  // 400 keeps its low 8 bits
   EXPECT_TRUE(SamePicture(*picture, *SolidPicture(3, 2, {144, 144, 144})));
 }
 
 TEST_F(ChannelKernels, GrayScaleRoundsHalvesToEvenAndStopsAtTheFirstOverflow) {
   // (0, 0, 1) -> 0, (1, 1, 0) -> 1, (0, 1, 2) -> 1, sum 8 -> 3, sum 7 -> 2.
   auto picture = Columns({{0, 0, 1}, {1, 1, 0}, {0, 1, 2}, {2, 3, 3}, {2, 2, 3}});
-  process.GrayScale(*picture, 3);
+  p.GrayScale(*picture, 3);
   EXPECT_TRUE(SamePicture(*picture, *Columns({Grey(0), Grey(1), Grey(1), Grey(3), Grey(2)})));
 
   // Divisor 2: a sum of 510 gives 255, 511 rounds to 256 and fails. The walk goes column by column,
@@ -45,47 +36,47 @@ TEST_F(ChannelKernels, GrayScaleRoundsHalvesToEvenAndStopsAtTheFirstOverflow) {
     return Bgr{255, 255, uint8_t((x == 1 && y == 0) || (x == 2 && y == 1) ? 1 : 0)};  // sum 511
   };
   picture = MakePicture(3, 2, failing);
-  EXPECT_THROW(process.GrayScale(*picture, 2), AppError);
+  EXPECT_THROW(p.GrayScale(*picture, 2), AppError);
   EXPECT_TRUE(SamePicture(*picture, *MakePicture(3, 2, [&](int x, int y) {
     return x == 0 || (x == 1 && y == 1) ? Grey(255) : failing(x, y);
   })));
 
   // Divisor 1 on (100, 100, 100) fails at once; a divisor of 0 gives no number at all.
   picture = SolidPicture(2, 2, Grey(100));
-  EXPECT_THROW(process.GrayScale(*picture, 1), AppError);
-  EXPECT_THROW(process.GrayScale(*picture, 0), AppError);
+  EXPECT_THROW(p.GrayScale(*picture, 1), AppError);
+  EXPECT_THROW(p.GrayScale(*picture, 0), AppError);
   EXPECT_TRUE(SamePicture(*picture, *SolidPicture(2, 2, Grey(100))));
   // A negative divisor: black stays black.
   picture = SolidPicture(2, 2, {});
-  process.GrayScale(*picture, -3);
+  p.GrayScale(*picture, -3);
   EXPECT_TRUE(SamePicture(*picture, *SolidPicture(2, 2, {})));
 }
 
 TEST_F(ChannelKernels, GrayScaleStandWeighsTheChannels) {
   auto picture = Columns({{0, 255, 0}, {0, 0, 255}, {255, 0, 0}, {255, 255, 255}});
-  process.GrayScaleStand(*picture);
+  p.GrayScaleStand(*picture);
   EXPECT_TRUE(SamePicture(*picture, *Columns({Grey(180), Grey(57), Grey(18), Grey(255)})));
 }
 
 TEST_F(ChannelKernels, SwapRedBlueAndCheckForGreenBlue) {
-  auto picture = test::PatternPicture(3, 2);
+  auto picture = PatternPicture(3, 2);
   const auto original = picture->CopyOf();
-  process.SwapRedBlue(*picture);
+  p.SwapRedBlue(*picture);
   EXPECT_TRUE(SamePicture(*picture, *MakePicture(3, 2, [&](int x, int y) {
-    const Bgr p = test::PixelAt(*original, x, y);
+    const Bgr p = PixelAt(*original, x, y);
     return Bgr{p.r, p.g, p.b};
   })));
 
   auto red = SolidPicture(4, 3, {0, 0, 200});
-  EXPECT_FALSE(process.CheckForGreenBlue(*red));
+  EXPECT_FALSE(p.CheckForGreenBlue(*red));
   red->Grid().MemoryRow(2)[3 * 3 + 1] = 1;
-  EXPECT_TRUE(process.CheckForGreenBlue(*red));
+  EXPECT_TRUE(p.CheckForGreenBlue(*red));
 }
 
 TEST_F(ChannelKernels, RemoveAnaglyphHuesDropsRedAndCyanAndFillsFromTheRight) {
   // Red, cyan and grey pixels go; green (hue 2) stays with every byte's lowest bit set.
   auto picture = Columns({{0, 0, 255}, {255, 255, 0}, Grey(128), {0, 255, 0}});
-  process.RemoveAnaglyphHues(*picture);
+  p.RemoveAnaglyphHues(*picture);
   EXPECT_TRUE(SamePicture(*picture, *Columns({{}, {}, {}, {1, 255, 1}})));
 
   // A green field with red dots: the dot at (2, 1) is filled from the 15 pixels of columns 3 ... 7
@@ -98,20 +89,20 @@ TEST_F(ChannelKernels, RemoveAnaglyphHuesDropsRedAndCyanAndFillsFromTheRight) {
   auto field = MakePicture(12, 4, [&](int x, int y) {
     return isDot(x, y, true) ? Bgr{0, 0, 255} : Bgr{10, 200, 20};
   });
-  process.RemoveAnaglyphHues(*field);
+  p.RemoveAnaglyphHues(*field);
   EXPECT_TRUE(SamePicture(*field, *MakePicture(12, 4, [&](int x, int y) {
     return isDot(x, y, false) ? Bgr{} : Bgr{11, 201, 21};
   })));
 }
 
 TEST_F(ChannelKernels, ColourFromImageTakesHueAndSaturationFromSharedPixels) {
-  process.CopyToArray(*SolidPicture(2, 2, {0, 0, 255}));  // pure red
+  p.CopyToArray(*SolidPicture(2, 2, {0, 0, 255}));  // pure red
   auto picture = Columns({Grey(128), Grey(0)}, 2);
-  process.ColourFromImage(*picture);
+  p.ColourFromImage(*picture);
   // Lightness 128 / 255 with hue 0 and saturation 1: (1, 1, 255); black stays black.
   EXPECT_TRUE(SamePicture(*picture, *Columns({{1, 1, 255}, {}}, 2)));
   auto larger = SolidPicture(3, 2, {});
-  EXPECT_THROW(process.ColourFromImage(*larger), AppError);  // SharedPixels holds a smaller picture
+  EXPECT_THROW(p.ColourFromImage(*larger), AppError);  // SharedPixels holds a smaller picture
 }
 
 TEST_F(ChannelKernels, AnaglyphRepairsRestoreTheMissingChannelsOfAGreyPicture) {
@@ -128,20 +119,20 @@ TEST_F(ChannelKernels, AnaglyphRepairsRestoreTheMissingChannelsOfAGreyPicture) {
   };
   const auto grey = picture(true, true, false);
   auto repaired = picture(false, true, false);
-  process.CopyToArray(*grey);
-  process.CorrectAnaglyph(*repaired, process.Arrays().SharedPixels);
+  p.CopyToArray(*grey);
+  p.CorrectAnaglyph(*repaired, p.Arrays().SharedPixels);
   EXPECT_TRUE(SamePicture(*repaired, *picture(false, true, true)));
 
   auto left = picture(true, false, false);
   auto right = picture(false, true, false);
-  process.CorrectAnaglyphGrad(*grey, *grey, *left, *right);
+  p.CorrectAnaglyphGrad(*grey, *grey, *left, *right);
   EXPECT_TRUE(SamePicture(*left, *picture(true, false, true)));
   EXPECT_TRUE(SamePicture(*right, *picture(false, true, true)));
 
   // Fewer than 16 columns: no blocks, nothing changes.
   auto narrow = SolidPicture(15, 20, {9, 9, 0});
-  process.CopyToArray(*SolidPicture(15, 20, Grey(9)));
-  process.CorrectAnaglyph(*narrow, process.Arrays().SharedPixels);
+  p.CopyToArray(*SolidPicture(15, 20, Grey(9)));
+  p.CorrectAnaglyph(*narrow, p.Arrays().SharedPixels);
   EXPECT_TRUE(SamePicture(*narrow, *SolidPicture(15, 20, {9, 9, 0})));
 }
 
@@ -178,4 +169,4 @@ TEST(HlsConversions, KnownColoursAndRoundTrips) {
 }
 
 }  // namespace
-}  // namespace qv
+}  // namespace qv::test

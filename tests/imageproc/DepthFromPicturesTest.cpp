@@ -7,30 +7,13 @@
 #include "imageproc/ImageProcessor.h"
 #include "support/TestSupport.h"
 
-namespace qv {
+namespace qv::test {
 namespace {
 
-using test::Bgr;
-using test::ErrorOf;
-using test::Grey;
-using test::MakePicture;
-using test::SamePicture;
-using test::SolidPicture;
-
-// Random texture, the same for the same seed; `shift` moves the content that many pixels left.
-PictureRef Texture(int width, int height, int shift = 0, int seed = 1) {
-  return MakePicture(width, height, [=](int x, int y) {
-    std::minstd_rand r(static_cast<unsigned>((x + shift + 1000) * 7919 + y * 104729 + seed));
-    return Bgr{uint8_t(r()), uint8_t(r()), uint8_t(r())};
-  });
-}
 
 uint8_t BlueAt(const Picture& p, int x, int memoryRow) { return p.Grid().MemoryRow(memoryRow)[3 * x]; }
 
-class Depth : public ::testing::Test {
- protected:
-  ImageProcessor p;
-};
+using Depth = With<ImageProcessor>;
 
 TEST_F(Depth, StereoDisparityBecomesLevelsAroundTheMiddle) {
   struct Case {
@@ -126,4 +109,4 @@ TEST_F(Depth, SkyBorderAndRegionsOfAHalfLightPicture) {
 }
 
 }  // namespace
-}  // namespace qv
+}  // namespace qv::test

@@ -7,44 +7,19 @@
 #include "imageproc/ImageProcessor.h"
 #include "support/TestSupport.h"
 
-namespace qv {
+namespace qv::test {
 namespace {
 
-using test::Bgr;
-using test::Grey;
-using test::MakePicture;
-using test::SamePicture;
-using test::SolidPicture;
-
-// A grey picture from rows of levels listed top row first.
-PictureRef GreyRows(const std::vector<std::vector<int>>& rows) {
-  return MakePicture(static_cast<int32_t>(rows[0].size()), static_cast<int32_t>(rows.size()),
-                     [&](int x, int y) { return Grey(static_cast<uint8_t>(rows[y][x])); });
-}
-
-// Random colours that repeat nowhere, shifted `shift` pixels left: pixel x shows what pixel
-// x + shift of the unshifted texture shows.
-PictureRef Texture(int32_t width, int32_t height, int shift = 0) {
-  std::vector<Bgr> colours(static_cast<size_t>((width + 16) * height));
-  std::mt19937 random(7);
-  for (auto& c : colours) c = Bgr{uint8_t(random()), uint8_t(random()), uint8_t(random())};
-  return MakePicture(width, height, [&, shift](int x, int y) {
-    return colours[static_cast<size_t>(y * (width + 16) + x + shift)];
-  });
-}
 
 // The blue level of pixel x in memory row y (0 = bottom).
 int LevelAt(const Picture& picture, int x, int y) { return picture.ReadGrid().MemoryRow(y)[3 * x]; }
 
-class DepthMaps : public ::testing::Test {
- protected:
-  ImageProcessor process;
-};
+using DepthMaps = With<ImageProcessor>;
 
 TEST_F(DepthMaps, ArrayFormHoldsBlueWithAnEmptyExtraColumnAndRowAndComesBackClamped) {
   auto picture = MakePicture(4, 2, [](int x, int y) { return Bgr{uint8_t(10 * x + y + 1), 99, 98}; });
   DepthMap map;
-  process.CopyToDepthMap(*picture, map);
+  p.CopyToDepthMap(*picture, map);
   ASSERT_EQ(map.Cols(), 5);
   ASSERT_EQ(map.Rows(), 3);
   for (int x = 0; x < 5; ++x) {
@@ -60,7 +35,7 @@ TEST_F(DepthMaps, ArrayFormHoldsBlueWithAnEmptyExtraColumnAndRowAndComesBackClam
   levels(0, 0) = 300;
   levels(1, 1) = 7;
   auto target = SolidPicture(2, 2, {1, 2, 3});
-  process.CopyFromDepthMap(*target, levels);
+  p.CopyFromDepthMap(*target, levels);
   EXPECT_TRUE(SamePicture(*target, *MakePicture(2, 2, [](int x, int y) {
     if (x == 0 && y == 1) return Bgr{255, 255, 3};
     if (x == 1 && y == 0) return Bgr{7, 7, 3};
@@ -73,11 +48,11 @@ TEST_F(DepthMaps, ArrayFormHoldsBlueWithAnEmptyExtraColumnAndRowAndComesBackClam
   narrow.ReDim(1, 2);
   narrow(0, 0) = narrow(0, 1) = 50;
   target = SolidPicture(2, 2, {1, 2, 3});
-  EXPECT_EQ(test::ErrorOf([&] { process.CopyFromDepthMap(*target, narrow); }).Number(),
+  EXPECT_EQ(ErrorOf([&] { p.CopyFromDepthMap(*target, narrow); }).Number(),
             err::kSubscriptOutOfRange);
-  EXPECT_TRUE(SamePicture(*target, *test::Columns({{50, 50, 3}, {1, 2, 3}}, 2)));
+  EXPECT_TRUE(SamePicture(*target, *Columns({{50, 50, 3}, {1, 2, 3}}, 2)));
   levels(0, 0) = -1;
-  EXPECT_EQ(test::ErrorOf([&] { process.CopyFromDepthMap(*target, levels); }).Number(), err::kOverflow);
+  EXPECT_EQ(ErrorOf([&] { p.CopyFromDepthMap(*target, levels); }).Number(), err::kOverflow);
 }
 
 TEST_F(DepthMaps, BlockMotionTotalsTheBestDifferenceOfEveryBlock) {
@@ -96,11 +71,11 @@ TEST_F(DepthMaps, BlockMotionTotalsTheBestDifferenceOfEveryBlock) {
   for (const Case& c : cases) {
     auto picture = SolidPicture(c.width, c.height, Grey(c.current));
     PixelArray previous;
-    process.CopyToSpecifiedArray(*SolidPicture(c.width, c.height, Grey(c.previous)), previous);
+    p.CopyToSpecifiedArray(*SolidPicture(c.width, c.height, Grey(c.previous)), previous);
     DepthMap map;
-    process.CopyToDepthMap(*picture, map);
+    p.CopyToDepthMap(*picture, map);
     double total = -1.0;
-    process.CreateDepthMap(*picture, previous, total, 0, map);
+    p.CreateDepthMap(*picture, previous, total, 0, map);
     EXPECT_EQ(total, c.total) << c.width << "x" << c.height;
     // Every block shows a short vector or none, and the cleared margins take the rest.
     EXPECT_LE(LevelAt(*picture, 0, 0), 4);
@@ -115,7 +90,7 @@ TEST_F(DepthMaps, BlockMotionCarriesDepthAlongTheVectorByAction) {
   // row of blocks (from row 30) are cleared.
   const int W = 60, H = 40;
   Array2D<uint8_t> previous;
-  process.CopyToSpecifiedArray(*Texture(W, H, 0), previous);
+  p.CopyToSpecifiedArray(*Texture(W, H, 0), previous);
   DepthMap map;
   map.ReDim(W + 1, H + 1);
   for (int x = 0; x <= W; ++x) {
@@ -137,7 +112,7 @@ TEST_F(DepthMaps, BlockMotionCarriesDepthAlongTheVectorByAction) {
     auto picture = Texture(W, H, 2);
     const auto before = picture->CopyOf();
     double total = 0;
-    process.CreateDepthMap(*picture, previous, total, c.action, map);
+    p.CreateDepthMap(*picture, previous, total, c.action, map);
     for (int y = 0; y < H; ++y) {
       for (int x = 0; x < W; ++x) {
         const uint8_t* p = picture->ReadGrid().MemoryRow(y) + 3 * x;
@@ -158,9 +133,9 @@ TEST_F(DepthMaps, BlockMotionCarriesDepthAlongTheVectorByAction) {
   tiny.ReDim(2, 2);
   auto picture = Texture(W, H, 2);
   double total = 0;
-  EXPECT_EQ(test::ErrorOf([&] { process.CreateDepthMap(*picture, previous, total, 2, tiny); }).Number(),
+  EXPECT_EQ(ErrorOf([&] { p.CreateDepthMap(*picture, previous, total, 2, tiny); }).Number(),
             err::kSubscriptOutOfRange);
-  EXPECT_NO_THROW(process.CreateDepthMap(*picture, previous, total, 0, tiny));
+  EXPECT_NO_THROW(p.CreateDepthMap(*picture, previous, total, 0, tiny));
 }
 
 TEST_F(DepthMaps, RingSearchScalesTheVectorLengthAndRejectsPoorMatches) {
@@ -174,9 +149,9 @@ TEST_F(DepthMaps, RingSearchScalesTheVectorLengthAndRejectsPoorMatches) {
       {SolidPicture(W, H, Grey(255)), 0},  // nothing alike: rejected
   };
   for (const Case& c : cases) {
-    process.CopyToArray(*c.previous);
+    p.CopyToArray(*c.previous);
     auto picture = Texture(W, H, 2);
-    process.CreateDepthMapEx(*picture);
+    p.CreateDepthMapEx(*picture);
     // The bottom and top rows of blocks and the right-hand column cannot reach their match
     // inside the search bounds.
     for (int y = 6; y < 18; ++y) {
@@ -190,25 +165,25 @@ TEST_F(DepthMaps, SmoothingTakesMediansWithPartnersHalfABlockAway) {
   // with itself where the partner falls outside; rows alike. Memory row 0 (the bottom, listed
   // last) has no partner row, so it keeps its levels.
   auto picture = GreyRows({{80, 0, 5, 100}, {30, 40, 60, 70}, {10, 50, 20, 90}});
-  EXPECT_EQ(process.SmoothDMAP(*picture, 2), 0);
+  EXPECT_EQ(p.SmoothDMAP(*picture, 2), 0);
   EXPECT_TRUE(SamePicture(*picture, *GreyRows({{80, 5, 5, 100}, {30, 40, 40, 70}, {10, 50, 20, 90}})));
 
   // Size 8: a split on a block edge stays; a lone near pixel goes; only blue is read.
   auto halves = MakePicture(32, 16, [](int x, int) { return x < 16 ? Bgr{0, 9, 9} : Bgr{200, 1, 1}; });
-  process.SmoothDMAP(*halves, 8);
+  p.SmoothDMAP(*halves, 8);
   EXPECT_TRUE(SamePicture(*halves, *MakePicture(32, 16, [](int x, int) { return Grey(x < 16 ? 0 : 200); })));
   auto dot = MakePicture(16, 16, [](int x, int y) { return Grey(x == 5 && y == 6 ? 200 : 0); });
-  process.SmoothDMAP(*dot, 8);
+  p.SmoothDMAP(*dot, 8);
   EXPECT_TRUE(SamePicture(*dot, *SolidPicture(16, 16, Grey(0))));
 
   // Size 1 is one pass of every pixel with itself; size 0 has no halves to take.
   auto same = Texture(5, 4);
   const auto before = same->CopyOf();
-  process.SmoothDMAP(*same, 1);
+  p.SmoothDMAP(*same, 1);
   EXPECT_TRUE(SamePicture(*same, *MakePicture(5, 4, [&](int x, int y) {
-    return Grey(test::PixelAt(*before, x, y).b);
+    return Grey(PixelAt(*before, x, y).b);
   })));
-  EXPECT_EQ(test::ErrorOf([&] { process.SmoothDMAP(*same, 0); }).Number(), err::kDivisionByZero);
+  EXPECT_EQ(ErrorOf([&] { p.SmoothDMAP(*same, 0); }).Number(), err::kDivisionByZero);
 }
 
 TEST_F(DepthMaps, DilateSpreadsEachChannelInsideTheOuterRing) {
@@ -219,7 +194,7 @@ TEST_F(DepthMaps, DilateSpreadsEachChannelInsideTheOuterRing) {
     if (x == 7) return Bgr{0, 50, 60};
     return Bgr{};
   });
-  process.Dilate(*picture);
+  p.Dilate(*picture);
   EXPECT_TRUE(SamePicture(*picture, *MakePicture(8, 6, [](int x, int y) {
     if (x == 7) return Bgr{0, 50, 60};  // and pixel 6 does not take its green and red
     if ((x >= 2 && x <= 4 && y >= 1 && y <= 3) || (x == 1 && y == 5) || (x <= 2 && x >= 1 && y == 4)) {
@@ -231,7 +206,7 @@ TEST_F(DepthMaps, DilateSpreadsEachChannelInsideTheOuterRing) {
 
 TEST_F(DepthMaps, CleanSpreadsNearLevelsRightAndScalingNormalisesTheMean) {
   auto row = GreyRows({{0, 0, 0, 200, 50, 50, 50, 50}});
-  process.DepthMapClean(*row);
+  p.DepthMapClean(*row);
   EXPECT_TRUE(SamePicture(*row, *GreyRows({{0, 0, 0, 200, 200, 200, 200, 50}})));
 
   // Bytes summing to 63 x (W - 1)(H - 1) x 3 are doubled, at most 255.
@@ -239,13 +214,13 @@ TEST_F(DepthMaps, CleanSpreadsNearLevelsRightAndScalingNormalisesTheMean) {
     if (x == 0 && y == 0) return Bgr{130, 8, 15};
     return Grey(15);
   });
-  process.TVSCL(*picture);
+  p.TVSCL(*picture);
   EXPECT_TRUE(SamePicture(*picture, *MakePicture(3, 2, [](int x, int y) {
     if (x == 0 && y == 0) return Bgr{255, 16, 30};
     return Grey(30);
   })));
   auto column = SolidPicture(1, 4, Grey(3));
-  EXPECT_EQ(test::ErrorOf([&] { process.TVSCL(*column); }).Number(), err::kDivisionByZero);
+  EXPECT_EQ(ErrorOf([&] { p.TVSCL(*column); }).Number(), err::kDivisionByZero);
 }
 
 TEST_F(DepthMaps, MaskIsBlackWhereOnlyThePictureIsWhite) {
@@ -260,11 +235,11 @@ TEST_F(DepthMaps, MaskIsBlackWhereOnlyThePictureIsWhite) {
   for (const Case& c : cases) {
     auto picture = SolidPicture(3, 2, c.picture);
     PixelArray image;
-    process.CopyToSpecifiedArray(*SolidPicture(3, 2, c.image), image);
-    process.CreateMask(*picture, image);
+    p.CopyToSpecifiedArray(*SolidPicture(3, 2, c.image), image);
+    p.CreateMask(*picture, image);
     EXPECT_TRUE(SamePicture(*picture, *SolidPicture(3, 2, Grey(c.mask))));
   }
 }
 
 }  // namespace
-}  // namespace qv
+}  // namespace qv::test

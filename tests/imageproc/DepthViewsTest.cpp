@@ -5,40 +5,33 @@
 #include "imageproc/ImageProcessor.h"
 #include "support/TestSupport.h"
 
-namespace qv {
+namespace qv::test {
 namespace {
 
-using test::Bgr;
-using test::Grey;
-using test::MakePicture;
-using test::PixelAt;
-using test::SamePicture;
-using test::SolidPicture;
 
-class DepthViews : public ::testing::Test {
+class DepthViews : public With<ImageProcessor> {
  protected:
   // Renders the view of `source` with depth levels depth(x) in every row.
   PictureRef Render(const PictureRef& source, const std::function<int(int x)>& depth,
                     double shiftPerLevel, int32_t xInterp) {
     const int W = source->Width(), H = source->Height();
-    process.CopyToSpecifiedArray(*MakePicture(W, H, [&](int x, int) { return Grey(uint8_t(depth(x))); }),
-                                 process.Arrays().DepthPixels);
-    process.CopyToArray(*source);
+    p.CopyToSpecifiedArray(*MakePicture(W, H, [&](int x, int) { return Grey(uint8_t(depth(x))); }),
+                                 p.Arrays().DepthPixels);
+    p.CopyToArray(*source);
     auto view = SolidPicture(W, H, {});
-    process.Make3D(*view, shiftPerLevel, 0.0, 0, xInterp);
+    p.Make3D(*view, shiftPerLevel, 0.0, 0, xInterp);
     return view;
   }
   // Grey columns of odd levels 11, 21, 31, ... (a red value that lands is made odd).
   static PictureRef Stripes(int W, int H) {
     return MakePicture(W, H, [](int x, int) { return Grey(uint8_t(10 * x + 11)); });
   }
-  ImageProcessor process;
 };
 
 TEST_F(DepthViews, NearestDepthMapsEveryPixelOntoItselfAndFarthestMovesTenPixels) {
   // Depth 255: pixel 0 is dropped and the last two columns receive nothing; whatever xInterp,
   // they stay black (every hole sample weighs distance 0). Red comes back odd.
-  const auto source = test::PatternPicture(16, 4);
+  const auto source = PatternPicture(16, 4);
   for (int32_t xInterp : {0, 1, -1}) {
     EXPECT_TRUE(SamePicture(*Render(source, [](int) { return 255; }, 0.1176f, xInterp),
                             *MakePicture(16, 4, [&](int x, int y) {
@@ -91,7 +84,7 @@ TEST_F(DepthViews, EdgeFilterRunsOnDistanceStepsAboveTen) {
   }
   // Arrays of another picture's size are refused.
   auto larger = SolidPicture(9, 3, {});
-  EXPECT_EQ(test::ErrorOf([&] { process.Make3D(*larger, 0.1, 0.0, 0, 1); }).Number(),
+  EXPECT_EQ(ErrorOf([&] { p.Make3D(*larger, 0.1, 0.0, 0, 1); }).Number(),
             err::kSubscriptOutOfRange);
 }
 
@@ -110,9 +103,9 @@ TEST_F(DepthViews, DepthStepsMoveToTheStrongestNearbyColourEdge) {
   for (const Case& c : cases) {
     auto depth = MakePicture(30, 5, [&](int x, int) { return Grey(uint8_t(x < 15 ? c.left : c.right)); });
     PixelArray picture;
-    process.CopyToSpecifiedArray(*MakePicture(30, 5, [&](int x, int) { return Grey(x < c.edge ? 0 : 90); }),
+    p.CopyToSpecifiedArray(*MakePicture(30, 5, [&](int x, int) { return Grey(x < c.edge ? 0 : 90); }),
                                  picture);
-    process.MatchDepthMap(*depth, picture);
+    p.MatchDepthMap(*depth, picture);
     EXPECT_TRUE(SamePicture(*depth, *MakePicture(30, 5, [&](int x, int y) {
       if (y != 2) return Grey(uint8_t(x < 15 ? c.left : c.right));
       return Grey(uint8_t(x <= c.expectedLeftUpTo[0] ? c.left : c.right));
@@ -124,12 +117,12 @@ TEST_F(DepthViews, AreasSplitEachBlockRowAtItsStrongestColourChange) {
   // One 8 x 8 block (17 x 9 picture). Rows of the picture change colour after column 1; the top
   // row of the block does not change at all and splits at column 7 (the last of equal zeros).
   const int W = 17, H = 9;
-  process.CopyToArray(*MakePicture(W, H, [](int x, int y) {
+  p.CopyToArray(*MakePicture(W, H, [](int x, int y) {
     return y == 1 ? Grey(7) : Grey(x <= 1 ? 0 : 200);  // device row 1 is the block's top row
   }));
   const std::vector<int> levels = {10, 13, 40, 50, 60, 70, 80, 91};
   auto depth = MakePicture(W, H, [&](int x, int) { return Bgr{uint8_t(x < 8 ? levels[x] : 5), 1, 2}; });
-  process.MatchAreas(*depth);
+  p.MatchAreas(*depth);
   EXPECT_TRUE(SamePicture(*depth, *MakePicture(W, H, [&](int x, int y) {
     if (x >= 8 || y == 0) return Bgr{uint8_t(x < 8 ? levels[x] : 5), 1, 2};
     // 11.5 -> 12; 391 / 6 = 65.2 -> 65; the whole row: 414 / 8 = 51.75 -> 52.
@@ -139,4 +132,4 @@ TEST_F(DepthViews, AreasSplitEachBlockRowAtItsStrongestColourChange) {
 }
 
 }  // namespace
-}  // namespace qv
+}  // namespace qv::test

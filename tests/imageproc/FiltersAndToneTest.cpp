@@ -9,69 +9,46 @@
 #include "imageproc/ImageProcessor.h"
 #include "support/TestSupport.h"
 
-namespace qv {
+namespace qv::test {
 namespace {
 
-using test::Bgr;
-using test::Columns;
-using test::ErrorOf;
-using test::Grey;
-using test::MakePicture;
-using test::PatternPicture;
-using test::SamePicture;
-using test::SolidPicture;
 
 // Byte (i, memory row y), rows counted from the bottom.
 uint8_t& At(const Picture& p, int i, int y) { return p.Grid().MemoryRow(y)[i]; }
 
-// A picture whose memory row y (from the bottom) is grey level rows[y].
-PictureRef Rows(const std::vector<uint8_t>& rows, int width = 1) {
-  const int h = static_cast<int>(rows.size());
-  return MakePicture(width, h, [&](int, int top) { return Grey(rows[static_cast<size_t>(h - 1 - top)]); });
-}
-
-std::vector<int> RowLevels(const Picture& p) {
-  std::vector<int> out;
-  for (int y = 0; y < p.Height(); ++y) out.push_back(At(p, 0, y));
-  return out;
-}
-
-class Library : public ::testing::Test {
- protected:
-  ImageProcessor p;
-};
+using Library = With<ImageProcessor>;
 
 // --- Interlace kernels ---
 
 TEST_F(Library, InterlaceKernelsWeaveAndSortRowsAndColumns) {
-  // Rows from an above/below pair: rows 0 and 1 of a 1 x 4 picture only (b is S row H' = 1).
-  p.CopyToArray(*Rows({10, 20, 30, 40}));
-  auto woven = Rows({1, 1, 1, 1});
-  p.CreateInterlace(*woven);
-  EXPECT_EQ(RowLevels(*woven), (std::vector<int>{10, 20, 1, 1}));
-
-  // Columns of a side-by-side pair: pixels 0 and 1 only, from S pixels 0 and W' = 1.
-  p.CopyToArray(*Columns({Grey(10), Grey(20), Grey(30), Grey(40)}));
-  auto columns = Columns({Grey(1), Grey(1), Grey(1), Grey(1)});
-  p.CreateInterlaceVert(*columns);
-  EXPECT_TRUE(SamePicture(*columns, *Columns({Grey(10), Grey(20), Grey(1), Grey(1)})));
-
-  // Six rows apart: rows 0, 1, 2 from S rows 0, 2, 4; rows 3, 4 from S rows 3, 5; row 5 stays.
-  p.CopyToArray(*Rows({10, 11, 12, 13, 14, 15}));
-  auto sorted = Rows({1, 1, 1, 1, 1, 1});
-  p.DeInterleave(*sorted);
-  EXPECT_EQ(RowLevels(*sorted), (std::vector<int>{10, 12, 14, 13, 15, 1}));
-
-  p.CopyToArray(*Columns({Grey(10), Grey(11), Grey(12), Grey(13), Grey(14), Grey(15)}));
-  auto split = Columns({Grey(1), Grey(1), Grey(1), Grey(1), Grey(1), Grey(1)});
-  p.DeVertInterleave(*split);
-  EXPECT_TRUE(SamePicture(*split, *Columns({Grey(10), Grey(12), Grey(14), Grey(13), Grey(15), Grey(1)})));
-
-  // An odd height reads a row past the array: refused before anything is written.
-  p.CopyToArray(*Rows({10, 11, 12}));
-  auto odd = Rows({1, 1, 1});
-  EXPECT_EQ(ErrorOf([&] { p.DeInterleave(*odd); }).Number(), err::kSubscriptOutOfRange);
-  EXPECT_EQ(RowLevels(*odd), (std::vector<int>{1, 1, 1}));
+  // Grey levels of one column (bottom row first) or one row (left column first). Weaving takes
+  // rows 0 and 1 (b is S row H' = 1), or pixels 0 and W' = 1; sorting takes rows 0, 2, 4, then
+  // 3, 5 and leaves the last. An odd height reads a row past the array: refused before anything
+  // is written.
+  struct Case {
+    void (ImageProcessor::*run)(Picture&);
+    bool rows;
+    std::vector<int> source, expected;
+    int error;
+  } cases[] = {
+      {&ImageProcessor::CreateInterlace, true, {10, 20, 30, 40}, {10, 20, 1, 1}, 0},
+      {&ImageProcessor::CreateInterlaceVert, false, {10, 20, 30, 40}, {10, 20, 1, 1}, 0},
+      {&ImageProcessor::DeInterleave, true, {10, 11, 12, 13, 14, 15}, {10, 12, 14, 13, 15, 1}, 0},
+      {&ImageProcessor::DeVertInterleave, false, {10, 11, 12, 13, 14, 15}, {10, 12, 14, 13, 15, 1}, 0},
+      {&ImageProcessor::DeInterleave, true, {10, 11, 12}, {1, 1, 1}, err::kSubscriptOutOfRange},
+  };
+  for (const Case& c : cases) {
+    const int n = static_cast<int>(c.source.size());
+    auto line = [&](const std::vector<int>& levels) {
+      return MakePicture(c.rows ? 1 : n, c.rows ? n : 1, [&](int x, int y) {
+        return Grey(static_cast<uint8_t>(levels[static_cast<size_t>(c.rows ? n - 1 - y : x)]));
+      });
+    };
+    p.CopyToArray(*line(c.source));
+    auto out = line(std::vector<int>(c.source.size(), 1));
+    EXPECT_EQ(ErrorOf([&] { (p.*c.run)(*out); }).Number(), c.error);
+    EXPECT_TRUE(SamePicture(*out, *line(c.expected))) << &c - cases;
+  }
 }
 
 TEST_F(Library, LenticularTakesViewsInTurnUnderEachLens) {
@@ -218,13 +195,12 @@ TEST_F(Library, MedianTakesTheRankBelowTheMiddleWithBlackOutside) {
 TEST_F(Library, StandAloneFiltersOnKnownPictures) {
   // Edge strength of a flat picture: 1 but in the last column and the top row.
   auto flat = SolidPicture(4, 3, Grey(90));
-  std::string log;
-  p.Events.InitProgress = [&](int32_t v) { log += "init " + std::to_string(v); };
-  p.Events.Complete = [&](int32_t) { log += ", done"; };
-  p.EdgeDetect(*flat);
-  EXPECT_EQ(log, "init 3");
+  {
+    EventLog log(p);
+    p.EdgeDetect(*flat);
+    EXPECT_EQ(log.text, "init 3");
+  }
   EXPECT_TRUE(SamePicture(*flat, *MakePicture(4, 3, [](int x, int y) { return Grey(x == 3 || y == 0 ? 90 : 1); })));
-  p.Events = {};
 
   // Despeckle: a lone bright pixel takes its neighbours' mean, 5 / 2 rounding to the even 2.
   auto speck = Columns({Grey(1), Grey(200), Grey(4), Grey(4)});
@@ -234,7 +210,7 @@ TEST_F(Library, StandAloneFiltersOnKnownPictures) {
   // Flecks: a black pixel inside colour takes the mean of its 24 neighbours.
   auto flecked = MakePicture(5, 5, [](int x, int y) { return x == 2 && y == 2 ? Grey(0) : Bgr{10, 20, uint8_t(x == 0 ? 33 : 30)}; });
   p.RemoveFlecs(*flecked, 765);
-  EXPECT_EQ(test::PixelAt(*flecked, 2, 2), (Bgr{10, 20, 31}));  // 735 / 24 = 30.6
+  EXPECT_EQ(PixelAt(*flecked, 2, 2), (Bgr{10, 20, 31}));  // 735 / 24 = 30.6
 
   // Noise: none at 0 %; with the random share none at 100 %; otherwise within the amplitude.
   const auto source = PatternPicture(16, 16);
@@ -289,7 +265,7 @@ TEST_F(Library, ToneOperationsRoundAndClampAsSpecified) {
   EXPECT_TRUE(SamePicture(*posterised, *Columns({{255, 0, 0}, Grey(255)})));
   auto coloured = Columns({{10, 20, 30}});
   p.ColourAdj(*coloured, 200, 1);
-  EXPECT_EQ(test::PixelAt(*coloured, 0, 0), (Bgr{10, 40, 30}));
+  EXPECT_EQ(PixelAt(*coloured, 0, 0), (Bgr{10, 40, 30}));
 
   // Failures leave exactly the pixels before the failing one in the column walk.
   auto flat = SolidPicture(2, 2, Grey(7));
@@ -297,8 +273,8 @@ TEST_F(Library, ToneOperationsRoundAndClampAsSpecified) {
   EXPECT_TRUE(SamePicture(*flat, *SolidPicture(2, 2, Grey(7))));
   auto gamma = Columns({Grey(64), Grey(64)});
   EXPECT_EQ(ErrorOf([&] { p.GammaCorrect(*gamma, 200, 0, 200); }).Number(), err::kDivisionByZero);
-  EXPECT_EQ(test::PixelAt(*gamma, 0, 0), (Bgr{64, 64, 128}));  // red comes first
-  EXPECT_EQ(test::PixelAt(*gamma, 1, 0), Grey(64));
+  EXPECT_EQ(PixelAt(*gamma, 0, 0), (Bgr{64, 64, 128}));  // red comes first
+  EXPECT_EQ(PixelAt(*gamma, 1, 0), Grey(64));
 }
 
 TEST_F(Library, DitherAndGreyStretch) {
@@ -313,7 +289,7 @@ TEST_F(Library, DitherAndGreyStretch) {
   p.BlackAndWhite(*from, *to);
   int white = 0;
   for (int y = 0; y < 5; ++y)
-    for (int x = 0; x < 6; ++x) white += test::PixelAt(*to, x, y) == Grey(255);
+    for (int x = 0; x < 6; ++x) white += PixelAt(*to, x, y) == Grey(255);
   EXPECT_GT(white, 0);
   EXPECT_LT(white, 30);
   auto smaller = SolidPicture(5, 5, Grey(0));
@@ -326,10 +302,10 @@ TEST_F(Library, DitherAndGreyStretch) {
     return Grey(x % 2 ? 100 : 150);
   });
   p.HistEqualGray(*grey);
-  EXPECT_EQ(test::PixelAt(*grey, 0, 5), Grey(0));
-  EXPECT_EQ(test::PixelAt(*grey, 39, 5), Grey(255));
-  EXPECT_EQ(test::PixelAt(*grey, 1, 5), Grey(0));
-  EXPECT_EQ(test::PixelAt(*grey, 2, 5), Grey(255));
+  EXPECT_EQ(PixelAt(*grey, 0, 5), Grey(0));
+  EXPECT_EQ(PixelAt(*grey, 39, 5), Grey(255));
+  EXPECT_EQ(PixelAt(*grey, 1, 5), Grey(0));
+  EXPECT_EQ(PixelAt(*grey, 2, 5), Grey(255));
 }
 
 // --- Test patterns and drawing ---
@@ -347,9 +323,9 @@ TEST_F(Library, CalibrationSheetStripesAndTicks) {
   }
   auto dot = SolidPicture(3, 2, Grey(0));
   p.DrawPixel(*dot, 3, 0, 255, 0, 0);
-  EXPECT_EQ(test::PixelAt(*dot, 1, 1), (Bgr{0, 0, 255}));
+  EXPECT_EQ(PixelAt(*dot, 1, 1), (Bgr{0, 0, 255}));
   EXPECT_EQ(ErrorOf([&] { p.DrawPixel(*dot, 10, 0, 1, 1, 1); }).Number(), err::kSubscriptOutOfRange);
 }
 
 }  // namespace
-}  // namespace qv
+}  // namespace qv::test

@@ -6,39 +6,13 @@
 #include "imageproc/ImageProcessor.h"
 #include "support/TestSupport.h"
 
-namespace qv {
+namespace qv::test {
 namespace {
 
-using test::Bgr;
-using test::ErrorOf;
-using test::Grey;
-using test::MakePicture;
-using test::SamePicture;
 
 constexpr double kPi = 3.141592653589793;
 
-// A picture given as grey levels, rows from the top.
-PictureRef Levels(const std::vector<std::vector<int>>& rows) {
-  return MakePicture(static_cast<int32_t>(rows[0].size()), static_cast<int32_t>(rows.size()),
-                     [&](int x, int y) { return Grey(static_cast<uint8_t>(rows[y][x])); });
-}
-
-// Every event as text: "init N", the progress positions, ", done".
-struct EventLog {
-  explicit EventLog(ImageProcessor& p) : processor(p) {
-    p.Events.InitProgress = [this](int32_t v) { text += "init " + std::to_string(v); };
-    p.Events.Progress = [this](int32_t v) { text += " " + std::to_string(v); };
-    p.Events.Complete = [this](int32_t) { text += ", done"; };
-  }
-  ~EventLog() { processor.Events = {}; }
-  ImageProcessor& processor;
-  std::string text;
-};
-
-class Geometry : public ::testing::Test {
- protected:
-  ImageProcessor p;
-};
+using Geometry = With<ImageProcessor>;
 
 TEST_F(Geometry, FlipAndMirrorReverseRowsAndColumnsLeavingPaddingAndMiddlesAlone) {
   struct Case {
@@ -57,49 +31,49 @@ TEST_F(Geometry, FlipAndMirrorReverseRowsAndColumnsLeavingPaddingAndMiddlesAlone
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
-    PictureRef picture = Levels(c.before);
+    PictureRef picture = GreyRows(c.before);
     const int32_t stride = picture->BytesPerScanLine();
     for (int y = 0; y < picture->Height(); ++y) {
       for (int i = 3 * picture->Width(); i < stride; ++i) picture->Bits()[y * stride + i] = 0xA5;
     }
     EventLog log(p);
     c.flip ? p.Flip(*picture) : p.Mirror(*picture, true);
-    EXPECT_TRUE(SamePicture(*picture, *Levels(c.after)));
+    EXPECT_TRUE(SamePicture(*picture, *GreyRows(c.after)));
     EXPECT_EQ(log.text, c.events);
     for (int y = 0; y < picture->Height(); ++y) {
       for (int i = 3 * picture->Width(); i < stride; ++i) EXPECT_EQ(picture->Bits()[y * stride + i], 0xA5);
     }
     c.flip ? p.Flip(*picture) : p.Mirror(*picture);
-    EXPECT_TRUE(SamePicture(*picture, *Levels(c.before))) << "twice restores the picture";
+    EXPECT_TRUE(SamePicture(*picture, *GreyRows(c.before))) << "twice restores the picture";
   }
 }
 
 TEST_F(Geometry, RotateFNTurnsSquaresAQuarterEitherWay) {
   // 2 x 2 with T U over L R: clockwise gives L T over R U.
-  PictureRef two = Levels({{'T', 'U'}, {'L', 'R'}});
+  PictureRef two = GreyRows({{'T', 'U'}, {'L', 'R'}});
   EventLog log(p);
   p.RotateFN(*two, 1);
-  EXPECT_TRUE(SamePicture(*two, *Levels({{'L', 'T'}, {'R', 'U'}})));
+  EXPECT_TRUE(SamePicture(*two, *GreyRows({{'L', 'T'}, {'R', 'U'}})));
   EXPECT_EQ(log.text, "init 1 0, done");
   p.RotateFN(*two, 2);
-  EXPECT_TRUE(SamePicture(*two, *Levels({{'T', 'U'}, {'L', 'R'}})));
+  EXPECT_TRUE(SamePicture(*two, *GreyRows({{'T', 'U'}, {'L', 'R'}})));
 
   const std::vector<std::vector<int>> square = {{1, 2, 3, 4}, {5, 6, 7, 8}, {9, 10, 11, 12}, {13, 14, 15, 16}};
-  PictureRef four = Levels(square);
+  PictureRef four = GreyRows(square);
   log.text.clear();
   p.RotateFN(*four, 2);
-  EXPECT_TRUE(SamePicture(*four, *Levels({{4, 8, 12, 16}, {3, 7, 11, 15}, {2, 6, 10, 14}, {1, 5, 9, 13}})));
+  EXPECT_TRUE(SamePicture(*four, *GreyRows({{4, 8, 12, 16}, {3, 7, 11, 15}, {2, 6, 10, 14}, {1, 5, 9, 13}})));
   EXPECT_EQ(log.text, "init 3 0 3 6 3, done");  // ring 0 has three steps, ring 1 one
   p.RotateFN(*four, 0);  // any direction but 2 is clockwise
-  EXPECT_TRUE(SamePicture(*four, *Levels(square)));
+  EXPECT_TRUE(SamePicture(*four, *GreyRows(square)));
 
   // A wide picture reaches below its last row.
-  PictureRef wide = Levels({{1, 2, 3, 4}, {5, 6, 7, 8}});
+  PictureRef wide = GreyRows({{1, 2, 3, 4}, {5, 6, 7, 8}});
   EXPECT_EQ(ErrorOf([&] { p.RotateFN(*wide, 1); }).Number(), err::kSubscriptOutOfRange);
 }
 
 TEST_F(Geometry, RotateACWAngAgreesWithTheQuarterTurnsAndBlendsAtTheBorder) {
-  const PictureRef source = test::PatternPicture(5, 5);
+  const PictureRef source = PatternPicture(5, 5);
   for (const double angle : {0.0, kPi / 2, -kPi / 2, kPi}) {
     SCOPED_TRACE(angle);
     PictureRef expected = source->CopyOf();
@@ -122,7 +96,7 @@ TEST_F(Geometry, RotateACWAngAgreesWithTheQuarterTurnsAndBlendsAtTheBorder) {
   PictureRef white = MakePicture(5, 5, [](int, int) { return Grey(255); });
   p.CopyToArray(*white);
   p.RotateACWAng(*white, kPi / 4);
-  EXPECT_TRUE(SamePicture(*white, *Levels({{44, 224, 255, 224, 44},
+  EXPECT_TRUE(SamePicture(*white, *GreyRows({{44, 224, 255, 224, 44},
                                             {224, 255, 255, 255, 224},
                                             {255, 255, 255, 255, 255},
                                             {224, 255, 255, 255, 224},
@@ -138,9 +112,9 @@ TEST_F(Geometry, RotateACWAngAgreesWithTheQuarterTurnsAndBlendsAtTheBorder) {
 }
 
 TEST_F(Geometry, ProjectiveTransformMapsBackNearestPixelWithBlackOutside) {
-  const PictureRef source = test::PatternPicture(12, 2);
+  const PictureRef source = PatternPicture(12, 2);
   const PictureRef shifted = MakePicture(12, 2, [&](int x, int y) {
-    return x < 2 ? test::PixelAt(*source, x + 10, y) : Bgr{0, 0, 0};
+    return x < 2 ? PixelAt(*source, x + 10, y) : Bgr{0, 0, 0};
   });
   struct Case {
     const char* name;
@@ -177,4 +151,4 @@ TEST_F(Geometry, ProjectiveTransformMapsBackNearestPixelWithBlackOutside) {
 }
 
 }  // namespace
-}  // namespace qv
+}  // namespace qv::test

@@ -8,32 +8,13 @@
 #include "imageproc/ImageProcessor.h"
 #include "support/TestSupport.h"
 
-namespace qv {
+namespace qv::test {
 namespace {
 
-using test::Bgr;
-using test::ErrorOf;
-using test::MakePicture;
-using test::SamePicture;
-using test::SolidPicture;
 
 constexpr int32_t kMaxInt = std::numeric_limits<int32_t>::max();
 
-// A processor's events as one line: "init N", the progress positions, then ", done" (Complete
-// with a time that is not negative).
-struct EventLog {
-  explicit EventLog(ImageProcessor& p) {
-    p.Events.InitProgress = [this](int32_t v) { text += "init " + std::to_string(v); };
-    p.Events.Progress = [this](int32_t v) { text += " " + std::to_string(v); };
-    p.Events.Complete = [this](int32_t ms) { text += ms >= 0 ? ", done" : ", negative time"; };
-  }
-  std::string text;
-};
-
-class Processor : public ::testing::Test {
- protected:
-  ImageProcessor p;
-};
+using Processor = With<ImageProcessor>;
 
 TEST_F(Processor, ArrayCopiesLayChannelBytesOutBottomRowFirst) {
   EventLog log(p);
@@ -60,7 +41,7 @@ TEST_F(Processor, ArrayCopiesLayChannelBytesOutBottomRowFirst) {
 }
 
 TEST_F(Processor, ArrayRoundTripLeavesThePictureAndItsPaddingUnchanged) {
-  auto picture = test::PatternPicture(5, 4);  // 15 bytes a row + 1 padding byte
+  auto picture = PatternPicture(5, 4);  // 15 bytes a row + 1 padding byte
   for (int y = 0; y < 4; ++y) picture->Bits()[y * 16 + 15] = 0x5A;
   auto original = picture->CopyOf();
   Array2D<uint8_t> bytes;
@@ -130,7 +111,7 @@ TEST_F(Processor, FilterSetUpValidatesWithTheClassErrors) {
   EXPECT_EQ(ErrorOf([&] { p.FilterValue(2, 0); }).Number(), err::kSubscriptOutOfRange);
 }
 
-TEST_F(Processor, CorrelateSumsEveryChannelByteOnceOntoTheCallersCount) {
+TEST_F(Processor, CorrelateAddsEveryChannelByteToTheCallersCountCheckingEachAddition) {
   // A 2 x 1 picture whose six bytes each differ by 1 from the array; the count is not reset.
   const PictureRef two = MakePicture(2, 1, [](int x, int) { return Bgr{uint8_t(10 + x), 20, 30}; });
   p.CopyToArray(*two);
@@ -138,49 +119,41 @@ TEST_F(Processor, CorrelateSumsEveryChannelByteOnceOntoTheCallersCount) {
   EventLog log(p);
   int32_t count = 100;
   p.Correlate(*two, p.Arrays().SharedPixels, count);
-  EXPECT_EQ(count, 106);
-  EXPECT_EQ(log.text, "init 1 0 3, done");
-
-  // Two different pictures of several rows: the sum of all absolute byte differences.
+  EXPECT_EQ(std::pair(count, log.text), std::pair(106, std::string("init 1 0 3, done")));
+  // Several rows: the sum of all absolute byte differences.
   p.CopyToArray(*SolidPicture(5, 3, {10, 200, 30}));
-  int32_t sum = -7;
-  p.Correlate(*SolidPicture(5, 3, {40, 100, 30}), p.Arrays().SharedPixels, sum);
-  EXPECT_EQ(sum, -7 + 15 * (30 + 100));
-}
+  count = -7;
+  p.Correlate(*SolidPicture(5, 3, {40, 100, 30}), p.Arrays().SharedPixels, count);
+  EXPECT_EQ(count, -7 + 15 * (30 + 100));
 
-TEST_F(Processor, CorrelatePassingTheLargest32BitValueRaisesOverflowAndKeepsTheCountReached) {
-  const PictureRef white = SolidPicture(4, 3, {255, 255, 255});
+  // Past the largest 32-bit value: overflow, keeping the count reached (three additions of 255
+  // fit, the fourth does not).
+  const PictureRef white = SolidPicture(4, 3, Grey(255));
   PixelArray zeros;
   zeros.ReDim(13, 3);
-  int32_t count = kMaxInt - 1000;
+  count = kMaxInt - 1000;
   EXPECT_EQ(ErrorOf([&] { p.Correlate(*white, zeros, count); }).Number(), err::kOverflow);
-  EXPECT_EQ(count, kMaxInt - 1000 + 765);  // three additions of 255 fit, the fourth does not
+  EXPECT_EQ(count, kMaxInt - 1000 + 765);
+  count = kMaxInt - 12 * 3 * 255;
+  p.Correlate(*white, zeros, count);
+  EXPECT_EQ(count, kMaxInt);
 
-  int32_t justFits = kMaxInt - 12 * 3 * 255;
-  p.Correlate(*white, zeros, justFits);
-  EXPECT_EQ(justFits, kMaxInt);
-}
-
-TEST_F(Processor, CorrelateWithFractionalArraysRoundsTheSumAfterEveryAddition) {
-  const PictureRef black = SolidPicture(2, 2, {0, 0, 0});
-  Array2D<double> halves, oneAndAHalf;
-  halves.ReDim(7, 2);
-  oneAndAHalf.ReDim(7, 2);
-  for (int y = 0; y < 2; ++y) {
-    for (int k = 0; k < 7; ++k) halves(k, y) = 0.5, oneAndAHalf(k, y) = 1.5;
+  // Fractional arrays: the sum is rounded after every addition, halves to even (0 + 0.5 stays 0;
+  // 1.5 -> 2, 3.5 -> 4, ...: 2 per addition).
+  const PictureRef black = SolidPicture(2, 2, {});
+  for (const auto& [value, sum] : {std::pair{0.5, 0}, {1.5, 24}}) {
+    Array2D<double> values;
+    values.ReDim(7, 2);
+    for (int k = 0; k < 14; ++k) values(k % 7, k / 7) = value;
+    count = 0;
+    p.Correlate(*black, values, count);
+    EXPECT_EQ(count, sum) << value;
   }
-  int32_t sum = 0;
-  p.Correlate(*black, halves, sum);  // 0 + 0.5 rounds to 0, every time
-  EXPECT_EQ(sum, 0);
-  sum = 0;
-  p.Correlate(*black, oneAndAHalf, sum);  // 1.5 -> 2, 3.5 -> 4, 5.5 -> 6, ...: 2 per addition
-  EXPECT_EQ(sum, 24);
-
   PixelArray small;
-  small.ReDim(6, 2);  // covers byte columns 0 ... 5, the picture needs 0 ... 5 and rows 0 ... 1
-  EXPECT_NO_THROW(p.Correlate(*black, small, sum));
+  small.ReDim(6, 2);  // covers byte columns 0 ... 5 and rows 0 ... 1, all the picture needs
+  EXPECT_NO_THROW(p.Correlate(*black, small, count));
   small.ReDim(5, 2);
-  EXPECT_THROW(p.Correlate(*black, small, sum), AppError);
+  EXPECT_THROW(p.Correlate(*black, small, count), AppError);
 }
 
 TEST_F(Processor, BrightnessDividesByThreeTimesWidthLessOneTimesHeightLessOne) {
@@ -194,7 +167,7 @@ TEST_F(Processor, BrightnessDividesByThreeTimesWidthLessOneTimesHeightLessOne) {
   p.AssessRGB(*SolidPicture(3, 3, {0, 0, 255}), r, g, b);
   EXPECT_EQ(std::tuple(r, g, b), std::tuple(191.25, 0.0, 0.0));
 
-  const PictureRef pattern = test::PatternPicture(6, 5, 3);
+  const PictureRef pattern = PatternPicture(6, 5, 3);
   p.AssessRGB(*pattern, r, g, b);
   p.AssessBright(*pattern, amount);
   EXPECT_DOUBLE_EQ(r + g + b, amount);
@@ -249,7 +222,7 @@ TEST_F(Processor, VertGradIsWhiteWhereEveryChannelStandsApartFromItsNeighboursJu
 }
 
 TEST_F(Processor, FindCropRegionScansTheLinesOnePixelInsideEachEdge) {
-  test::RecordingSink sink;  // the default screen has 15 twips a pixel
+  RecordingSink sink;  // the default screen has 15 twips a pixel
   const int W = 20, H = 16;
   // Content (grey) in columns 1 ... 12 and memory rows 1 ... 9; border dark blue elsewhere.
   const PictureRef picture = MakePicture(W, H, [&](int x, int top) {
@@ -287,4 +260,4 @@ TEST_F(Processor, FindCropRegionScansTheLinesOnePixelInsideEachEdge) {
 }
 
 }  // namespace
-}  // namespace qv
+}  // namespace qv::test

@@ -15,7 +15,7 @@
 #include "shell/ControlBar.h"
 #include "support/TestSupport.h"
 
-namespace qv {
+namespace qv::test {
 namespace {
 
 constexpr int kBoxWidth = 64, kBoxHeight = 48;
@@ -126,7 +126,7 @@ class PlayerEndToEnd : public ::testing::Test {
     EXPECT_LT(CountPixels(Screenshot(screenshot), qRgb(255, 0, 0)), kBoxWidth * kBoxHeight / 10);
   }
 
-  test::TempDir home;
+  TempDir home;
   QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
   std::string clip;
   QProcess player;
@@ -188,4 +188,4 @@ TEST_F(PlayerEndToEnd, PlaysASideBySideClipAsARedCyanAnaglyphUntilStopped) {
 }
 
 }  // namespace
-}  // namespace qv
+}  // namespace qv::test

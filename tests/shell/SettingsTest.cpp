@@ -10,13 +10,13 @@
 #include "shell/Startup.h"
 #include "support/TestSupport.h"
 
-namespace qv {
+namespace qv::test {
 namespace {
 
 class Settings : public ::testing::Test {
  protected:
-  test::TempDir dir;
-  test::RecordingSink sink;
+  TempDir dir;
+  RecordingSink sink;
 };
 
 TEST_F(Settings, StoredTextsAreParsedAndWhatCannotBeReadLeavesItsTargetAlone) {
@@ -92,4 +92,4 @@ TEST_F(Settings, StartEngineSetsTheTimerAndInterlaceRoute) {
 }
 
 }  // namespace
-}  // namespace qv
+}  // namespace qv::test

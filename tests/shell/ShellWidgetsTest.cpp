@@ -17,13 +17,13 @@
 #include "shell/SettingsStore.h"
 #include "support/TestSupport.h"
 
-namespace qv {
+namespace qv::test {
 namespace {
 
 class GlassesSetDialog : public ::testing::Test {
  protected:
-  test::TempDir dir;
-  test::RecordingSink sink;
+  TempDir dir;
+  RecordingSink sink;
   DisplayConfig config;
   DisplaySettingsModel model{config};
   SettingsStore store{dir.File("Quorvex.conf")};
@@ -97,8 +97,8 @@ TEST(StatisticsWindow, ListsTheStageTimesAndTheConversionRateOnceThereIsOne) {
 }
 
 TEST(DepthMapWindow, PaintsFillsAndLoadsDepthOfTheFramesSize) {
-  test::RecordingSink sink;
-  const auto picture = test::PatternPicture(80, 60);
+  RecordingSink sink;
+  const auto picture = PatternPicture(80, 60);
   auto depth = std::make_shared<Picture>();  // nothing yet: made black at the frame's size
   DepthMapWindow window(*picture, *depth);
   ASSERT_EQ(std::pair(depth->Width(), depth->Height()), std::pair(80, 60));
@@ -107,26 +107,26 @@ TEST(DepthMapWindow, PaintsFillsAndLoadsDepthOfTheFramesSize) {
   window.BrushSize()->setValue(10);
   window.BrushLevel()->setValue(200);
   window.PaintAt(40, 30);
-  EXPECT_EQ(test::PixelAt(*depth, 40, 30), test::Grey(200));
-  EXPECT_EQ(test::PixelAt(*depth, 44, 33), test::Grey(200));
-  EXPECT_EQ(test::PixelAt(*depth, 45, 34), test::Grey(0));
+  EXPECT_EQ(PixelAt(*depth, 40, 30), Grey(200));
+  EXPECT_EQ(PixelAt(*depth, 44, 33), Grey(200));
+  EXPECT_EQ(PixelAt(*depth, 45, 34), Grey(0));
   // A click on the canvas paints where it lands (the canvas shows the frame at its own size).
   window.BrushLevel()->setValue(90);
   QTest::mouseClick(window.Canvas(), Qt::LeftButton, {}, QPoint(10, 50));
-  EXPECT_EQ(test::PixelAt(*depth, 10, 50), test::Grey(90));
+  EXPECT_EQ(PixelAt(*depth, 10, 50), Grey(90));
 
   // A depth picture of another size is scaled to the frame; an unreadable one is refused.
-  test::TempDir dir;
+  TempDir dir;
   QImage small(20, 10, QImage::Format_Grayscale8);
   small.fill(77);
   ASSERT_TRUE(small.save(QString::fromStdString(dir.File("depth.png"))));
   EXPECT_TRUE(window.LoadDepthPicture(QString::fromStdString(dir.File("depth.png"))));
-  EXPECT_TRUE(test::SamePicture(*depth, *test::SolidPicture(80, 60, test::Grey(77))));
+  EXPECT_TRUE(SamePicture(*depth, *SolidPicture(80, 60, Grey(77))));
   EXPECT_FALSE(window.LoadDepthPicture(QString::fromStdString(dir.File("missing.png"))));
   EXPECT_EQ(sink.Texts().size(), 1u);
   window.FillAll();
-  EXPECT_TRUE(test::SamePicture(*depth, *test::SolidPicture(80, 60, test::Grey(90))));
+  EXPECT_TRUE(SamePicture(*depth, *SolidPicture(80, 60, Grey(90))));
 }
 
 }  // namespace
-}  // namespace qv
+}  // namespace qv::test

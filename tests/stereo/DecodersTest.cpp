@@ -10,14 +10,9 @@
 #include "stereo/StillPictures.h"
 #include "support/TestSupport.h"
 
-namespace qv {
+namespace qv::test {
 namespace {
 
-using test::Bgr;
-using test::Columns;
-using test::Grey;
-using test::MakePicture;
-using test::SamePicture;
 using ::testing::ElementsAre;
 using ::testing::StartsWith;
 
@@ -54,8 +49,8 @@ class Decoders : public ::testing::Test {
  protected:
   Picture& View(int i) { return *frames.StereoViews[static_cast<size_t>(i)]; }
   FrameBuffers frames;
-  test::RecordingSink messages;
-  test::TempDir dir;
+  RecordingSink messages;
+  TempDir dir;
   std::string still;  // the still-picture file the decoders load from
 };
 
@@ -163,7 +158,7 @@ TEST_F(Decoders, BadFramesGiveTheRoutinesMessageAndNoCrash) {
 
 TEST_F(Decoders, StillPicturesLoadThroughThePictureLoader) {
   // A BMP file comes back exactly; Load2D then copies it to both views.
-  const PictureRef picture = test::PatternPicture(13, 7);
+  const PictureRef picture = PatternPicture(13, 7);
   still = dir.File("still.bmp");
   ASSERT_TRUE(picture->SavePicture(still));
   Load2D(frames, 0, still);
@@ -181,7 +176,7 @@ TEST_F(Decoders, StillPicturesLoadThroughThePictureLoader) {
   // A file that is missing or not a picture ends the decoder with its message.
   still = dir.File("missing.png");
   Load2D(frames, 0, still);
-  test::WriteFile(dir.File("noise.png"), "not a picture at all");
+  WriteFile(dir.File("noise.png"), "not a picture at all");
   still = dir.File("noise.png");
   LoadAnaglyph(frames, 0, still);
   EXPECT_THAT(messages.Texts(),
@@ -209,10 +204,10 @@ TEST_F(Decoders, JpsAndH3dStillsGoThroughTheStereoLoader) {
 
 TEST_F(Decoders, FailedStereoStillsAreDecodedFromThePreviousFrame) {
   // A Targa-like file, a truncated JPEG and an empty file: the message, then the old frame is cut.
-  test::WriteFile(dir.File("targa.h3d"), std::string("\0\0\2\0\0\0\0\0\0\0\0\0\4\0\2\0\x18\0", 18));
+  WriteFile(dir.File("targa.h3d"), std::string("\0\0\2\0\0\0\0\0\0\0\0\0\4\0\2\0\x18\0", 18));
   ASSERT_TRUE(WriteJpeg(*StereoPair(32, 16), dir.File("whole.jps")));
-  test::WriteFile(dir.File("cut.jps"), test::ReadFile(dir.File("whole.jps")).substr(0, 20));
-  test::WriteFile(dir.File("empty.jps"), "");
+  WriteFile(dir.File("cut.jps"), ReadFile(dir.File("whole.jps")).substr(0, 20));
+  WriteFile(dir.File("empty.jps"), "");
   for (const char* name : {"targa.h3d", "cut.jps", "empty.jps", "missing.jps"}) {
     SCOPED_TRACE(name);
     messages.messages.clear();
@@ -230,4 +225,4 @@ TEST_F(Decoders, FailedStereoStillsAreDecodedFromThePreviousFrame) {
 }
 
 }  // namespace
-}  // namespace qv
+}  // namespace qv::test

@@ -8,7 +8,7 @@
 #include "stereo/ScreenSizes.h"
 #include "support/TestSupport.h"
 
-namespace qv {
+namespace qv::test {
 namespace {
 
 // FitToScreen's result as "width x height at offsetX, offsetY".
@@ -38,7 +38,7 @@ TEST(ScreenModes, FitToScreenLetterboxesAndKeepsSizesEven) {
 
 TEST(ScreenModes, CurrentScreenSizeComesFromTheScreenSeam) {
   FixedScreen screen(1280, 1024, 15.0, 12.0), broken(1280, 0, 0.0, 15.0);
-  test::Installed<ScreenInfo> installed(SetScreenInfo, &screen);
+  Installed<ScreenInfo> installed(SetScreenInfo, &screen);
   EXPECT_EQ(std::pair(CurrentScreenWidth(), CurrentScreenHeight()), std::pair(1280, 1024));
   SetScreenInfo(&broken);
   EXPECT_THROW(CurrentScreenWidth(), AppError);
@@ -48,4 +48,4 @@ TEST(ScreenModes, CurrentScreenSizeComesFromTheScreenSeam) {
 }
 
 }  // namespace
-}  // namespace qv
+}  // namespace qv::test

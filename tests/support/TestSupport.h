@@ -12,6 +12,7 @@
 #include <functional>
 #include <iterator>
 #include <optional>
+#include <random>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -168,6 +169,41 @@ inline PictureRef PatternPicture(int32_t width, int32_t height, int seed = 0) {
                static_cast<uint8_t>((x ^ y) * 5 + seed)};
   });
 }
+
+// A grey picture from levels listed row by row, the top row first.
+inline PictureRef GreyRows(const std::vector<std::vector<int>>& rows) {
+  return MakePicture(static_cast<int32_t>(rows[0].size()), static_cast<int32_t>(rows.size()),
+                     [&](int x, int y) { return Grey(static_cast<uint8_t>(rows[y][x])); });
+}
+
+// Random colours that repeat nowhere, the same for the same seed; `shift` moves the content that
+// many pixels left (pixel x shows what pixel x + shift of the unshifted texture shows).
+inline PictureRef Texture(int32_t width, int32_t height, int shift = 0, int seed = 1) {
+  return MakePicture(width, height, [=](int x, int y) {
+    std::minstd_rand r(static_cast<unsigned>((x + shift + 1000) * 7919 + y * 104729 + seed));
+    return Bgr{uint8_t(r()), uint8_t(r()), uint8_t(r())};
+  });
+}
+
+// A fixture that holds one object under test, `p`.
+template <typename T>
+struct With : ::testing::Test {
+  T p;
+};
+
+// An image processor's events as one line: "init N", the progress positions, then ", done" (or
+// ", negative time"); the processor's handlers are cleared again at the end.
+template <typename Processor>
+struct EventLog {
+  explicit EventLog(Processor& p) : processor(p) {
+    p.Events.InitProgress = [this](int32_t v) { text += "init " + std::to_string(v); };
+    p.Events.Progress = [this](int32_t v) { text += " " + std::to_string(v); };
+    p.Events.Complete = [this](int32_t ms) { text += ms >= 0 ? ", done" : ", negative time"; };
+  }
+  ~EventLog() { processor.Events = {}; }
+  Processor& processor;
+  std::string text;
+};
 
 // Pixel at column x, device row y (0 = top).
 inline Bgr PixelAt(const Picture& picture, int x, int y) {
