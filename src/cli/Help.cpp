@@ -89,7 +89,8 @@ HelpPage MakeHelp() {
       "and below), splits every frame into a left and a right view and composes them for the "
       "viewing hardware: red/cyan and blue/yellow anaglyphs, row-interlaced lines, a sync-doubled "
       "frame for shutter glasses, a side-by-side pair, or quad-buffered OpenGL stereo. Without a "
-      "command it starts the player; the commands run the same engine without a window.";
+      "command it starts the player; the commands run the same engine without a window. FILE "
+      "is a local file: URLs, pipes and devices are refused.";
   page.commands = {
       {"", "[FILE]", "start the player, opening FILE when given"},
       {"detect", "FILE [--json]", "report the guessed stereo layout of FILE"},
@@ -127,7 +128,8 @@ HelpPage MakeHelp() {
       {{"--screen"}, "WxH", "full-screen size (default: the stored setting)", renderAndConvert, {}},
       {{"--vert-offset"},
        "K",
-       "sync-doubled gap divisor (default: the stored setting)",
+       "sync-doubled gap divisor, 0 to 100 as in the display settings (default: the stored "
+       "setting)",
        renderAndConvert,
        {}},
       {{"--frame"}, "N", "frame to compose, from the stream's first (default 0)", {"render"}, {}},
@@ -146,7 +148,14 @@ HelpPage MakeHelp() {
       {{"--frames"}, "K", "how many frames (default: to the end)", {"convert"}, {}},
       {{"--codec"},
        "NAME",
-       "video encoder, as FFmpeg names it (default: the usual one of OUT's container)",
+       "video encoder, as FFmpeg names it (default: the usual one of OUT's container); one that "
+       "OUT's container cannot hold is refused",
+       {"convert"},
+       {}},
+      {{"--no-sound"},
+       "",
+       "write the pictures only (formats that hold no sound, such as .gif and .y4m, always get "
+       "the pictures only)",
        {"convert"},
        {}},
       {{"-h", "--help"}, "", "list the operations and their arguments", {"image"}, {}},
@@ -155,6 +164,8 @@ HelpPage MakeHelp() {
       {"0", "done"},
       {"1", "the input could not be processed; the reasons went to standard error"},
       {"2", "a usage error"},
+      {"128+N", "convert was stopped by signal N (130 for Ctrl+C); the frames converted so far "
+                "are in OUT, finished so that it plays"},
   };
   page.environment = {
       {"DISPLAY, WAYLAND_DISPLAY, QT_QPA_PLATFORM",
@@ -170,7 +181,8 @@ HelpPage MakeHelp() {
        "settings dialog"},
       {"$XDG_DATA_HOME/Quorvex/",
        "the script folder: videos named .mpg, .mpeg, .asf, .wmv, .dat, .mov or .vob are opened "
-       "through a one-line .avs script written here"},
+       "through a one-line .avs script written here, named after the video and the process, "
+       "and removed when the process ends"},
   };
   page.examples = {
       {"clip.mkv", "play clip.mkv"},

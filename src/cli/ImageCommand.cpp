@@ -19,7 +19,7 @@
 
 #include "base/Error.h"
 #include "cli/ImageOperations.h"
-#include "cli/PictureFiles.h"
+#include "cli/OutputFiles.h"
 #include "stereo/StillPictures.h"
 
 namespace qv::cli {
@@ -189,38 +189,6 @@ class ProgressBar {
   int shown_ = -1;
 };
 
-// Writes the picture to a temporary file beside `target` and renames it into place: a failed
-// write leaves nothing behind. False with `why` set on failure.
-bool WritePicture(const Picture& picture, const std::string& target, std::string& why) {
-  namespace fs = std::filesystem;
-  const fs::path path(target);
-  const fs::path folder = path.parent_path().empty() ? fs::path(".") : path.parent_path();
-  std::string pattern = (folder / ("." + path.filename().string() + ".XXXXXX")).string();
-  const int fd = mkstemp(pattern.data());
-  if (fd < 0) {
-    why = std::strerror(errno);
-    return false;
-  }
-  close(fd);
-  bool written = false;
-  if (EndsWith(Lower(target), ".png")) {
-    written = SavePng(picture, pattern, why);
-  } else {
-    try {
-      written = picture.SavePicture(pattern);
-      if (!written) why = "the file could not be written";
-    } catch (const std::exception& e) {
-      why = DescribeError(e);
-    }
-  }
-  if (written && std::rename(pattern.c_str(), target.c_str()) != 0) {
-    why = std::strerror(errno);
-    written = false;
-  }
-  if (!written) std::remove(pattern.c_str());
-  return written;
-}
-
 }  // namespace
 
 int RunImage(const std::vector<std::string>& args) {
@@ -238,6 +206,13 @@ int RunImage(const std::vector<std::string>& args) {
   }
   const ImageOperation& op = *command.op;
   const std::string name(op.name);
+  for (const std::string& file : command.inputs) {
+    if (SameFile(file, command.output)) {
+      std::cerr << "quorvex image: the output file " << command.output << " is the input file "
+                << file << "\n";
+      return 1;
+    }
+  }
   for (const std::string& file : command.inputs) {
     std::string failure;
     std::optional<LoadedPicture> loaded = LoadPicture(file, &failure);
@@ -267,7 +242,7 @@ int RunImage(const std::vector<std::string>& args) {
     return 1;
   }
   std::string why;
-  if (!result || !WritePicture(*result, command.output, why)) {
+  if (!result || !WritePictureFile(*result, command.output, why)) {
     std::cerr << "quorvex image: cannot write " << command.output << ": " << why << "\n";
     return 1;
   }

@@ -110,6 +110,8 @@ OutputOptions ParseOutputOptions(const std::vector<std::string>& args, Command c
       o.frames = static_cast<int32_t>(*n);
     } else if (!render && name == "--codec") {
       o.codec = value();
+    } else if (!render && name == "--no-sound" && !inlineValue) {
+      o.noSound = true;
     } else if (!name.empty() && name[0] == '-' && name != "-") {
       throw UsageError("unknown option " + name);
     } else if (o.input.empty()) {

@@ -38,6 +38,7 @@ struct OutputOptions {
   int32_t start = 0;                  // convert: --start N
   std::optional<int32_t> frames;      // convert: --frames K
   std::string codec;                  // convert: --codec NAME
+  bool noSound = false;               // convert: --no-sound
 };
 
 enum class Command { kRender, kConvert };

@@ -3,13 +3,15 @@
 // before the frame on, so that the frame has the depth and the state that playback reaches there.
 
 #include <algorithm>
+#include <optional>
 #include <iostream>
 #include <string>
 
 #include "base/Error.h"
 #include "cli/Commands.h"
 #include "cli/OutputOptions.h"
-#include "cli/PictureFiles.h"
+#include "cli/OutputFiles.h"
+#include "base/Seams.h"
 #include "image/BufferHelpers.h"
 #include "playback/FrameConversion.h"
 #include "playback/OutputDispatch.h"
@@ -73,18 +75,28 @@ int ComposeOne(PlaybackContext& context, PlaybackRequest& request, int32_t offse
 }
 
 int WritePicture(const Picture& picture, const std::string& file) {
-  if (EndsWithNoCase(file, ".png")) {
-    std::string why;
-    if (!SavePng(picture, file, why)) return Fail("cannot write " + file + ": " + why);
-    return 0;
-  }
-  try {
-    if (!picture.SavePicture(file)) return Fail("cannot write " + file);
-  } catch (const std::exception& e) {
-    return Fail("cannot write " + file + ": " + DescribeError(e));
-  }
+  std::string why;
+  if (!WritePictureFile(picture, file, why)) return Fail("cannot write " + file + ": " + why);
   return 0;
 }
+
+// The program's messages on standard error, counted: a message while the frame is made (a
+// composer's error, say) means the picture is not what was asked for.
+class CountingSink : public MessageSink {
+ public:
+  void ShowMessage(const std::string& text, int, const std::string& title) override {
+    std::cerr << (title.empty() ? kAppName : title) << ": " << text << std::endl;
+    ++count_;
+  }
+  std::optional<std::string> InputBox(const std::string&, const std::string&,
+                                      const std::string& defaultAnswer) override {
+    return defaultAnswer;
+  }
+  int Count() const { return count_; }
+
+ private:
+  int count_ = 0;
+};
 
 // The depth map of the last converted frame as a grey picture of the frame's size.
 PictureRef DepthPicture(const PlaybackContext& context) {
@@ -113,6 +125,14 @@ int RunRender(const std::vector<std::string>& args) {
     std::cerr << "quorvex: " << e.what() << "\nTry 'quorvex --help'.\n";
     return 2;
   }
+  for (const std::string* output : {&options.output, &options.depthOut}) {
+    if (!output->empty() && SameFile(options.input, *output)) {
+      return Fail("the output file " + *output + " is the input file");
+    }
+  }
+  if (!options.depthOut.empty() && SameFile(options.output, options.depthOut)) {
+    return Fail("-o and --depth-out name the same file " + options.output);
+  }
   LoadDisplaySettings(options);
   const bool depthWanted = options.grid || !options.depthOut.empty();
   if (!options.depthOut.empty() && !EndsWithNoCase(options.depthOut, ".bmp") &&
@@ -138,10 +158,19 @@ int RunRender(const std::vector<std::string>& args) {
   request.StartOffset = options.frame;
   PlaybackContext context;
   context.Display = gDisplay;
+  CountingSink messages;
+  SetMessageSink(&messages);
+  struct SinkGuard {
+    ~SinkGuard() { SetMessageSink(nullptr); }
+  } sinkGuard;
   if (!OpenVideo(request.FileName, context.Video)) return 1;
   const int status = ComposeOne(context, request, request.StartOffset, options.grid);
   CloseVideo(context.Video);
   if (status != 0) return status;
+  if (messages.Count() > 0) {
+    return Fail("frame " + std::to_string(options.frame) + " could not be composed as asked; " +
+                options.output + " was not written");
+  }
 
   if (const int written = WritePicture(*context.Frames.OutputFrame, options.output); written != 0) {
     return written;

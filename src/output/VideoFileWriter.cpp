@@ -42,10 +42,17 @@ AVPixelFormat ChoosePixelFormat(const AVCodec* encoder, int width, int height) {
   return avcodec_find_best_pix_fmt_of_list(formats, AV_PIX_FMT_BGR24, 0, nullptr);
 }
 
-// FFmpeg's encoders report their settings at the information level; a command-line user only
-// needs warnings and errors.
+// FFmpeg's own diagnostics (encoder settings, muxer complaints) are not the program's messages;
+// every failure comes back to the caller with a reason in words.
 void QuietLibraryLog() {
-  if (av_log_get_level() > AV_LOG_WARNING) av_log_set_level(AV_LOG_WARNING);
+  if (av_log_get_level() > AV_LOG_FATAL) av_log_set_level(AV_LOG_FATAL);
+}
+
+std::string Extension(const std::string& path) {
+  const size_t dot = path.rfind('.');
+  const size_t slash = path.rfind('/');
+  if (dot == std::string::npos || (slash != std::string::npos && dot < slash)) return "";
+  return path.substr(dot);
 }
 
 }  // namespace
@@ -290,6 +297,52 @@ struct VideoFileWriter::Impl {
 };
 
 VideoFileWriter::VideoFileWriter(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
+
+OutputCheck VideoFileWriter::CheckOutput(const std::string& path, const std::string& videoCodec) {
+  QuietLibraryLog();
+  OutputCheck check;
+  const AVOutputFormat* container = av_guess_format(nullptr, path.c_str(), nullptr);
+  const std::string extension = Extension(path);
+  if (container == nullptr) {
+    check.usage = true;
+    check.problem = "no known video file format for '" + path +
+                    "' (use an extension such as .mkv, .mp4, .avi or .nut)";
+    return check;
+  }
+  const std::string name = container->name;
+  if (name == "image2" || name == "image2pipe") {
+    check.usage = true;
+    check.problem = "'" + extension + "' is a picture format, not a video file format; " +
+                    "'quorvex render' writes one frame as a picture";
+    return check;
+  }
+  // A sound format may still name a video codec, for a cover picture.
+  const bool soundOnly = container->mime_type != nullptr &&
+                         std::string(container->mime_type).rfind("audio/", 0) == 0;
+  if (container->video_codec == AV_CODEC_ID_NONE || soundOnly) {
+    check.usage = true;
+    check.problem = "the " + name + " format of '" + path + "' holds sound only, no video";
+    return check;
+  }
+  const AVCodec* encoder = videoCodec.empty() ? avcodec_find_encoder(container->video_codec)
+                                              : avcodec_find_encoder_by_name(videoCodec.c_str());
+  if (encoder == nullptr || encoder->type != AVMEDIA_TYPE_VIDEO) {
+    check.usage = !videoCodec.empty();
+    check.problem = videoCodec.empty() ? "the " + name + " format has no video encoder here"
+                                       : "unknown video encoder '" + videoCodec + "'";
+    return check;
+  }
+  // 1: the format carries the codec; 0: it cannot (a file that no player would decode); below
+  // 0: the format does not say, and the muxer is left to judge.
+  if (avformat_query_codec(container, encoder->id, FF_COMPLIANCE_NORMAL) == 0) {
+    check.usage = true;
+    check.problem = "the " + name + " format ('" + extension + "') cannot hold " +
+                    encoder->name + " video; choose another --codec or another extension";
+    return check;
+  }
+  check.holdsSound = container->audio_codec != AV_CODEC_ID_NONE;
+  return check;
+}
 VideoFileWriter::~VideoFileWriter() = default;
 
 std::unique_ptr<VideoFileWriter> VideoFileWriter::Open(const VideoFileOptions& options,
@@ -330,12 +383,16 @@ std::unique_ptr<VideoFileWriter> VideoFileWriter::Open(const VideoFileOptions& o
   v->framerate = AVRational{options.frameRateNum, options.frameRateDen};
   v->sample_aspect_ratio = AVRational{1, 1};
   v->pix_fmt = ChoosePixelFormat(videoEncoder, options.width, options.height);
+  // YUV4MPEG files hold YUV pictures only; full chroma keeps every colour of ours.
+  if (std::string(container->name) == "yuv4mpegpipe") v->pix_fmt = AV_PIX_FMT_YUV444P;
   if (videoEncoder->id == AV_CODEC_ID_H264) {
     av_opt_set(v->priv_data, "preset", "veryfast", 0);
     av_opt_set(v->priv_data, "crf", "18", 0);
   } else if (videoEncoder->id == AV_CODEC_ID_MPEG4 || videoEncoder->id == AV_CODEC_ID_MJPEG) {
     v->bit_rate = static_cast<int64_t>(options.width) * options.height * 4;
   }
+  // JPEG pictures hold the full range of levels; the encoder takes nothing else.
+  if (videoEncoder->id == AV_CODEC_ID_MJPEG) v->color_range = AVCOL_RANGE_JPEG;
   if (container->flags & AVFMT_GLOBALHEADER) v->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
   rc = avcodec_open2(v, videoEncoder, nullptr);
   if (rc < 0) return fail("cannot start the video encoder " + std::string(videoEncoder->name), rc);

@@ -23,8 +23,18 @@ struct VideoFileOptions {
   std::string audioCodec;     // empty = the container's usual one
 };
 
+// What an output name and encoder make of a conversion, found before anything is written.
+struct OutputCheck {
+  std::string problem;      // why the pair cannot make a playable video file; empty when it can
+  bool usage = false;       // the problem is in what was asked for (unknown encoder, say)
+  bool holdsSound = false;  // the file format can carry a sound track
+};
+
 class VideoFileWriter {
  public:
+  // Checks that the file format that `path`'s extension picks holds video, and that the encoder
+  // (empty: the format's usual one) makes video that the format can carry.
+  static OutputCheck CheckOutput(const std::string& path, const std::string& videoCodec);
   // Opens the file and its encoders; nullptr with a reason in `error` when that fails.
   static std::unique_ptr<VideoFileWriter> Open(const VideoFileOptions& options, std::string& error);
   ~VideoFileWriter();

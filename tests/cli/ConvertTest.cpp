@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstring>
 #include <filesystem>
+#include <tuple>
 
 #include "cli/CliTestSupport.h"
 
@@ -126,24 +127,134 @@ TEST_F(Convert, AClipWithoutSoundGivesPicturesOnly) {
 }
 
 // The writer's own refusals are checked with the writer; one shows that convert passes them on.
-TEST_F(Convert, RefusesWhatItCannotDoAndTellsWhy) {
+TEST_F(Convert, RefusesWhatItCannotDoAndTellsWhyLeavingNothingBehind) {
   const std::string in = Out("sound.mkv"), convert = "convert " + in + " -o ";
   const std::pair<std::string, const char*> refusals[] = {
-      {convert + "'" + home_.File("missing/x.mkv") + "'",
-       "The video file could not be written: cannot create"},
+      {convert + "'" + home_.File("missing/x.mkv") + "'", "cannot write"},
       {convert + in, "is the input file"},
       {convert + Out("x.mkv") + " --start 10",
        "--start 10 is past the end of the video (10 frames)"},
       {"convert " + Out("nothing.mkv") + " -o " + Out("x.mkv"), "Unable to open AVI file."},
       {"convert " + In("empty.avi") + " -o " + Out("x.mkv") + " --format 5",
        "An error occurred in OpenVideo. "},
+      // An encoder that cannot start (H.261 takes two picture sizes only), and a composer that
+      // reports an error for every frame.
+      {convert + Out("x.avi") + " --codec h261", "cannot start the video encoder h261"},
+      {convert + Out("x.mkv") + " --method sync-doubled --vert-offset 0", "Division by zero"},
   };
   for (const auto& [arguments, reason] : refusals) ExpectRefusal(arguments, 1, reason);
+  // A codec and a container that do not fit, and files that are no video files, are named.
+  const std::pair<std::string, const char*> misfits[] = {
+      {Out("x.avi") + " --codec libx265", "the avi format ('.avi') cannot hold libx265 video"},
+      {Out("x.mkv") + " --codec a64multi", "cannot hold a64multi video"},
+      {Out("x.mp3"), "holds sound only"},
+      {Out("x.png"), "'quorvex render' writes one frame"},
+      {Out("x.mkv") + " --codec nosuchcodec", "unknown video encoder 'nosuchcodec'"},
+  };
+  for (const auto& [arguments, reason] : misfits) ExpectRefusal(convert + arguments, 2, reason);
   for (const char* usage : {"", " -o x.mkv --frames 0", " -o x.mkv --start -1",
-                            " -o x.mkv --frame 2", " -o x.mkv --codec", " x.mkv"}) {
+                            " -o x.mkv --frame 2", " -o x.mkv --codec", " x.mkv",
+                            " -o x.mkv --no-sound=1", " -o x.mkv --vert-offset 101"}) {
     EXPECT_EQ(Run("convert " + in + usage), 2) << usage;
   }
-  EXPECT_FALSE(std::filesystem::exists(home_.File("x.mkv")));
+  for (const std::string& name : test::FilesIn(home_.Path().string())) {
+    EXPECT_TRUE(name.rfind("x.", 0) != 0 && name.rfind(".x.", 0) != 0) << name;
+  }
+}
+
+// Formats without sound get the pictures; --no-sound asks for that anywhere; JPEG pictures in
+// AVI are a video too.
+TEST_F(Convert, PicturesOnlyWhereTheFormatHoldsNoSoundOrTheUserAsks) {
+  const std::string streams = "ffprobe -v error -show_entries stream=codec_type -of csv=p=0 ";
+  const std::tuple<const char*, const char*, bool> cases[] = {
+      {"anim.gif", "", true}, {"raw.y4m", "", true}, {"quiet.mkv", " --no-sound", false},
+      {"jpeg.avi", " --codec mjpeg", false}};
+  for (const auto& [name, options, told] : cases) {
+    SCOPED_TRACE(name);
+    ASSERT_EQ(Run("convert " + Out("sound.mkv") + " -o " + Out(name) + options), 0)
+        << Read("err.txt");
+    EXPECT_EQ(Read("err.txt").find("holds no sound") != std::string::npos, told);
+    ASSERT_EQ(std::system((streams + Out(name) + " >" + Out("streams.txt")).c_str()), 0);
+    const bool mjpeg = std::string(options) == " --codec mjpeg";
+    EXPECT_EQ(Read("streams.txt"), mjpeg ? "video\naudio\n" : "video\n");
+    const std::string count = "ffprobe -v error -select_streams v:0 -count_frames -show_entries "
+                              "stream=nb_read_frames -of csv=p=0 ";
+    ASSERT_EQ(std::system((count + Out(name) + " >" + Out("count.txt")).c_str()), 0);
+    EXPECT_EQ(Read("count.txt"), "10\n");
+  }
+}
+
+// Two conversions at once of videos of one name in two folders each get their own pictures.
+TEST_F(Convert, SameNamedVideosConvertedAtOnceKeepTheirOwnPictures) {
+  std::filesystem::create_directories(home_.File("a"));
+  std::filesystem::create_directories(home_.File("b"));
+  ASSERT_EQ(Ffmpeg("-i " + In("sbs_scene.mkv") + " -c:v mpeg2video -q:v 2 " + Out("a/clip.mpg")), 0);
+  ASSERT_EQ(Ffmpeg("-i " + In("sbs_scene.mkv") + " -vf hflip -c:v mpeg2video -q:v 2 " +
+                   Out("b/clip.mpg")),
+            0);
+  const std::string common = " --codec ffv1 --format parallel --method anaglyph-red-green";
+  std::string both;
+  for (int round = 0; round < 3; ++round) {
+    for (const char* side : {"a", "b"}) {
+      both += "'" QUORVEX_PROGRAM "' convert " + Out(std::string(side) + "/clip.mpg") + " -o " +
+              Out(std::string(side) + std::to_string(round) + ".mkv") + common + " >/dev/null 2>&1 & ";
+    }
+  }
+  ASSERT_EQ(std::system(("XDG_CONFIG_HOME=" + Out("config") + " XDG_DATA_HOME=" + Out("data") +
+                         " sh -c \"" + both + "wait\"")
+                            .c_str()),
+            0);
+  for (const char* side : {"a", "b"}) {
+    const PictureRef expected =
+        Render(Out(std::string(side) + "/clip.mpg"), common.substr(13) + " --frame 0");
+    ASSERT_NE(expected, nullptr);
+    for (int round = 0; round < 3; ++round) {
+      const auto frames = Frames(side + std::to_string(round) + ".mkv", 160, 120);
+      ASSERT_EQ(frames.size(), 10u) << side << round;
+      EXPECT_TRUE(test::SamePicture(*frames[0], *expected)) << side << round;
+    }
+  }
+  // The scripts went with their processes.
+  EXPECT_THAT(test::FilesIn(home_.File("data/Quorvex")), ::testing::IsEmpty());
+}
+
+// Interrupted, a conversion ends its file so that it plays, with the frames made so far, and
+// exits as the signal asks; no temporary file stays.
+TEST_F(Convert, AnInterruptedConversionLeavesAPlayableFileAndTheSignalsStatus) {
+  ASSERT_EQ(Ffmpeg("-f lavfi -i testsrc2=size=320x240:rate=25:duration=60 -c:v mpeg4 -q:v 5 " +
+                   Out("long.mkv")),
+            0);
+  for (const auto& [signal, status] : {std::pair("INT", 130), std::pair("TERM", 143)}) {
+    SCOPED_TRACE(signal);
+    const std::string out = "cut" + std::string(signal) + ".mp4";
+    // Waits until the conversion has written something, then sends the signal.
+    test::WriteFile(home_.File("interrupt.sh"),
+                    "'" QUORVEX_PROGRAM "' convert " + Out("long.mkv") + " -o " + Out(out) +
+                        " --format parallel 2>" + Out("err.txt") + " & p=$!\n" +
+                        "for k in $(seq 600); do\n"
+                        "  s=$(cat " + Out("") + "/." + out + ".*.mp4 2>/dev/null | wc -c)\n"
+                        "  [ \"$s\" -gt 60000 ] && break; sleep 0.05\n"
+                        "done\n"
+                        "kill -" + signal + " $p; wait $p; echo $? >" + Out("status.txt") + "\n");
+    ASSERT_EQ(std::system(("XDG_CONFIG_HOME=" + Out("config") + " XDG_DATA_HOME=" + Out("data") +
+                           " bash " + Out("interrupt.sh"))
+                              .c_str()),
+              0);
+    EXPECT_EQ(Read("status.txt"), std::to_string(status) + "\n") << Read("err.txt");
+    EXPECT_THAT(Read("err.txt"), HasSubstr("interrupted by SIG" + std::string(signal)));
+    // Decodes from end to end without an error.
+    ASSERT_EQ(std::system(("ffmpeg -v error -nostdin -i " + Out(out) + " -f null - 2>" +
+                           Out("decode.txt"))
+                              .c_str()),
+              0);
+    EXPECT_EQ(Read("decode.txt"), "");
+    const size_t frames = Frames(out, 160, 240).size();
+    EXPECT_GT(frames, 0u);
+    EXPECT_LT(frames, 1500u);
+  }
+  for (const auto& name : test::FilesIn(home_.Path().string())) {
+    EXPECT_NE(name[0], '.') << name;
+  }
 }
 
 }  // namespace

@@ -106,7 +106,22 @@ TEST_F(Cli, RenderRefusesWhatItCannotDoAndTellsWhy) {
         " -o x.png second.mkv"}) {
     EXPECT_EQ(Run("render " + In("sbs_scene.mkv") + usage), 2) << usage;
   }
+  // A composer's error for the frame: no picture.
+  ExpectRefusal(sbs + " --method sync-doubled --vert-offset 0", 1, "Division by zero");
   EXPECT_FALSE(std::filesystem::exists(home_.File("x.png")));
+}
+
+// Render never writes over its input, however the input is named.
+TEST_F(Cli, RenderRefusesToWriteOverItsInput) {
+  ASSERT_EQ(Ffmpeg("-i " + In("sbs_scene.mkv") + " -frames:v 1 " + Out("in.png")), 0);
+  std::filesystem::create_symlink(home_.File("in.png"), home_.File("link.png"));
+  const std::string before = Read("in.png");
+  for (const std::string& output : {Out("in.png"), Out("link.png"), Out("./in.png") + " --format 2d-to-3d",
+                                    Out("d.png") + " --format 2d-to-3d --depth-out " + Out("in.png")}) {
+    ExpectRefusal("render " + Out("in.png") + " -o " + output, 1, "is the input file");
+  }
+  EXPECT_EQ(Read("in.png"), before);
+  EXPECT_FALSE(std::filesystem::exists(home_.File("d.png")));
 }
 
 TEST_F(Cli, DetectReportsTheGuessAsOneJsonObject) {

@@ -34,6 +34,7 @@
 #include "shell/SettingsStore.h"
 #include "shell/Startup.h"
 #include "video/MediaSupport.h"
+#include "video/ScriptBridge.h"
 
 namespace qv {
 namespace {
@@ -227,8 +228,9 @@ TEST_F(PlayerWindows, PlayBuildsTheRequestFromTheMenusTheGlassesAndTheBar) {
   // Names that go through the script bridge play the script, with the file's own sound.
   main.OpenFile(Clip("sbs_scene.mpg"));
   main.VideoPlay(false);
-  EXPECT_EQ(std::pair(requests.back().FileName, requests.back().AudioFile),
-            std::pair(dir.File("Quorvex/sbs_scene.avs"), Media("sbs_scene.mpg")));
+  EXPECT_EQ(requests.back().AudioFile, Media("sbs_scene.mpg"));
+  EXPECT_EQ(std::filesystem::path(requests.back().FileName).parent_path(), dir.File("Quorvex"));
+  EXPECT_EQ(ReadScriptTarget(requests.back().FileName), Media("sbs_scene.mpg"));
 }
 
 TEST_F(PlayerWindows, BarCaptionShowsPositionAndLengthAsHoursMinutesSeconds) {

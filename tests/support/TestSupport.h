@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
@@ -79,6 +80,18 @@ class TempDir {
  private:
   std::filesystem::path path_;
 };
+
+// The names of the entries of a folder, sorted; none when it does not exist.
+inline std::vector<std::string> FilesIn(const std::string& folder) {
+  std::vector<std::string> names;
+  std::error_code error;
+  for (std::filesystem::directory_iterator it(folder, error), end; !error && it != end;
+       it.increment(error)) {
+    names.push_back(it->path().filename().string());
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
 
 // An environment variable set for the lifetime of this object, then restored.
 class ScopedEnv {

@@ -3,8 +3,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <cstdlib>
 #include <filesystem>
+#include <regex>
 
 #include "MediaSupport.h"
 #include "video/ScriptBridge.h"
@@ -31,21 +35,60 @@ class ScriptFolder : public ::testing::Test {
   test::RecordingSink sink_;
 };
 
-TEST_F(ScriptFolder, VideosOfTheScriptFormatsGetAOneLineScriptNamedAfterThem) {
+// The script's name: the video's base name, a hash of its whole path, this process's number.
+MATCHER_P2(ScriptOf, folder, stem, "") {
+  const std::regex name(std::string(stem) + "-[0-9a-f]{16}-" + std::to_string(::getpid()) + "\\.avs");
+  return std::filesystem::path(arg).parent_path() == folder &&
+         std::regex_match(std::filesystem::path(arg).filename().string(), name);
+}
+
+TEST_F(ScriptFolder, VideosOfTheScriptFormatsGetAOneLineScriptOfTheirOwn) {
   const std::string clip = temp_.File("videos/clip.MPG");
-  EXPECT_EQ(MakeScript(clip), folder_ + "/clip.avs");
-  EXPECT_EQ(ReadFile(folder_ + "/clip.avs"), ScriptFor(clip));
+  const std::string script = MakeScript(clip);
+  EXPECT_THAT(script, ScriptOf(folder_, "clip"));
+  EXPECT_EQ(ReadFile(script), ScriptFor(clip));
   for (const char* name : {"movie.mpeg", "a.asf", "b.WMV", "c.dat", "d.mov", "e.Vob"}) {
-    const std::string base(name, std::string(name).find('.') + 1);
-    EXPECT_EQ(MakeScript(std::string("/x/") + name), folder_ + "/" + base + "avs") << name;
+    const std::string stem(name, std::string(name).find('.'));
+    EXPECT_THAT(MakeScript(std::string("/x/") + name), ScriptOf(folder_, stem)) << name;
   }
   // A relative name is written as the full path it stands for.
   EXPECT_EQ(ReadFile(MakeScript("rel.mpg")),
             ScriptFor((std::filesystem::current_path() / "rel.mpg").string()));
-  // Videos of the same base name share a script; the later one wins.
-  EXPECT_EQ(MakeScript("/two/clip.mpg"), folder_ + "/clip.avs");
-  EXPECT_EQ(ReadFile(folder_ + "/clip.avs"), ScriptFor("/two/clip.mpg"));
+  // Videos of one base name in two folders get two scripts; the same video gets its own again.
+  const std::string other = MakeScript("/two/clip.mpg");
+  EXPECT_NE(other, script);
+  EXPECT_EQ(ReadFile(other), ScriptFor("/two/clip.mpg"));
+  EXPECT_EQ(ReadFile(script), ScriptFor(clip));
+  EXPECT_EQ(MakeScript(clip), script);
+  // However many folders up a name climbs, its script stays in the folder.
+  std::string climbing = temp_.File("videos");
+  for (int k = 0; k < 150; ++k) climbing += "/..";
+  climbing += temp_.File("videos/deep.mpg");
+  EXPECT_THAT(MakeScript(climbing), ScriptOf(folder_, "deep"));
+  EXPECT_FALSE(std::filesystem::exists(temp_.File("videos/deep.avs")));
   EXPECT_TRUE(sink_.messages.empty());
+}
+
+TEST_F(ScriptFolder, ScriptsGoWhenTheirProcessNoLongerNeedsThem) {
+  const std::string mine = MakeScript("/v/mine.mpg");
+  ASSERT_TRUE(std::filesystem::exists(mine));
+  // A script left by a process that has ended goes at the next script written; one of a live
+  // process stays.
+  const pid_t child = ::fork();
+  if (child == 0) ::_exit(0);
+  ASSERT_GT(child, 0);
+  ::waitpid(child, nullptr, 0);
+  const std::string ended = folder_ + "/old-0123456789abcdef-" + std::to_string(child) + ".avs";
+  const std::string live = folder_ + "/live-0123456789abcdef-1.avs";
+  WriteFile(ended, ScriptFor("/v/old.mpg"));
+  WriteFile(live, ScriptFor("/v/live.mpg"));
+  const std::string next = MakeScript("/v/next.mpg");
+  EXPECT_FALSE(std::filesystem::exists(ended));
+  EXPECT_TRUE(std::filesystem::exists(live));
+  RemoveScripts();
+  EXPECT_FALSE(std::filesystem::exists(mine));
+  EXPECT_FALSE(std::filesystem::exists(next));
+  EXPECT_TRUE(std::filesystem::exists(live));
 }
 
 TEST_F(ScriptFolder, OtherNamesGetNoScriptAndShortNamesAMessage) {

@@ -1,0 +1,68 @@
+#include "cli/OutputFiles.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+
+#include "base/Error.h"
+#include "cli/PictureFiles.h"
+
+namespace qv::cli {
+
+namespace fs = std::filesystem;
+
+bool SameFile(const std::string& a, const std::string& b) {
+  std::error_code error;
+  return fs::equivalent(a, b, error);
+}
+
+std::string CreateTemporaryBeside(const std::string& target, std::string& why) {
+  const fs::path path(target);
+  const fs::path folder = path.parent_path().empty() ? fs::path(".") : path.parent_path();
+  // The name keeps the target's extension, which picks the file format of a video.
+  const std::string extension = path.extension().string();
+  std::string pattern =
+      (folder / ("." + path.filename().string() + ".XXXXXX" + extension)).string();
+  const int fd = ::mkstemps(pattern.data(), static_cast<int>(extension.size()));
+  if (fd < 0) {
+    why = std::strerror(errno);
+    return "";
+  }
+  ::close(fd);
+  return pattern;
+}
+
+bool MoveIntoPlace(const std::string& temporary, const std::string& target, std::string& why) {
+  if (std::rename(temporary.c_str(), target.c_str()) == 0) return true;
+  why = std::strerror(errno);
+  std::remove(temporary.c_str());
+  return false;
+}
+
+bool WritePictureFile(const Picture& picture, const std::string& target, std::string& why) {
+  const std::string temporary = CreateTemporaryBeside(target, why);
+  if (temporary.empty()) return false;
+  bool written = false;
+  const std::string tail = target.size() >= 4 ? target.substr(target.size() - 4) : "";
+  if (tail.size() == 4 && tail[0] == '.' && (tail[1] | 0x20) == 'p' && (tail[2] | 0x20) == 'n' &&
+      (tail[3] | 0x20) == 'g') {
+    written = SavePng(picture, temporary, why);
+  } else {
+    try {
+      written = picture.SavePicture(temporary);
+      if (!written) why = "the file could not be written";
+    } catch (const std::exception& e) {
+      why = DescribeError(e);
+    }
+  }
+  if (!written) {
+    std::remove(temporary.c_str());
+    return false;
+  }
+  return MoveIntoPlace(temporary, target, why);
+}
+
+}  // namespace qv::cli
