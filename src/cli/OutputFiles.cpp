@@ -1,5 +1,6 @@
 #include "cli/OutputFiles.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -31,7 +32,16 @@ std::string CreateTemporaryBeside(const std::string& target, std::string& why) {
     why = std::strerror(errno);
     return "";
   }
+  // mkstemp makes the file private; an output gets the permissions any new file of the user gets.
+  const mode_t mask = ::umask(0);
+  ::umask(mask);
+  const bool shared = ::fchmod(fd, 0666 & ~mask) == 0;
   ::close(fd);
+  if (!shared) {
+    why = std::strerror(errno);
+    std::remove(pattern.c_str());
+    return "";
+  }
   return pattern;
 }
 

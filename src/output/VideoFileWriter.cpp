@@ -385,6 +385,10 @@ std::unique_ptr<VideoFileWriter> VideoFileWriter::Open(const VideoFileOptions& o
   v->pix_fmt = ChoosePixelFormat(videoEncoder, options.width, options.height);
   // YUV4MPEG files hold YUV pictures only; full chroma keeps every colour of ours.
   if (std::string(container->name) == "yuv4mpegpipe") v->pix_fmt = AV_PIX_FMT_YUV444P;
+  // x265 writes its settings to standard error itself, past FFmpeg's log.
+  if (std::string(videoEncoder->name) == "libx265") {
+    av_opt_set(v->priv_data, "x265-params", "log-level=error", 0);
+  }
   if (videoEncoder->id == AV_CODEC_ID_H264) {
     av_opt_set(v->priv_data, "preset", "veryfast", 0);
     av_opt_set(v->priv_data, "crf", "18", 0);
