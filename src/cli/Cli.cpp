@@ -1,5 +1,6 @@
 #include "cli/Cli.h"
 
+#include <cstdio>
 #include <filesystem>
 #include <iostream>
 #include <string>
@@ -8,6 +9,7 @@
 
 #include "cli/Commands.h"
 #include "cli/DemoClip.h"
+#include "cli/OutputFiles.h"
 #include "cli/Help.h"
 #include "cli/ImageCommand.h"
 #include "shell/Player.h"
@@ -48,7 +50,10 @@ int Run(int argc, char** argv) {
     }
     const std::string out = argc > 2 ? argv[2] : "quorvex-demo.mkv";
     std::string error;
-    if (!WriteDemoClip(out, DemoClipOptions{}, error)) {
+    const std::string temporary = CreateTemporaryBeside(out, error);
+    const bool written = !temporary.empty() && WriteDemoClip(temporary, DemoClipOptions{}, error);
+    if (!written && !temporary.empty()) std::remove(temporary.c_str());
+    if (!written || !MoveIntoPlace(temporary, out, error)) {
       std::cerr << "quorvex: cannot write the demo clip " << out << ": " << error << "\n";
       return 1;
     }
