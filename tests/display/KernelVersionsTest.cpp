@@ -55,16 +55,18 @@ struct PaddedGrid {
     for (uint8_t& b : memory) b = static_cast<uint8_t>(random());
     grid = PixelGrid{memory.data(), width, height, stride};
   }
-  Outcome Result() const { return Outcome{memory, grid.stride, 3, 0, 0}; }
+  Outcome Result(int64_t number = 0) const { return Outcome{memory, grid.stride, 3, 0, number}; }
 };
 
 ::testing::AssertionResult SameOutcome(const Outcome& plain, const Outcome& fast) {
   if (plain.error != fast.error || plain.number != fast.number) {
-    return ::testing::AssertionFailure() << "plain: error " << plain.error << ", number " << plain.number
-                                         << "; fast: error " << fast.error << ", number " << fast.number;
+    return ::testing::AssertionFailure()
+           << "plain: error " << plain.error << ", number " << plain.number << "; fast: error "
+           << fast.error << ", number " << fast.number;
   }
   if (plain.bytes.size() != fast.bytes.size()) {
-    return ::testing::AssertionFailure() << plain.bytes.size() << " bytes, fast " << fast.bytes.size();
+    return ::testing::AssertionFailure()
+           << plain.bytes.size() << " bytes, fast " << fast.bytes.size();
   }
   size_t differing = 0, worst = 0;
   int largest = 0;
@@ -99,7 +101,8 @@ Outcome AnaglyphRows(const Shape& s, int variant, std::mt19937& random) {
   PaddedGrid out(s.width, s.height, s.padding, random);
   const AnaglyphRow row = FastAnaglyphRow(kinds[variant]);
   for (int32_t y = 0; y < s.height; ++y) {
-    row(out.grid.MemoryRow(y), left.grid.MemoryRow(y), right.grid.MemoryRow(y), both, s.width - both);
+    row(out.grid.MemoryRow(y), left.grid.MemoryRow(y), right.grid.MemoryRow(y), both,
+        s.width - both);
   }
   return out.Result();
 }
@@ -117,7 +120,8 @@ Outcome GatheredRows(const Shape& s, int variant, std::mt19937& random) {
   const PaddedGrid source(sourceWidth, s.height, s.padding, random);
   PaddedGrid dest(s.width, s.height, s.padding, random);
   const RowGatherPlan plan(columns, sourceWidth, true);
-  for (int32_t y = 0; y < s.height; ++y) plan.Gather(source.grid.MemoryRow(y), dest.grid.MemoryRow(y));
+  for (int32_t y = 0; y < s.height; ++y)
+    plan.Gather(source.grid.MemoryRow(y), dest.grid.MemoryRow(y));
   return dest.Result();
 }
 
@@ -140,12 +144,9 @@ Outcome NearestStretch(const Shape& s, int variant, std::mt19937& random) {
   from.Select(source.grid);
   to.Select(dest.grid);
   to.SetStretchMode(COLORONCOLOR);
-  Outcome outcome;
   const bool done = Stretch(&to, g.x, g.y, w, h, &from, g.sx, g.sy, g.sourceWidth, g.sourceHeight,
                             rops[variant % 4]);
-  outcome = dest.Result();
-  outcome.number = done;
-  return outcome;
+  return dest.Result(done);
 }
 
 // A picture of w x h made through the picture type (stride: the width's bytes rounded up to four),
@@ -160,10 +161,12 @@ PictureRef RandomPicture(int32_t w, int32_t h, std::mt19937& random, int limit =
   return picture;
 }
 
-Outcome WholePicture(const Picture& picture) {
+// The picture's memory, padding included, and the error number a kernel raised on it.
+Outcome WholePicture(const Picture& picture, int32_t error) {
   const uint8_t* bits = picture.Bits();
-  return Outcome{std::vector<uint8_t>(bits, bits + int64_t{picture.BytesPerScanLine()} * picture.Height()),
-                 picture.BytesPerScanLine(), 3, 0, 0};
+  return Outcome{
+      std::vector<uint8_t>(bits, bits + int64_t{picture.BytesPerScanLine()} * picture.Height()),
+      picture.BytesPerScanLine(), 3, error, 0};
 }
 
 // Variants: divisors whose levels all fit, and divisors with failing sums, where the walk stops at
@@ -187,10 +190,8 @@ Outcome GreyLevels(const Shape& s, int variant, std::mt19937& random) {
     }
   }
   ImageProcessor process;
-  const AppError error = ErrorOf([&] { process.GrayScale(*picture, divisor); });
-  Outcome outcome = WholePicture(*picture);
-  outcome.error = error.Number();
-  return outcome;
+  const int32_t error = ErrorOf([&] { process.GrayScale(*picture, divisor); }).Number();
+  return WholePicture(*picture, error);
 }
 
 // Variants: Brightness, then Contrast, at amounts that round halves, reach the ends of the 16-bit
@@ -200,16 +201,14 @@ Outcome Tone(const Shape& s, int variant, std::mt19937& random) {
   const int32_t amount = amounts[variant % std::size(amounts)];
   const PictureRef picture = RandomPicture(s.width, s.height, random);
   ImageProcessor process;
-  const AppError error = test::ErrorOf([&] {
-    if (variant < static_cast<int>(std::size(amounts))) {
-      process.Brightness(*picture, amount);
-    } else {
-      process.Contrast(*picture, amount);
-    }
-  });
-  Outcome outcome = WholePicture(*picture);
-  outcome.error = error.Number();
-  return outcome;
+  const int32_t error = ErrorOf([&] {
+                          if (variant < static_cast<int>(std::size(amounts))) {
+                            process.Brightness(*picture, amount);
+                          } else {
+                            process.Contrast(*picture, amount);
+                          }
+                        }).Number();
+  return WholePicture(*picture, error);
 }
 
 // Variants: amplitudes that the 32-bit arithmetic covers, its largest, and one past it.
@@ -218,10 +217,8 @@ Outcome Noise(const Shape& s, int variant, std::mt19937& random) {
   const PictureRef picture = RandomPicture(s.width, s.height, random);
   ImageProcessor process;
   process.SeedNoise(random());
-  const AppError error = test::ErrorOf([&] { process.AddNoise(*picture, percents[variant]); });
-  Outcome outcome = WholePicture(*picture);
-  outcome.error = error.Number();
-  return outcome;
+  const int32_t error = ErrorOf([&] { process.AddNoise(*picture, percents[variant]); }).Number();
+  return WholePicture(*picture, error);
 }
 
 Outcome WindowImage(const Shape& s, int, std::mt19937& random) {
@@ -244,7 +241,8 @@ Outcome WindowImage(const Shape& s, int, std::mt19937& random) {
 Outcome Correlation(const Shape& s, int variant, std::mt19937& random) {
   PictureRef picture = RandomPicture(s.width, s.height, random);
   if (variant == 4) {
-    if (PictureRef view = RandomPicture(2 * s.width + 3, s.height, random)->CropView(s.height, s.width, 1, 0)) {
+    if (PictureRef view =
+            RandomPicture(2 * s.width + 3, s.height, random)->CropView(s.height, s.width, 1, 0)) {
       picture = view;
     }
   }
@@ -268,7 +266,8 @@ Outcome Correlation(const Shape& s, int variant, std::mt19937& random) {
   const PixelGrid grid = picture->ReadGrid();
   for (int32_t y = 0; y < s.height; ++y) {
     const uint64_t sum = SumOfAbsoluteDifferences(values.Row(y), grid.MemoryRow(y), 3 * s.width);
-    for (int shift = 0; shift < 64; shift += 8) outcome.bytes.push_back(static_cast<uint8_t>(sum >> shift));
+    for (int shift = 0; shift < 64; shift += 8)
+      outcome.bytes.push_back(static_cast<uint8_t>(sum >> shift));
   }
   outcome.stride = 8;
   outcome.pixelBytes = 8;
@@ -297,7 +296,8 @@ TEST(KernelVersions, FastVersionsGiveThePlainVersionsBytesErrorsAndNumbers) {
     int failures = 0;
     for (size_t k = 0; k < std::size(widths) && failures < 3; ++k) {
       for (const int32_t height : {1, 2, 5}) {
-        const Shape shape{widths[k], height, paddings[(k + static_cast<size_t>(height)) % std::size(paddings)]};
+        const Shape shape{widths[k], height,
+                          paddings[(k + static_cast<size_t>(height)) % std::size(paddings)]};
         for (int variant = 0; variant < kernel.variants; ++variant) {
           const auto seed = static_cast<uint32_t>(1000 * shape.width + 10 * height + variant);
           Outcome plain;
@@ -326,9 +326,7 @@ TEST(KernelVersions, PlainKernelsHidesEveryFeatureUntilTheOutermostEnds) {
   EXPECT_TRUE(detected.vectors);
   {
     PlainKernels outer;
-    {
-      PlainKernels inner;
-    }
+    { PlainKernels inner; }
     const CpuFeatureSet& hidden = CpuFeatures();
     EXPECT_FALSE(hidden.vectors || hidden.ssse3 || hidden.avx2);
   }

@@ -12,7 +12,6 @@
 namespace qv::test {
 namespace {
 
-
 TEST(Picture, NewPicturesAreBlackWithRowsPaddedToFourBytes) {
   const int32_t strides[] = {4, 8, 12, 12, 16, 20, 24, 24};
   for (int32_t w = 1; w <= 8; ++w) {
@@ -20,7 +19,8 @@ TEST(Picture, NewPicturesAreBlackWithRowsPaddedToFourBytes) {
     ASSERT_TRUE(p.Create(w, 3));
     const int32_t stride = strides[w - 1];
     EXPECT_EQ(std::pair(p.BytesPerScanLine(), p.InfoHeader().biSizeImage),
-              std::pair(stride, static_cast<uint32_t>(3 * stride))) << "width " << w;
+              std::pair(stride, static_cast<uint32_t>(3 * stride)))
+        << "width " << w;
     EXPECT_EQ(std::count(p.Bits(), p.Bits() + 3 * stride, 0), 3 * stride);
   }
 }
@@ -62,8 +62,9 @@ TEST(Picture, CropTakesDeviceCoordinatesAndLeavesOutsidePartsBlack) {
   auto p = MakePicture(4, 3, [](int x, int y) { return Bgr{uint8_t(x), uint8_t(y), 9}; });
   auto top = p->Crop(1, 4, 0, 0);
   ASSERT_TRUE(top);
-  EXPECT_TRUE(
-      SamePicture(*top, *MakePicture(4, 1, [](int x, int) { return Bgr{uint8_t(x), 0, 9}; })));
+  EXPECT_TRUE(SamePicture(*top, *MakePicture(4, 1, [](int x, int) {
+    return Bgr{uint8_t(x), 0, 9};
+  })));
   // The top row is the last one in memory.
   EXPECT_EQ(top->Bits()[2], p->Bits()[2 * p->BytesPerScanLine() + 2]);
 
@@ -77,7 +78,7 @@ TEST(Picture, CropTakesDeviceCoordinatesAndLeavesOutsidePartsBlack) {
   EXPECT_TRUE(SamePicture(*p->CanvasSize(2, 9), *SolidPicture(9, 2, {0, 0, 0})));
 }
 
-TEST(Picture, ResampleWithoutInterpolationRepeatsOrDropsPixels) {
+TEST(Picture, ResampleRepeatsOrDropsPixelsOrInterpolates) {
   auto p = PatternPicture(8, 8);
   EXPECT_TRUE(SamePicture(*p->Resample(8, 8), *p));
   auto doubled = MakePicture(16, 16, [&](int x, int y) { return PixelAt(*p, x / 2, y / 2); });
@@ -87,9 +88,7 @@ TEST(Picture, ResampleWithoutInterpolationRepeatsOrDropsPixels) {
   EXPECT_TRUE(SamePicture(*p->Resample(4, 4), *MakePicture(4, 4, [&](int x, int y) {
     return PixelAt(*p, picked[x], 7 - picked[3 - y]);
   })));
-}
 
-TEST(Picture, ResampleWithInterpolation) {
   // Bilinear: a horizontal ramp from 0 to 90 sampled at thirds.
   auto ramp = [](int step) {
     return [step](int x, int) { return Bgr{uint8_t(step * x), 0, uint8_t(step * x)}; };
@@ -105,8 +104,7 @@ TEST(Picture, ResampleWithInterpolation) {
   // the borders of a flat picture darken while its middle stays.
   auto box = SolidPicture(20, 20, {100, 100, 100})->Resample(4, 4, true);
   // Bottom left: 4 of 25 positions sampled.
-  EXPECT_EQ(std::pair(PixelAt(*box, 0, 3), PixelAt(*box, 2, 1)),
-            std::pair(Grey(16), Grey(100)));
+  EXPECT_EQ(std::pair(PixelAt(*box, 0, 3), PixelAt(*box, 2, 1)), std::pair(Grey(16), Grey(100)));
 }
 
 TEST(Picture, RandomiseBitsFollowsTheChannelRulesAndKeepsPadding) {

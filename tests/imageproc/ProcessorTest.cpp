@@ -11,7 +11,6 @@
 namespace qv::test {
 namespace {
 
-
 constexpr int32_t kMaxInt = std::numeric_limits<int32_t>::max();
 
 using Processor = With<ImageProcessor>;
@@ -57,9 +56,7 @@ TEST_F(Processor, CopyFromArrayRoundsAndStopsAtTheFirstElementOutOfRange) {
   auto picture = SolidPicture(2, 2, {0, 0, 0});
   Array2D<double> values;
   values.ReDim(7, 2);
-  for (int y = 0; y < 2; ++y) {
-    for (int i = 0; i < 6; ++i) values(i, y) = 100;
-  }
+  for (int k = 0; k < 12; ++k) values(k % 6, k / 6) = 100;
   values(0, 0) = 254.5;
   values(4, 0) = 255.5;  // rounds to 256
   EXPECT_EQ(ErrorOf([&] { p.CopyFromArray(*picture, values); }).Number(), err::kOverflow);
