@@ -120,7 +120,7 @@ TEST_F(Convert, AClipWithoutSoundGivesPicturesOnly) {
   const mode_t mask = ::umask(022);
   // A limit past the end: every frame there is.
   ASSERT_EQ(Run("convert " + In("sbs_scene.mkv") + " -o " + Out("quiet.mkv") +
-                " --frames 50 --codec libx265"),
+                " --frames 50 --codec libx264"),
             0)
       << Read("err.txt");
   ::umask(mask);
@@ -160,8 +160,12 @@ TEST_F(Convert, RefusesWhatItCannotDoAndTellsWhyLeavingNothingBehind) {
       {Out("x.mp3"), "holds sound only"},
       {Out("x.png"), "'quorvex render' writes one frame"},
       {Out("x.mkv") + " --codec nosuchcodec", "unknown video encoder 'nosuchcodec'"},
+      {Out("x.qqq"), "no known video file format"},
   };
-  for (const auto& [arguments, reason] : misfits) ExpectRefusal(convert + arguments, 2, reason);
+  for (const auto& [arguments, reason] : misfits) {
+    ExpectRefusal(convert + arguments, 2, reason);
+    EXPECT_THAT(Read("err.txt"), ::testing::Not(HasSubstr(" @ 0x"))) << "the library's own log";
+  }
   for (const char* usage : {"", " -o x.mkv --frames 0", " -o x.mkv --start -1",
                             " -o x.mkv --frame 2", " -o x.mkv --codec", " x.mkv",
                             " -o x.mkv --no-sound=1", " -o x.mkv --vert-offset 101"}) {
