@@ -6,11 +6,11 @@
 #include "base/Error.h"
 #include "base/Numbers.h"
 #include "base/Seams.h"
-#include "image/BitmapFile.h"
 #include "image/BufferHelpers.h"
+#include "stereo/FrameBuffers.h"
+#include "image/BitmapFile.h"
 #include "imageproc/ImageProcessor.h"
 #include "stereo/Decoders.h"
-#include "stereo/FrameBuffers.h"
 
 namespace qv {
 
@@ -64,10 +64,9 @@ InputFormat DetectLayout(PackedFrameGetter& getter, int32_t first, int32_t lengt
     for (const int shift : kShiftsPercent) {
       LoadAboveBelow(frames);  // every trial starts from fresh halves
       if (shift != 0) {
-        ShiftViews(
-            frames,
-            static_cast<int32_t>(
-                Floor(shift * static_cast<double>(Deref(frames.StereoViews[0]).Height()) / 100.0)));
+        ShiftViews(frames, static_cast<int32_t>(Floor(
+                               shift * static_cast<double>(Deref(frames.StereoViews[0]).Height()) /
+                               100.0)));
       }
       const int32_t aboveBelow = ViewDifference(frames, processor);
       if (shift == 0 && aboveBelow > kDecisionFactor * parallel) {

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "MediaSupport.h"
-#include "stereo/Decoders.h"
 #include "stereo/FrameBuffers.h"
+#include "stereo/Decoders.h"
 #include "video/VideoReader.h"
 
 namespace qv {
