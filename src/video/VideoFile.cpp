@@ -423,6 +423,10 @@ VideoFile::OpenStatus VideoFile::OpenWith(const std::string& path, Sources sourc
   failure_.clear();
   auto impl = std::make_unique<Impl>();
 
+  if (path.empty()) {
+    failure_ = "No file name";
+    return OpenStatus::kNotOpened;
+  }
   std::string target = path;
   std::string name = path;  // the file as the user is told of it
   if (IsScriptName(path)) {

@@ -6,11 +6,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <vector>
 
 #include "MediaSupport.h"
-#include "stereo/FrameBuffers.h"
 #include "stereo/Decoders.h"
+#include "stereo/FrameBuffers.h"
 #include "video/VideoReader.h"
 
 namespace qv {
@@ -187,9 +188,12 @@ TEST_F(Reader, FilesWithoutPicturesAreReportedWithTheReasonAndNothingStaysOpen) 
 
 TEST_F(Reader, ANameWithAColonIsAFileNotAProtocol) {
   test::TempDir dir;
-  const std::string name = dir.File("concat:clip.mkv");
-  test::WriteFile(name, test::ReadFile(Media("three.mkv")));
-  ASSERT_TRUE(OpenVideo(name, video)) << ::testing::PrintToString(sink.Texts());
+  test::WriteFile(dir.File("concat:clip.mkv"), test::ReadFile(Media("three.mkv")));
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::current_path(dir.File(""));
+  const bool opened = OpenVideo("concat:clip.mkv", video);
+  std::filesystem::current_path(before);
+  ASSERT_TRUE(opened) << ::testing::PrintToString(sink.Texts());
   EXPECT_EQ(video.StreamLength, 3);
 }
 

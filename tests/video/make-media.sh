@@ -41,7 +41,7 @@ rm lossless_ref.avi
 # MPEG streams, which only estimate their lengths: a program stream of 50 frames, and a transport
 # stream of two parts joined end to end (frames 0-29 and 30-59 of one scene, each part's clock
 # starting at the same time), with the 60 frames' reference.
-ff -f lavfi -i "$(scene 128x96 2)" -c:v mpeg2video -q:v 2 -bf 2 -g 12 -f vob fifty.vob
+ff -f lavfi -i "$(scene 128x96 2)" -c:v mpeg2video -bf 3 -g 15 -f vob fifty.vob
 ff -f lavfi -i "$(scene 128x96 2.4)" -c:v ffv1 -pix_fmt bgr0 joined_ref.avi
 ff -i joined_ref.avi -f rawvideo -pix_fmt bgr24 joined_ref.bgr
 ff -i joined_ref.avi -frames:v 30 -c:v mpeg2video -q:v 2 -bf 2 -g 12 part1.ts
