@@ -12,6 +12,7 @@ extern "C" {
 #include <libavutil/audio_fifo.h>
 #include <libavutil/buffer.h>
 #include <libavutil/frame.h>
+#include <libavutil/log.h>
 #include <libavutil/mem.h>
 #include <libswresample/swresample.h>
 #include <libswscale/swscale.h>
@@ -92,7 +93,12 @@ using AvBytesPtr = std::unique_ptr<uint8_t, ffmpeg_free::Memory>;
 // avformat_open_input for an owned context. `format` may hold a context prepared for custom input
 // (avformat_alloc_context with pb set) or be empty; FFmpeg frees the context when opening fails,
 // and `format` is then empty. Returns FFmpeg's result code.
+//
+// FFmpeg's own diagnostics while reading (damaged packets and the like) are not the program's
+// messages, which say what matters to the user themselves: from the first input on, only fatal
+// ones are logged.
 inline int OpenInput(InputFormatPtr& format, const char* url) {
+  if (av_log_get_level() > AV_LOG_FATAL) av_log_set_level(AV_LOG_FATAL);
   AVFormatContext* context = format.release();
   const int result = avformat_open_input(&context, url, nullptr, nullptr);
   format.reset(context);

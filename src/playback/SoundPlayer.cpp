@@ -8,8 +8,11 @@ extern "C" {
 #include <chrono>
 #include <cmath>
 #include <cstring>
+#include <optional>
 
 #include "base/Error.h"
+#include "video/ScriptBridge.h"
+#include "video/VideoFile.h"
 
 namespace qv {
 
@@ -24,7 +27,7 @@ AppError FfmpegError(int code) {
   return AppError(number, "FFmpeg", text);
 }
 
-AppError SoundError(const char* text) {
+AppError SoundError(const std::string& text) {
   return AppError(err::kInvalidArgument, "FFmpeg", text);
 }
 
@@ -47,11 +50,32 @@ SoundPlayer::~SoundPlayer() {
 }
 
 void SoundPlayer::OpenFile(const std::string& fileName) {
-  int r = OpenInput(format_ctx_, fileName.c_str());
+  // A script's sound is that of the video it names.
+  std::string path = fileName;
+  if (IsScriptName(fileName)) {
+    if (const std::optional<std::string> problem = LocalFileProblem(fileName)) {
+      throw SoundError(fileName + ": " + *problem);
+    }
+    const std::optional<std::string> named = ReadScriptTarget(fileName);
+    if (!named)
+      throw SoundError(fileName + ": The script does not consist of one DirectShowSource line.");
+    path = *named;
+  }
+  if (const std::optional<std::string> problem = LocalFileProblem(path)) {
+    throw SoundError(path + ": " + *problem);
+  }
+  int r = OpenInput(format_ctx_, LocalFileUrl(path).c_str());
   if (r < 0) throw FfmpegError(r);
   r = avformat_find_stream_info(format_ctx_.get(), nullptr);
   if (r < 0) throw FfmpegError(r);
-  timelineStart_ = format_ctx_->start_time == AV_NOPTS_VALUE ? 0 : format_ctx_->start_time;
+  // Sample 0 goes with the video's frame 0, whose time may lie after the container's start (MPEG
+  // streams start their clocks at their earliest packet, often a sound one).
+  const std::optional<int64_t> firstPicture = VideoFile::FirstPictureTime(path);
+  if (firstPicture) {
+    timelineStart_ = *firstPicture;
+  } else {
+    timelineStart_ = format_ctx_->start_time == AV_NOPTS_VALUE ? 0 : format_ctx_->start_time;
+  }
 
   const AVCodec* decoder = nullptr;
   r = av_find_best_stream(format_ctx_.get(), AVMEDIA_TYPE_AUDIO, -1, -1, &decoder, 0);

@@ -7,8 +7,8 @@
 // own fills the buffer; the output's thread empties it through Pull. Both touch only the buffer
 // and the heard-position record, under one mutex.
 //
-// Positions are seconds from the start of the file (the container's start time), the same origin
-// as the video's frames.
+// Positions are seconds from the video's frame 0 (the first picture's presentation time), the
+// origin of the video's frame numbers; in a file without pictures, from the container's start.
 
 #include <condition_variable>
 #include <cstdint>
@@ -36,8 +36,8 @@ class SoundPlayer {
   SoundPlayer(const SoundPlayer&) = delete;
   SoundPlayer& operator=(const SoundPlayer&) = delete;
 
-  // Opens fileName and its decoder for the best sound stream. Raises AppError when the file cannot
-  // be read or its sound cannot be decoded. A file without any sound stream opens fine, with
+  // Opens fileName (a local file, or a script: the video it names) and its decoder for the best
+  // sound stream. Raises AppError when the file cannot be read or its sound cannot be decoded. A file without any sound stream opens fine, with
   // HasSound() false; nothing else of the player may then be used but the destructor.
   void OpenFile(const std::string& fileName);
   bool HasSound() const { return streamIndex_ >= 0; }

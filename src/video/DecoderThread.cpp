@@ -9,9 +9,9 @@ DecoderThread::~DecoderThread() {
   Stop();
 }
 
-VideoFile::OpenStatus DecoderThread::Open(const std::string& path) {
+VideoFile::OpenStatus DecoderThread::Open(const std::string& path, VideoFile::Sources sources) {
   auto file = std::make_unique<VideoFile>();
-  const VideoFile::OpenStatus status = file->Open(path);
+  const VideoFile::OpenStatus status = file->Open(path, sources);
   failure_ = file->FailureText();
   if (status == VideoFile::OpenStatus::kOpened) {
     Attach(std::move(file));

@@ -60,7 +60,8 @@ class DecoderThread {
 
   // Opens `path` on a VideoFile of the decoder's own (stopping a running decoder first). On
   // failure FailureText() says why, as VideoFile says it.
-  VideoFile::OpenStatus Open(const std::string& path);
+  VideoFile::OpenStatus Open(const std::string& path,
+                             VideoFile::Sources sources = VideoFile::Sources::kFilesOnly);
   // Takes over a file that opened with kOpened, instead of opening it a second time.
   void Attach(std::unique_ptr<VideoFile> file);
   // Stops the thread and hands the file back (null when none is open); the decoder is then empty.

@@ -85,7 +85,7 @@ VideoFacts DetectVideo(const std::string& fileName) {
     VideoFile file;
     const VideoFile::OpenStatus status = file.Open(fileName);
     if (status == VideoFile::OpenStatus::kNotOpened) {
-      MsgBox(kUnableToOpen);
+      MsgBox(kUnableToOpen + ("\n" + file.FailureText()));
       return facts;
     }
     const StreamInfoRecord info = InfoOf(file);
@@ -95,7 +95,7 @@ VideoFacts DetectVideo(const std::string& fileName) {
     facts.height = format.biHeight;
     if (status == VideoFile::OpenStatus::kNoDecoder) {
       MsgBox(kNoDecompressor, msg::kInformation, kAppName);
-      MsgBox(kUnableToOpen);
+      MsgBox(kUnableToOpen + ("\n" + file.FailureText()));
       return facts;
     }
     PackedFrameGetter getter(file, format);

@@ -39,8 +39,8 @@ struct VideoFacts {
 
 // Opens fileName on its own, reads its length, rate and size and guesses its stereo layout;
 // leaves nothing open. When the file cannot be opened or examined the user is told ("Unable to
-// open AVI file.", after "No suitable decompressor found for this video stream!" when no decoder
-// fits) and `frames` is 0 (the rate and size are still filled in when the stream could be read).
+// open AVI file." with the file and the reason on a line of their own, after "No suitable
+// decompressor found for this video stream!" when no decoder fits) and `frames` is 0 (the rate and size are still filled in when the stream could be read).
 VideoFacts DetectVideo(const std::string& fileName);
 
 }  // namespace qv

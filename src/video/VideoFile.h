@@ -13,13 +13,27 @@
 // up to it; decoded frames on the way are not converted. A frame that cannot be reached (past the
 // end of a truncated file, undecodable data) makes the fetch return false; the object stays usable.
 //
+// Sources. Only local files are read: names are handed to FFmpeg as file: URLs, so that no name
+// is taken for a protocol, and URLs, devices, sockets and (unless asked for) pipes are refused
+// before anything waits on them. Every file is opened more than once (probe passes).
+//
 // Used by one thread at a time.
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace qv {
+
+// What keeps `path` from being read as a video, by what the file system says of it before FFmpeg
+// sees it: "No such file", "Permission denied", "Is a directory", "Empty file", "Not a local
+// file: URLs are refused", "A pipe or device cannot be read twice" and the like; nullopt for a
+// readable, non-empty regular file.
+std::optional<std::string> LocalFileProblem(const std::string& path);
+
+// The name under which FFmpeg opens the local file `path`: file: and its absolute path.
+std::string LocalFileUrl(const std::string& path);
 
 class VideoFile {
  public:
@@ -29,24 +43,37 @@ class VideoFile {
     kNoDecoder,  // a video stream that no decoder of ours turns into pictures
   };
 
+  enum class Sources {
+    kFilesOnly,
+    kFilesAndPipes,  // also named pipes, read as they come (for tests of stalled streams)
+  };
+
   VideoFile();
   ~VideoFile();
   VideoFile(const VideoFile&) = delete;
   VideoFile& operator=(const VideoFile&) = delete;
 
   // Opens the file's first video stream (a .avs or .vdr script: the video it names) and decodes
-  // its first frame. On failure FailureText() says why, in words for the user; after kNoDecoder
-  // the stream's size, rate and length are still known.
-  OpenStatus Open(const std::string& path);
+  // its first frame. On failure FailureText() says which file could not be used and why, in words
+  // for the user ("<file>: Empty file"); after kNoDecoder the stream's size, rate and length are
+  // still known.
+  OpenStatus Open(const std::string& path, Sources sources = Sources::kFilesOnly);
   const std::string& FailureText() const { return failure_; }
+
+  // The presentation time of frame 0 of the file's first video stream on the container's clock,
+  // in microseconds (AV_TIME_BASE units); nullopt when no picture of it decodes. The sound track
+  // is measured from there, so that its sample 0 goes with frame 0.
+  static std::optional<int64_t> FirstPictureTime(const std::string& path);
 
   int32_t Width() const;  // picture size of the stream, in pixels
   int32_t Height() const;
   // Frames per second as a fraction (rate / scale); 25 / 1 when the stream does not say.
   uint32_t Rate() const;
   uint32_t Scale() const;
-  // Number of frames: the stream's own count when it has one, otherwise its duration times its
-  // rate, rounded.
+  // Number of frames: the stream's own count when it is believable (no more frames than the file
+  // has bytes), otherwise the video packets counted in a pass over the file (always for MPEG
+  // program and transport streams up to 1 GiB, whose durations are estimates), otherwise its
+  // duration times its rate, rounded.
   int32_t Length() const;
 
   // Decodes frame `index` into a width x height picture: three bytes a pixel (blue, green, red),
@@ -64,7 +91,8 @@ class VideoFile {
 
  private:
   struct Impl;
-  bool OpenDecoder();
+  OpenStatus OpenWith(const std::string& path, Sources sources, bool measure);
+  bool OpenDecoder(bool measure);
 
   std::unique_ptr<Impl> impl_;
   std::string failure_;

@@ -30,7 +30,7 @@ bool OpenVideo(const std::string& fileName, VideoReaderState& video) {
     auto file = std::make_unique<VideoFile>();
     const VideoFile::OpenStatus status = file->Open(fileName);
     if (status == VideoFile::OpenStatus::kNotOpened) {
-      MsgBox(kOpenVideoFailed + file->FailureText());
+      MsgBox(kOpenVideoFailed + ("\n" + file->FailureText()));
       return false;
     }
     video.StreamStart = 0;
@@ -39,7 +39,7 @@ bool OpenVideo(const std::string& fileName, VideoReaderState& video) {
     video.FrameFormat = FormatOf(video.StreamInfo);
     if (status == VideoFile::OpenStatus::kNoDecoder) {
       MsgBox(kUnableToDecompress, msg::kInformation, kAppName);
-      MsgBox(kOpenVideoFailed + file->FailureText());
+      MsgBox(kOpenVideoFailed + ("\n" + file->FailureText()));
       return false;
     }
     video.FrameGetter = std::move(file);

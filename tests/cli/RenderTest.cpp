@@ -144,7 +144,8 @@ TEST_F(Cli, DetectReportsTheGuessAsOneJsonObject) {
   EXPECT_EQ(Read("out.txt"),
             "{\"layout\": \"\", \"layout_code\": 0, \"frames\": 0, \"fps\": 0.0, \"width\": 0, "
             "\"height\": 0}\n");
-  EXPECT_EQ(Read("err.txt"), "Quorvex: Unable to open AVI file.\n");
+  EXPECT_EQ(Read("err.txt"), "Quorvex: Unable to open AVI file.\n" + test::Media("random.avi") +
+                                 ": Not a video file\n");
   EXPECT_EQ(Run("detect"), 2);
   EXPECT_EQ(Run("detect a.mkv b.mkv"), 2);
   EXPECT_EQ(Run("detect a.mkv --yaml"), 2);

@@ -9,7 +9,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <filesystem>
 #include <map>
 #include <thread>
@@ -67,6 +69,11 @@ class Sound : public ::testing::Test {
         {"ramp.mkv", ramp + "-c:a flac"},
         {"short-sound.mkv", picture + "-f lavfi -i sine=r=48000:d=0.5 -c:v mpeg4 -c:a flac"},
         {"silent.mkv", picture + "-c:v mpeg4"},
+        // Sound from 0.2 s before the first picture, a 1 kHz burst 0.4 s into it.
+        {"early-sound.mpg",
+         "-itsoffset 0.2 " + picture +
+             "-f lavfi -i \"aevalsrc=0.9*sin(2*PI*1000*t)*between(t\\,0.4\\,0.44):s=48000:d=1.2\" "
+             "-fps_mode:v passthrough -c:v mpeg2video -c:a pcm_s16be -f vob"},
         {"sine.wav", "-f lavfi -i sine=sample_rate=44100:duration=2 -ac 2 -c:a pcm_s16le"}};
     if (name != "junk.mkv") {
       MakeClip(clips.at(name), path);
@@ -271,7 +278,7 @@ TEST_F(Sound, FilesThatCannotBePlayedAreReported) {
   EXPECT_EQ(messages_.Texts(),
             (std::vector<std::string>{
                 graph + "Invalid data found when processing input", unplayable,
-                graph + "No such file or directory", unplayable, "Unable to open audio.",
+                graph + File("missing.mkv") + ": No such file", unplayable, "Unable to open audio.",
                 "An error occurred while attempting to play the audio track. Overflow", source2,
                 source2, source2}));
   EXPECT_EQ(device_.opened, 0);
@@ -279,6 +286,19 @@ TEST_F(Sound, FilesThatCannotBePlayedAreReported) {
   EXPECT_EQ(PlayFile(File("ramp.wav"), 0, "NOTIFY"), kPlayStarted);
   EXPECT_EQ(PlayFile(File("ramp.wav"), 0, "wait"), kPlayBadKeyword);
   EXPECT_EQ(PositionMs(), 0);  // opened, not playing
+}
+
+// MPEG streams start their clocks at their earliest packet, here the sound's: the sound is
+// measured from the first picture all the same, so that the burst falls 0.2 s after frame 0.
+TEST_F(Sound, SoundSampleZeroGoesWithFrameZero) {
+  PlaybackRequest request = Request(3, File("early-sound.mpg"), 25.0, 0);
+  ASSERT_TRUE(StartAudio(request));
+  ASSERT_EQ(device_.format.rate, 48000);
+  const std::vector<float> samples = device_.Take(14400, clock_.now);
+  const auto loud = std::find_if(samples.begin(), samples.end(),
+                                 [](float sample) { return std::abs(sample) > 0.3f; });
+  EXPECT_NEAR(loud - samples.begin(), 9600, 4);
+  StopAudio(request);
 }
 
 // Through SDL's dummy driver, in real time.

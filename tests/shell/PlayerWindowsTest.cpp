@@ -183,7 +183,7 @@ TEST_F(PlayerWindows, OpenChecksTheGuessedLayoutOrForgetsAFileThatDoesNotOpen) {
   Item("&File", "Open")->trigger();
   EXPECT_EQ(chooserCalls, 1);
   EXPECT_EQ(sink.Texts(), (std::vector<std::string>{"Filename does not contain a valid extension.",
-                                                    "Unable to open AVI file.",
+                                                    "Unable to open AVI file.\nNo file name",
                                                     "This video appears to be " + kLayoutTail}));
   EXPECT_EQ(QStringList({main.CurrentFile(), main.windowTitle(), main.Bar().windowTitle()}),
             QStringList({"", "Quorvex - ", "Toolbar"}));

@@ -223,7 +223,7 @@ TEST(DecoderThread, AStopFromAnotherThreadEndsAWaitOnAStalledStream) {
   });
 
   DecoderThread decoder;
-  ASSERT_EQ(decoder.Open(pipe), VideoFile::OpenStatus::kOpened);
+  ASSERT_EQ(decoder.Open(pipe, VideoFile::Sources::kFilesAndPipes), VideoFile::OpenStatus::kOpened);
   ASSERT_TRUE(decoder.Start(0, 11));
   PictureRef frame;
   ASSERT_EQ(decoder.Take(0, frame), D);

@@ -102,14 +102,19 @@ TEST(LayoutGuessOpening, ClipsShorterThanFourFramesSkipSamplesPastTheirEnd) {
 }
 
 TEST(LayoutGuessOpening, FilesThatCannotBeExaminedGiveNoFramesAndTheReadersMessages) {
-  // Files the reader refuses (all of its refusals take one way here), a picture without halves to
-  // compare, one whose side-by-side difference passes the 32-bit range, and an unknown codec.
-  for (const std::string file :
-       {"truncated.mp4", "no_such_file.mkv", "one_pixel.png", "halves.png", "unknown_codec.avi"}) {
+  // Files the reader refuses, with its reasons; a picture without halves to compare, one whose
+  // side-by-side difference passes the 32-bit range; and an unknown codec.
+  for (const auto& [file, reason] :
+       {std::pair<std::string, std::string>{"truncated.mp4", "Not a video file"},
+        {"no_such_file.mkv", "No such file"},
+        {"one_pixel.png", ""},
+        {"halves.png", ""},
+        {"unknown_codec.avi", "No decoder for the video stream."}}) {
     SCOPED_TRACE(file);
     RecordingSink sink;
     EXPECT_EQ(DetectVideo(Media(file)).frames, 0);
-    std::vector<std::string> expected{"Unable to open AVI file."};
+    std::vector<std::string> expected{"Unable to open AVI file." +
+                                      (reason.empty() ? "" : "\n" + Media(file) + ": " + reason)};
     if (file == "unknown_codec.avi") {
       expected.insert(expected.begin(), "No suitable decompressor found for this video stream!");
     }

@@ -3,11 +3,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
 #include <vector>
 
 #include "MediaSupport.h"
-#include "stereo/FrameBuffers.h"
 #include "stereo/Decoders.h"
+#include "stereo/FrameBuffers.h"
 #include "video/VideoReader.h"
 
 namespace qv {
@@ -149,19 +153,122 @@ TEST_P(LossyClips, EveryNumberGivesTheFrameOfThatNumberInAnyOrder) {
 INSTANTIATE_TEST_SUITE_P(Containers, LossyClips,
                          ::testing::Values("mpeg2.mpg", "mpeg2.ts", "wmv2.wmv", "sound.mp4"));
 
-TEST_F(Reader, FilesWithoutPicturesAreReportedAndNothingStaysOpen) {
-  for (const char* name :
-       {"empty.avi", "random.avi", "truncated.mp4", "audio_only.wav", "no_such_file.avi"}) {
-    SCOPED_TRACE(name);
+TEST_F(Reader, FilesWithoutPicturesAreReportedWithTheReasonAndNothingStaysOpen) {
+  test::TempDir dir;
+  const std::string pipe = dir.File("pipe.avi");
+  ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+  test::WriteFile(dir.File("lost.avs"), "DirectShowSource(\"" + dir.File("gone.mpg") + "\")\r\n");
+  const std::string lost = dir.File("gone.mpg") + " (named by " + dir.File("lost.avs") + ")";
+  const std::pair<std::string, std::string> cases[] = {
+      {Media("empty.avi"), "Empty file"},
+      {Media("random.avi"), "Not a video file"},
+      {Media("truncated.mp4"), "Not a video file"},
+      {Media("audio_only.wav"), "No video stream"},
+      {Media("no_such_file.avi"), "No such file"},
+      {Media(""), "Is a directory"},
+      {"/dev/null", "A pipe or device cannot be read twice"},
+      {pipe, "A pipe or device cannot be read twice"},
+      {"http://10.255.255.1/x.mp4", "Not a local file: URLs are refused"},
+      {"concat:" + Media("ffv1.mkv") + "|" + Media("ffv1.mkv"),
+       "Not a local file: URLs are refused"},
+      {lost, "No such file"}};
+  for (const auto& [path, reason] : cases) {
+    SCOPED_TRACE(path);
     sink.messages.clear();
-    EXPECT_FALSE(Open(name));
+    const std::string opened = path == lost ? dir.File("lost.avs") : path;
+    EXPECT_FALSE(OpenVideo(opened, video));
     ASSERT_EQ(sink.messages.size(), 1u);
-    EXPECT_THAT(sink.messages[0].text, ::testing::StartsWith("An error occurred in OpenVideo. "));
+    EXPECT_EQ(sink.messages[0].text, "An error occurred in OpenVideo. \n" + path + ": " + reason);
     EXPECT_EQ(video.FrameGetter, nullptr);
     Picture any;
     any.Create(8, 8);
     EXPECT_FALSE(FetchFrame(video, 0, any));
   }
+}
+
+TEST_F(Reader, ANameWithAColonIsAFileNotAProtocol) {
+  test::TempDir dir;
+  test::WriteFile(dir.File("concat:clip.mkv"), test::ReadFile(Media("three.mkv")));
+  const std::filesystem::path before = std::filesystem::current_path();
+  std::filesystem::current_path(dir.File(""));
+  const bool opened = OpenVideo("concat:clip.mkv", video);
+  std::filesystem::current_path(before);
+  ASSERT_TRUE(opened) << ::testing::PrintToString(sink.Texts());
+  EXPECT_EQ(video.StreamLength, 3);
+}
+
+TEST_F(Reader, AnUnreadableFileIsReportedAsSuch) {
+  if (::geteuid() == 0) GTEST_SKIP() << "root reads every file";
+  test::TempDir dir;
+  const std::string name = dir.File("locked.mkv");
+  test::WriteFile(name, test::ReadFile(Media("three.mkv")));
+  ASSERT_EQ(::chmod(name.c_str(), 0), 0);
+  EXPECT_EQ(LocalFileProblem(name), "Permission denied");
+}
+
+// A copy of odd_raw.avi (12 raw frames) with 32-bit header fields replaced: each patch names the
+// chunk, the field's offset in the chunk's data and the new value.
+struct HeaderPatch {
+  const char* chunk;
+  size_t offset;
+  uint32_t value;
+};
+std::string PatchedAvi(const std::string& path, const std::vector<HeaderPatch>& patches) {
+  std::string bytes = test::ReadFile(Media("odd_raw.avi"));
+  for (const HeaderPatch& patch : patches) {
+    const size_t at = bytes.find(patch.chunk);
+    if (at == std::string::npos) ADD_FAILURE() << "no " << patch.chunk;
+    for (size_t i = 0; i < 4 && at != std::string::npos; ++i)
+      bytes[at + 8 + patch.offset + i] = static_cast<char>(patch.value >> (8 * i));
+  }
+  test::WriteFile(path, bytes);
+  return path;
+}
+
+TEST_F(Reader, DamagedHeadersGiveTheFramesTheFileHoldsAtAUsableRate) {
+  const auto references = ReadReference("odd_raw.bgr", 161, 97);
+  test::TempDir dir;
+  // dwTotalFrames of the main header, dwScale, dwRate and dwLength of the stream header.
+  const std::pair<const char*, std::vector<HeaderPatch>> files[] = {
+      {"count.avi", {{"avih", 16, 0x7fffffffu}, {"strh", 32, 0x7fffffffu}}},
+      {"rate.avi", {{"strh", 20, 0x80000000u}, {"strh", 24, 1}}},
+      {"both.avi", {{"strh", 20, 1}, {"strh", 24, 0xfffffff0u}, {"strh", 32, 0x7fffffffu}}}};
+  for (const auto& [name, patches] : files) {
+    SCOPED_TRACE(name);
+    ASSERT_TRUE(OpenVideo(PatchedAvi(dir.File(name), patches), video));
+    frame = NewFrame();
+    EXPECT_EQ(video.StreamLength, 12);
+    EXPECT_EQ(std::pair(video.StreamInfo.dwRate, video.StreamInfo.dwScale), std::pair(25u, 1u));
+    for (int k : {0, 1, 2, 11, 5, 6, 3}) {
+      ASSERT_TRUE(Fetch(k)) << "frame " << k;
+      EXPECT_TRUE(SamePicture(*frame, *references[k])) << "frame " << k;
+    }
+    CloseVideo(video);
+  }
+  EXPECT_TRUE(sink.messages.empty());
+}
+
+// A program stream's clock gives 48 of its 50 frames; the joined transport stream's clock starts
+// again halfway, at the same time as before.
+TEST_F(Reader, MpegStreamsHaveEveryFrameCountedAndNumberedInOrder) {
+  const auto references = ReadReference("joined_ref.bgr", 128, 96);
+  ASSERT_EQ(references.size(), 60u);
+  for (const auto& [name, frames] : {std::pair{"fifty.vob", 50}, std::pair{"joined.ts", 60}}) {
+    SCOPED_TRACE(name);
+    ASSERT_TRUE(Open(name)) << ::testing::PrintToString(sink.Texts());
+    EXPECT_EQ(video.StreamLength, frames);
+    for (int k = 0; k < frames; ++k) {
+      ASSERT_TRUE(Fetch(k)) << "frame " << k;
+      EXPECT_EQ(NearestFrame(*frame, references), k);
+    }
+    for (int k : {frames - 5, 3, frames - 1, 31}) {
+      ASSERT_TRUE(Fetch(k)) << "frame " << k;
+      EXPECT_EQ(NearestFrame(*frame, references), k);
+    }
+    EXPECT_FALSE(Fetch(frames));
+    CloseVideo(video);
+  }
+  EXPECT_TRUE(sink.messages.empty());
 }
 
 TEST_F(Reader, FramesMissingFromATruncatedFileFailAndTheRestStillDecode) {

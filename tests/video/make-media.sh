@@ -9,7 +9,7 @@ mkdir -p "$out"
 if [ -f "$out/media-complete" ] && cmp -s "$0" "$out/media-complete"; then exit 0; fi
 script=$(realpath "$0")
 cd "$out"
-rm -f -- *.mkv *.avi *.mp4 *.mpg *.ts *.wmv *.wav *.png *.bgr *.rgb media-complete
+rm -f -- *.mkv *.avi *.mp4 *.mpg *.vob *.ts *.wmv *.wav *.png *.bgr *.rgb media-complete
 ff() { ffmpeg -nostdin -hide_banner -loglevel error -y "$@"; }
 
 # A moving, textured scene (a generator picture with a frame counter in it).
@@ -37,6 +37,17 @@ ff -f lavfi -i "$(scene 128x96 1.2)" -f lavfi -i "sine=frequency=440:duration=1.
 ff -f lavfi -i "$(scene 128x96 1.2)" -c:v ffv1 -pix_fmt bgr0 lossless_ref.avi
 ff -i lossless_ref.avi -f rawvideo -pix_fmt bgr24 lossy_ref.bgr
 rm lossless_ref.avi
+
+# MPEG streams, which only estimate their lengths: a program stream of 50 frames, and a transport
+# stream of two parts joined end to end (frames 0-29 and 30-59 of one scene, each part's clock
+# starting at the same time), with the 60 frames' reference.
+ff -f lavfi -i "$(scene 128x96 2)" -c:v mpeg2video -bf 3 -g 15 -f vob fifty.vob
+ff -f lavfi -i "$(scene 128x96 2.4)" -c:v ffv1 -pix_fmt bgr0 joined_ref.avi
+ff -i joined_ref.avi -f rawvideo -pix_fmt bgr24 joined_ref.bgr
+ff -i joined_ref.avi -frames:v 30 -c:v mpeg2video -q:v 2 -bf 2 -g 12 part1.ts
+ff -ss 1.2 -i joined_ref.avi -c:v mpeg2video -q:v 2 -bf 2 -g 12 part2.ts
+cat part1.ts part2.ts > joined.ts
+rm joined_ref.avi part1.ts part2.ts
 
 # --- Short, damaged and odd files ------------------------------------------------------------------
 ff -f lavfi -i "$(scene 64x48 0.12)" -c:v ffv1 -pix_fmt bgr0 three.mkv   # 3 frames
