@@ -6,11 +6,13 @@
 #include <span>
 
 #include "base/DisplayConfig.h"
+#include "base/Seams.h"
 #include "shell/DisplaySettingsModel.h"
 #include "shell/SettingsStore.h"
 #include "shell/Startup.h"
 #include "video/ScriptBridge.h"
 #include "video/LayoutDetection.h"
+#include "video/VideoFile.h"
 
 namespace qv::cli {
 
@@ -142,6 +144,13 @@ int Fail(const std::string& why) {
 }
 
 int ChooseInput(const OutputOptions& options, std::string& fileToOpen, InputFormat& inputFormat) {
+  // Refused before a script is written for it, with the message that opening it would give: the
+  // layout guess's, or the reader's when the format is given.
+  if (const auto problem = LocalFileProblem(options.input)) {
+    MsgBox((options.format ? "An error occurred in OpenVideo. \n" : "Unable to open AVI file.\n") +
+           options.input + ": " + *problem);
+    return 1;
+  }
   const std::string script = MakeScript(options.input);
   fileToOpen = script.empty() ? options.input : script;
   if (options.format) {

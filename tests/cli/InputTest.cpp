@@ -39,6 +39,8 @@ TEST_F(Input, UrlsAndPipesAreRefusedWithTheReason) {
     EXPECT_EQ(RunWithin20Seconds(arguments), 1) << arguments;
     EXPECT_THAT(Read("err.txt"), HasSubstr(reason)) << arguments;
   }
+  // Refused before any script was written for them.
+  EXPECT_THAT(test::FilesIn(home_.File("data/Quorvex")), ::testing::IsEmpty());
 }
 
 TEST_F(Input, AScriptIsConvertedWithTheSoundOfTheVideoItNames) {
