@@ -9,9 +9,9 @@
 
 #include "cli/Commands.h"
 #include "cli/DemoClip.h"
-#include "cli/OutputFiles.h"
 #include "cli/Help.h"
 #include "cli/ImageCommand.h"
+#include "cli/OutputFiles.h"
 #include "shell/Player.h"
 
 #ifndef QUORVEX_VERSION

@@ -64,10 +64,14 @@ class InterruptionHandlers {
 
 std::string SignalName(int signal) {
   switch (signal) {
-    case SIGINT: return "SIGINT";
-    case SIGTERM: return "SIGTERM";
-    case SIGHUP: return "SIGHUP";
-    default: return "signal " + std::to_string(signal);
+    case SIGINT:
+      return "SIGINT";
+    case SIGTERM:
+      return "SIGTERM";
+    case SIGHUP:
+      return "SIGHUP";
+    default:
+      return "signal " + std::to_string(signal);
   }
 }
 
@@ -218,8 +222,9 @@ int RunConvert(const std::vector<std::string>& args) {
 
   PlaybackSession playback;
   PlaybackContext& context = playback.Context();
-  VideoFileSurface surface(context, {temporary, options.codec,
-                                     withSound ? request.AudioFile : std::string(), options.frames});
+  VideoFileSurface surface(
+      context,
+      {temporary, options.codec, withSound ? request.AudioFile : std::string(), options.frames});
   ConvertConsole console(context, options.start, options.frames);
   const Clock::time_point began = Clock::now();
   {

@@ -164,8 +164,9 @@ HelpPage MakeHelp() {
       {"0", "done"},
       {"1", "the input could not be processed; the reasons went to standard error"},
       {"2", "a usage error"},
-      {"128+N", "convert was stopped by signal N (130 for Ctrl+C); the frames converted so far "
-                "are in OUT, finished so that it plays"},
+      {"128+N",
+       "convert was stopped by signal N (130 for Ctrl+C); the frames converted so far "
+       "are in OUT, finished so that it plays"},
   };
   page.environment = {
       {"DISPLAY, WAYLAND_DISPLAY, QT_QPA_PLATFORM",

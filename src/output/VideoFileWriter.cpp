@@ -317,8 +317,8 @@ OutputCheck VideoFileWriter::CheckOutput(const std::string& path, const std::str
     return check;
   }
   // A sound format may still name a video codec, for a cover picture.
-  const bool soundOnly = container->mime_type != nullptr &&
-                         std::string(container->mime_type).rfind("audio/", 0) == 0;
+  const bool soundOnly =
+      container->mime_type != nullptr && std::string(container->mime_type).rfind("audio/", 0) == 0;
   if (container->video_codec == AV_CODEC_ID_NONE || soundOnly) {
     check.usage = true;
     check.problem = "the " + name + " format of '" + path + "' holds sound only, no video";
@@ -336,8 +336,8 @@ OutputCheck VideoFileWriter::CheckOutput(const std::string& path, const std::str
   // 0: the format does not say, and the muxer is left to judge.
   if (avformat_query_codec(container, encoder->id, FF_COMPLIANCE_NORMAL) == 0) {
     check.usage = true;
-    check.problem = "the " + name + " format ('" + extension + "') cannot hold " +
-                    encoder->name + " video; choose another --codec or another extension";
+    check.problem = "the " + name + " format ('" + extension + "') cannot hold " + encoder->name +
+                    " video; choose another --codec or another extension";
     return check;
   }
   check.holdsSound = container->audio_codec != AV_CODEC_ID_NONE;

@@ -37,8 +37,9 @@ class SoundPlayer {
   SoundPlayer& operator=(const SoundPlayer&) = delete;
 
   // Opens fileName (a local file, or a script: the video it names) and its decoder for the best
-  // sound stream. Raises AppError when the file cannot be read or its sound cannot be decoded. A file without any sound stream opens fine, with
-  // HasSound() false; nothing else of the player may then be used but the destructor.
+  // sound stream. Raises AppError when the file cannot be read or its sound cannot be decoded. A
+  // file without any sound stream opens fine, with HasSound() false; nothing else of the player may
+  // then be used but the destructor.
   void OpenFile(const std::string& fileName);
   bool HasSound() const { return streamIndex_ >= 0; }
   // Tells the demuxer to skip the packets of every other stream (pictures, subtitles), so that

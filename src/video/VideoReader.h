@@ -52,8 +52,9 @@ struct VideoReaderState {
 
 // Opens fileName (a video, or a one-line script naming one) into `video`. On failure the user is
 // told ("Unable to decompress this video stream." when no decoder can deliver pictures, then
-// "An error occurred in OpenVideo. " and, on a line of its own, the file and the reason) and the result is false; nothing
-// stays open, but after a decoder failure the stream's facts are filled in.
+// "An error occurred in OpenVideo. " and, on a line of its own, the file and the reason) and the
+// result is false; nothing stays open, but after a decoder failure the stream's facts are filled
+// in.
 bool OpenVideo(const std::string& fileName, VideoReaderState& video);
 // Releases what OpenVideo opened. StreamStart, StreamLength, StreamInfo and FrameFormat keep
 // their values.

@@ -103,12 +103,14 @@ TEST_F(Convert, TwoDimensionalVideoIsConvertedAsRenderConvertsItWithItsRateInThe
   // Guessed 2D, so converted: every frame is the one render converts from the first frame on.
   ASSERT_EQ(Run("convert " + In("flat_valley.mkv") + " -o " + Out("flat.mkv") + " --codec ffv1"), 0)
       << Read("err.txt");
-  EXPECT_THAT(Read("out.txt"),
-              ::testing::MatchesRegex(".*flat.mkv: 10 frames in .* Put .* ms; conversion .* frames/s\n"));
+  EXPECT_THAT(
+      Read("out.txt"),
+      ::testing::MatchesRegex(".*flat.mkv: 10 frames in .* Put .* ms; conversion .* frames/s\n"));
   const auto frames = Frames("flat.mkv", 320, 240);
   ASSERT_EQ(frames.size(), 10u);
   for (int n : {0, 1, 9}) {
-    const PictureRef expected = Render(In("flat_valley.mkv"), "--format 2d-to-3d --frame " + std::to_string(n));
+    const PictureRef expected =
+        Render(In("flat_valley.mkv"), "--format 2d-to-3d --frame " + std::to_string(n));
     ASSERT_NE(expected, nullptr);
     EXPECT_TRUE(test::SamePicture(*frames[static_cast<size_t>(n)], *expected)) << "frame " << n;
   }
@@ -166,9 +168,9 @@ TEST_F(Convert, RefusesWhatItCannotDoAndTellsWhyLeavingNothingBehind) {
     ExpectRefusal(convert + arguments, 2, reason);
     EXPECT_THAT(Read("err.txt"), ::testing::Not(HasSubstr(" @ 0x"))) << "the library's own log";
   }
-  for (const char* usage : {"", " -o x.mkv --frames 0", " -o x.mkv --start -1",
-                            " -o x.mkv --frame 2", " -o x.mkv --codec", " x.mkv",
-                            " -o x.mkv --no-sound=1", " -o x.mkv --vert-offset 101"}) {
+  for (const char* usage :
+       {"", " -o x.mkv --frames 0", " -o x.mkv --start -1", " -o x.mkv --frame 2",
+        " -o x.mkv --codec", " x.mkv", " -o x.mkv --no-sound=1", " -o x.mkv --vert-offset 101"}) {
     EXPECT_EQ(Run("convert " + in + usage), 2) << usage;
   }
   for (const std::string& name : test::FilesIn(home_.Path().string())) {
@@ -181,7 +183,9 @@ TEST_F(Convert, RefusesWhatItCannotDoAndTellsWhyLeavingNothingBehind) {
 TEST_F(Convert, PicturesOnlyWhereTheFormatHoldsNoSoundOrTheUserAsks) {
   const std::string streams = "ffprobe -v error -show_entries stream=codec_type -of csv=p=0 ";
   const std::tuple<const char*, const char*, bool> cases[] = {
-      {"anim.gif", "", true}, {"raw.y4m", "", true}, {"quiet.mkv", " --no-sound", false},
+      {"anim.gif", "", true},
+      {"raw.y4m", "", true},
+      {"quiet.mkv", " --no-sound", false},
       {"jpeg.avi", " --codec mjpeg", false}};
   for (const auto& [name, options, told] : cases) {
     SCOPED_TRACE(name);
@@ -191,8 +195,9 @@ TEST_F(Convert, PicturesOnlyWhereTheFormatHoldsNoSoundOrTheUserAsks) {
     ASSERT_EQ(std::system((streams + Out(name) + " >" + Out("streams.txt")).c_str()), 0);
     const bool mjpeg = std::string(options) == " --codec mjpeg";
     EXPECT_EQ(Read("streams.txt"), mjpeg ? "video\naudio\n" : "video\n");
-    const std::string count = "ffprobe -v error -select_streams v:0 -count_frames -show_entries "
-                              "stream=nb_read_frames -of csv=p=0 ";
+    const std::string count =
+        "ffprobe -v error -select_streams v:0 -count_frames -show_entries "
+        "stream=nb_read_frames -of csv=p=0 ";
     ASSERT_EQ(std::system((count + Out(name) + " >" + Out("count.txt")).c_str()), 0);
     EXPECT_EQ(Read("count.txt"), "10\n");
   }
@@ -202,7 +207,8 @@ TEST_F(Convert, PicturesOnlyWhereTheFormatHoldsNoSoundOrTheUserAsks) {
 TEST_F(Convert, SameNamedVideosConvertedAtOnceKeepTheirOwnPictures) {
   std::filesystem::create_directories(home_.File("a"));
   std::filesystem::create_directories(home_.File("b"));
-  ASSERT_EQ(Ffmpeg("-i " + In("sbs_scene.mkv") + " -c:v mpeg2video -q:v 2 " + Out("a/clip.mpg")), 0);
+  ASSERT_EQ(Ffmpeg("-i " + In("sbs_scene.mkv") + " -c:v mpeg2video -q:v 2 " + Out("a/clip.mpg")),
+            0);
   ASSERT_EQ(Ffmpeg("-i " + In("sbs_scene.mkv") + " -vf hflip -c:v mpeg2video -q:v 2 " +
                    Out("b/clip.mpg")),
             0);
@@ -211,7 +217,8 @@ TEST_F(Convert, SameNamedVideosConvertedAtOnceKeepTheirOwnPictures) {
   for (int round = 0; round < 3; ++round) {
     for (const char* side : {"a", "b"}) {
       both += "'" QUORVEX_PROGRAM "' convert " + Out(std::string(side) + "/clip.mpg") + " -o " +
-              Out(std::string(side) + std::to_string(round) + ".mkv") + common + " >/dev/null 2>&1 & ";
+              Out(std::string(side) + std::to_string(round) + ".mkv") + common +
+              " >/dev/null 2>&1 & ";
     }
   }
   ASSERT_EQ(std::system(("XDG_CONFIG_HOME=" + Out("config") + " XDG_DATA_HOME=" + Out("data") +
@@ -246,10 +253,13 @@ TEST_F(Convert, AnInterruptedConversionLeavesAPlayableFileAndTheSignalsStatus) {
                     "'" QUORVEX_PROGRAM "' convert " + Out("long.mkv") + " -o " + Out(out) +
                         " --format parallel 2>" + Out("err.txt") + " & p=$!\n" +
                         "for k in $(seq 600); do\n"
-                        "  s=$(cat " + Out("") + "/." + out + ".*.mp4 2>/dev/null | wc -c)\n"
+                        "  s=$(cat " +
+                        Out("") + "/." + out +
+                        ".*.mp4 2>/dev/null | wc -c)\n"
                         "  [ \"$s\" -gt 60000 ] && break; sleep 0.05\n"
                         "done\n"
-                        "kill -" + signal + " $p; wait $p; echo $? >" + Out("status.txt") + "\n");
+                        "kill -" +
+                        signal + " $p; wait $p; echo $? >" + Out("status.txt") + "\n");
     ASSERT_EQ(std::system(("XDG_CONFIG_HOME=" + Out("config") + " XDG_DATA_HOME=" + Out("data") +
                            " bash " + Out("interrupt.sh"))
                               .c_str()),
@@ -257,9 +267,9 @@ TEST_F(Convert, AnInterruptedConversionLeavesAPlayableFileAndTheSignalsStatus) {
     EXPECT_EQ(Read("status.txt"), std::to_string(status) + "\n") << Read("err.txt");
     EXPECT_THAT(Read("err.txt"), HasSubstr("interrupted by SIG" + std::string(signal)));
     // Decodes from end to end without an error.
-    ASSERT_EQ(std::system(("ffmpeg -v error -nostdin -i " + Out(out) + " -f null - 2>" +
-                           Out("decode.txt"))
-                              .c_str()),
+    ASSERT_EQ(std::system(
+                  ("ffmpeg -v error -nostdin -i " + Out(out) + " -f null - 2>" + Out("decode.txt"))
+                      .c_str()),
               0);
     EXPECT_EQ(Read("decode.txt"), "");
     const size_t frames = Frames(out, 160, 240).size();

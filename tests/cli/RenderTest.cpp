@@ -116,8 +116,9 @@ TEST_F(Cli, RenderRefusesToWriteOverItsInput) {
   ASSERT_EQ(Ffmpeg("-i " + In("sbs_scene.mkv") + " -frames:v 1 " + Out("in.png")), 0);
   std::filesystem::create_symlink(home_.File("in.png"), home_.File("link.png"));
   const std::string before = Read("in.png");
-  for (const std::string& output : {Out("in.png"), Out("link.png"), Out("./in.png") + " --format 2d-to-3d",
-                                    Out("d.png") + " --format 2d-to-3d --depth-out " + Out("in.png")}) {
+  for (const std::string& output :
+       {Out("in.png"), Out("link.png"), Out("./in.png") + " --format 2d-to-3d",
+        Out("d.png") + " --format 2d-to-3d --depth-out " + Out("in.png")}) {
     ExpectRefusal("render " + Out("in.png") + " -o " + output, 1, "is the input file");
   }
   EXPECT_EQ(Read("in.png"), before);
