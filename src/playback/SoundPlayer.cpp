@@ -68,19 +68,19 @@ void SoundPlayer::OpenFile(const std::string& fileName) {
   if (r < 0) throw FfmpegError(r);
   r = avformat_find_stream_info(format_ctx_.get(), nullptr);
   if (r < 0) throw FfmpegError(r);
+  const AVCodec* decoder = nullptr;
+  r = av_find_best_stream(format_ctx_.get(), AVMEDIA_TYPE_AUDIO, -1, -1, &decoder, 0);
+  if (r == AVERROR_STREAM_NOT_FOUND) return;  // a silent file
+  if (r < 0) throw FfmpegError(r);
   // Sample 0 goes with the video's frame 0, whose time may lie after the container's start (MPEG
-  // streams start their clocks at their earliest packet, often a sound one).
+  // streams start their clocks at their earliest packet, often a sound one). Finding it decodes
+  // the first picture, which a silent file is spared.
   const std::optional<int64_t> firstPicture = VideoFile::FirstPictureTime(path);
   if (firstPicture) {
     timelineStart_ = *firstPicture;
   } else {
     timelineStart_ = format_ctx_->start_time == AV_NOPTS_VALUE ? 0 : format_ctx_->start_time;
   }
-
-  const AVCodec* decoder = nullptr;
-  r = av_find_best_stream(format_ctx_.get(), AVMEDIA_TYPE_AUDIO, -1, -1, &decoder, 0);
-  if (r == AVERROR_STREAM_NOT_FOUND) return;  // a silent file
-  if (r < 0) throw FfmpegError(r);
   const AVStream* stream = format_ctx_->streams[r];
   codec_.reset(avcodec_alloc_context3(decoder));
   if (codec_ == nullptr) throw err::OutOfMemory();
