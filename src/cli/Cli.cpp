@@ -1,6 +1,5 @@
 #include "cli/Cli.h"
 
-#include <cstdio>
 #include <filesystem>
 #include <iostream>
 #include <string>
@@ -50,10 +49,10 @@ int Run(int argc, char** argv) {
     }
     const std::string out = argc > 2 ? argv[2] : "quorvex-demo.mkv";
     std::string error;
-    const std::string temporary = CreateTemporaryBeside(out, error);
-    const bool written = !temporary.empty() && WriteDemoClip(temporary, DemoClipOptions{}, error);
-    if (!written && !temporary.empty()) std::remove(temporary.c_str());
-    if (!written || !MoveIntoPlace(temporary, out, error)) {
+    const auto write = [](const std::string& temporary, std::string& why) {
+      return WriteDemoClip(temporary, DemoClipOptions{}, why);
+    };
+    if (!WriteThroughTemporary(out, write, error)) {
       std::cerr << "quorvex: cannot write the demo clip " << out << ": " << error << "\n";
       return 1;
     }

@@ -30,9 +30,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Where the session's messages and its once-a-frame event processing go during a conversion:
-// messages to standard error (counted: any of them means the input was not processed as asked),
-// and a progress bar on standard error when that is a terminal.
 // The signal that interrupted the conversion; 0 while none has.
 volatile std::sig_atomic_t gInterruption = 0;
 
@@ -75,19 +72,17 @@ std::string SignalName(int signal) {
   }
 }
 
-class ConvertConsole : public MessageSink, public EventPump {
+// Where the session's messages and its once-a-frame event processing go during a conversion:
+// messages to standard error (counted: any of them means the input was not processed as asked),
+// and a progress bar on standard error when that is a terminal.
+class ConvertConsole : public CountingSink, public EventPump {
  public:
   ConvertConsole(PlaybackContext& context, int32_t start, std::optional<int32_t> frames)
       : context_(context), start_(start), frames_(frames), bar_(isatty(STDERR_FILENO) == 1) {}
 
-  void ShowMessage(const std::string& text, int, const std::string& title) override {
+  void ShowMessage(const std::string& text, int style, const std::string& title) override {
     ClearBar();
-    std::cerr << (title.empty() ? kAppName : title) << ": " << text << std::endl;
-    ++messages_;
-  }
-  std::optional<std::string> InputBox(const std::string&, const std::string&,
-                                      const std::string& defaultAnswer) override {
-    return defaultAnswer;
+    CountingSink::ShowMessage(text, style, title);
   }
 
   void ProcessEvents() override {
@@ -104,8 +99,6 @@ class ConvertConsole : public MessageSink, public EventPump {
     std::cerr << "\r\033[K" << std::flush;
     drawn_ = false;
   }
-
-  int Messages() const { return messages_; }
 
  private:
   void DrawBar() {
@@ -128,7 +121,6 @@ class ConvertConsole : public MessageSink, public EventPump {
   bool bar_;
   bool drawn_ = false;
   Clock::time_point lastDraw_;
-  int messages_ = 0;
 };
 
 // Installs the conversion's surface and console for the session and takes them away again.
@@ -173,14 +165,15 @@ void PrintSummary(const SessionState& state, const std::string& output, int64_t 
 
 }  // namespace
 
-// What became of the output after the session: moved into place, or removed; the status.
+// What became of the output after the session: moved into place when kept, else removed; the
+// status, or 1 when the output cannot be moved into place.
 int FinishOutput(const std::string& temporary, const std::string& output, bool keep, int status) {
   std::string why;
   if (!keep) {
     std::remove(temporary.c_str());
-    return status;
+  } else if (!MoveIntoPlace(temporary, output, why)) {
+    return Fail("cannot write " + output + ": " + why);
   }
-  if (!MoveIntoPlace(temporary, output, why)) return Fail("cannot write " + output + ": " + why);
   return status;
 }
 
@@ -246,7 +239,7 @@ int RunConvert(const std::vector<std::string>& args) {
     }
     return FinishOutput(temporary, options.output, keep, 128 + signal);
   }
-  if (console.Messages() > 0 || surface.Failed()) {
+  if (console.Count() > 0 || surface.Failed()) {
     return FinishOutput(temporary, options.output, false, 1);
   }
   if (written == 0) {

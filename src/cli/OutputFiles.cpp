@@ -52,27 +52,35 @@ bool MoveIntoPlace(const std::string& temporary, const std::string& target, std:
   return false;
 }
 
-bool WritePictureFile(const Picture& picture, const std::string& target, std::string& why) {
+bool WriteThroughTemporary(const std::string& target,
+                           const std::function<bool(const std::string&, std::string&)>& write,
+                           std::string& why) {
   const std::string temporary = CreateTemporaryBeside(target, why);
   if (temporary.empty()) return false;
-  bool written = false;
-  const std::string tail = target.size() >= 4 ? target.substr(target.size() - 4) : "";
-  if (tail.size() == 4 && tail[0] == '.' && (tail[1] | 0x20) == 'p' && (tail[2] | 0x20) == 'n' &&
-      (tail[3] | 0x20) == 'g') {
-    written = SavePng(picture, temporary, why);
-  } else {
-    try {
-      written = picture.SavePicture(temporary);
-      if (!written) why = "the file could not be written";
-    } catch (const std::exception& e) {
-      why = DescribeError(e);
-    }
-  }
-  if (!written) {
+  if (!write(temporary, why)) {
     std::remove(temporary.c_str());
     return false;
   }
   return MoveIntoPlace(temporary, target, why);
+}
+
+bool WritePictureFile(const Picture& picture, const std::string& target, std::string& why) {
+  const std::string tail = target.size() >= 4 ? target.substr(target.size() - 4) : "";
+  const bool png = tail.size() == 4 && tail[0] == '.' && (tail[1] | 0x20) == 'p' &&
+                   (tail[2] | 0x20) == 'n' && (tail[3] | 0x20) == 'g';
+  return WriteThroughTemporary(
+      target,
+      [&](const std::string& temporary, std::string& failure) {
+        if (png) return SavePng(picture, temporary, failure);
+        try {
+          if (picture.SavePicture(temporary)) return true;
+          failure = "the file could not be written";
+        } catch (const std::exception& e) {
+          failure = DescribeError(e);
+        }
+        return false;
+      },
+      why);
 }
 
 }  // namespace qv::cli

@@ -3,6 +3,7 @@
 // appears whole or not at all: it is written under a temporary name beside its final one and
 // renamed into place once complete.
 
+#include <functional>
 #include <string>
 
 #include "image/Picture.h"
@@ -18,6 +19,12 @@ std::string CreateTemporaryBeside(const std::string& target, std::string& why);
 
 // Renames `temporary` to `target`; on failure removes it and sets `why`.
 bool MoveIntoPlace(const std::string& temporary, const std::string& target, std::string& why);
+
+// Has `write` write the file under a temporary name beside `target` (which it is given) and moves
+// it into place when that succeeds. False with `why` set when it cannot; nothing is left behind.
+bool WriteThroughTemporary(const std::string& target,
+                           const std::function<bool(const std::string&, std::string&)>& write,
+                           std::string& why);
 
 // Writes the picture as PNG (a name ending in .png, any case) or BMP (any other name), through a
 // temporary file. False with `why` set when it cannot; nothing is left behind then.

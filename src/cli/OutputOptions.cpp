@@ -6,6 +6,7 @@
 #include <span>
 
 #include "base/DisplayConfig.h"
+#include "base/Error.h"
 #include "base/Seams.h"
 #include "shell/DisplaySettingsModel.h"
 #include "shell/SettingsStore.h"
@@ -136,6 +137,16 @@ void LoadDisplaySettings(const OutputOptions& options) {
   if (options.screenWidth) gDisplay.ScreenWidth = *options.screenWidth;
   if (options.screenHeight) gDisplay.ScreenHeight = *options.screenHeight;
   if (options.vertOffset) gDisplay.VertOffset = *options.vertOffset;
+}
+
+void CountingSink::ShowMessage(const std::string& text, int, const std::string& title) {
+  std::cerr << (title.empty() ? kAppName : title) << ": " << text << std::endl;
+  ++count_;
+}
+
+std::optional<std::string> CountingSink::InputBox(const std::string&, const std::string&,
+                                                  const std::string& defaultAnswer) {
+  return defaultAnswer;
 }
 
 int Fail(const std::string& why) {

@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "base/Seams.h"
 #include "playback/GlassesTypes.h"
 #include "playback/PlaybackRequest.h"
 
@@ -54,6 +55,19 @@ std::string LayoutCaption(InputFormat layout);
 // Loads the stored settings into the display configuration (as the program does at start-up)
 // and applies --screen and --vert-offset.
 void LoadDisplaySettings(const OutputOptions& options);
+
+// The program's messages on standard error, counted: a message while frames are made (a
+// composer's error, say) means that the output is not what was asked for.
+class CountingSink : public MessageSink {
+ public:
+  void ShowMessage(const std::string& text, int style, const std::string& title) override;
+  std::optional<std::string> InputBox(const std::string& prompt, const std::string& title,
+                                      const std::string& defaultAnswer) override;
+  int Count() const { return count_; }
+
+ private:
+  int count_ = 0;
+};
 
 // Prints "quorvex: " and why to standard error; returns 1, the status of an input that could not
 // be processed.

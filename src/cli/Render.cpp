@@ -80,24 +80,6 @@ int WritePicture(const Picture& picture, const std::string& file) {
   return 0;
 }
 
-// The program's messages on standard error, counted: a message while the frame is made (a
-// composer's error, say) means the picture is not what was asked for.
-class CountingSink : public MessageSink {
- public:
-  void ShowMessage(const std::string& text, int, const std::string& title) override {
-    std::cerr << (title.empty() ? kAppName : title) << ": " << text << std::endl;
-    ++count_;
-  }
-  std::optional<std::string> InputBox(const std::string&, const std::string&,
-                                      const std::string& defaultAnswer) override {
-    return defaultAnswer;
-  }
-  int Count() const { return count_; }
-
- private:
-  int count_ = 0;
-};
-
 // The depth map of the last converted frame as a grey picture of the frame's size.
 PictureRef DepthPicture(const PlaybackContext& context) {
   const DepthMap& depth = context.Conversion.Depth();
